@@ -1,0 +1,39 @@
+# make run    install what is missing, build, start the program
+# make test   install what the tests need, build, run every test
+# make bench  run the measurements under benchmarks/
+
+BUILD      := build
+ASAN_BUILD := build-asan
+JOBS       := $(shell nproc)
+CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
+
+.PHONY: run test bench build deps deps-test clean
+
+deps:
+	@scripts/install-deps.sh run
+
+deps-test:
+	@scripts/install-deps.sh test
+
+build: deps
+	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=OFF >/dev/null
+	@cmake --build $(BUILD) --target tarnwick -j $(JOBS)
+
+run: build
+	cd $(BUILD) && ./tarnwick
+
+test: deps-test
+	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=ON >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_SANITIZE=ON -DTARNWICK_TESTS=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) --target unit_tests -j $(JOBS)
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
+
+bench: deps-test
+	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=ON >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+	@scripts/run-benchmarks.sh $(BUILD)
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -1,0 +1,3 @@
+#include "app/main_app.h"
+
+wxIMPLEMENT_APP(MainApp);

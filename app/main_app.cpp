@@ -1,0 +1,40 @@
+#include "app/main_app.h"
+
+#include "app/notify.h"
+#include "app/resources.h"
+#include "app/state.h"
+#include "app/tarnwick_icon.xpm"
+#include "config/config_file.h"
+#include "gui/main_frame.h"
+#include "results/results_file.h"
+
+#include <wx/icon.h>
+#include <wx/msgdlg.h>
+
+#include <clocale>
+
+bool MainApp::OnInit()
+{
+    // GTK adopts the user's locale; numbers in files and on screen must not.
+    std::setlocale(LC_NUMERIC, "C");
+    SetNotifier([](const wxString& text, const wxString& caption) {
+        wxMessageBox(text, caption, wxOK | wxCENTRE);
+    });
+
+    wxIcon icon(tarnwick_icon_xpm);
+    auto* frame = new MainFrame(nullptr);
+    frame->SetStatusText(wxS("Processor benchmark tool"), 0);
+    frame->SetIcon(icon);
+    SetTopWindow(frame);
+    GetTopWindow()->Show(true);
+    InitGlobals();
+    AccessResultsFile(ResultsOpLoad);
+    ProcessConfigFile(ConfigModeLoad);
+    return true;
+}
+
+int MainApp::OnExit()
+{
+    ReleaseGlobalArrays();
+    return true;
+}

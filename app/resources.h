@@ -1,0 +1,18 @@
+// Drawing resources shared by every view, and the start-up initialiser.
+#pragma once
+
+#include <wx/brush.h>
+#include <wx/colour.h>
+#include <wx/font.h>
+#include <wx/pen.h>
+
+extern wxColour WhiteColour;
+extern wxColour BlackColour;
+extern wxColour BackgroundColour;  ///< red 242, green 240, blue 250
+extern wxBrush WhiteBrush;
+extern wxPen BlackPen;
+extern wxFont ViewFont;
+
+/// The global initialiser: drawing resources, then the processor facts and
+/// the power test's defaults. Runs once, after the main window is shown.
+void InitGlobals();

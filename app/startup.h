@@ -1,0 +1,8 @@
+// The part of the start-up initialiser that needs no display.
+#pragma once
+
+/// Sets the operating-system name and the processor count, decodes the
+/// processor identification and derives the power test's defaults from it.
+/// `reportedCpuCount` is what the system reports; a count below 1 (unknown)
+/// is taken as 1.
+void InitProcessorGlobals(int reportedCpuCount);

@@ -1,0 +1,5 @@
+// Searching the results table.
+#pragma once
+
+/// Collects the result lines that contain SearchText.
+void FindResults();

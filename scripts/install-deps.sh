@@ -1,0 +1,39 @@
+#!/bin/sh
+# Installs the Debian packages the build needs ("run") or the tests need too
+# ("test"). Packages already present are not touched, so a second call is quick.
+set -eu
+
+run_packages="g++ make cmake pkg-config libwxgtk3.2-dev"
+test_packages="$run_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
+libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev"
+
+case "${1:-run}" in
+    run) wanted=$run_packages ;;
+    test) wanted=$test_packages ;;
+    *) echo "usage: $0 run|test" >&2; exit 2 ;;
+esac
+
+missing=""
+for package in $wanted; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+        missing="$missing $package"
+    fi
+done
+[ -z "$missing" ] && exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+    sudo=""
+elif command -v sudo >/dev/null 2>&1; then
+    sudo="sudo"
+else
+    echo "Missing packages:$missing" >&2
+    echo "Install them as root: apt-get install$missing" >&2
+    exit 1
+fi
+
+echo "Installing:$missing"
+install() {
+    $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing
+}
+# A fresh machine may have no package lists yet.
+install || { $sudo apt-get update && install; }

@@ -1,0 +1,54 @@
+# Shared steps of the end-to-end scenarios (sourced).
+
+# wait_for_window NAME_REGEX: prints the id of the first visible window whose
+# name matches, waiting up to 15 s.
+wait_for_window() {
+    tries=0
+    while [ $tries -lt 150 ]; do
+        id=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
+        if [ -n "$id" ]; then
+            echo "$id"
+            return 0
+        fi
+        tries=$((tries + 1))
+        sleep 0.1
+    done
+    echo "no window named '$1' appeared" >&2
+    return 1
+}
+
+# wait_for_no_window NAME_REGEX: waits up to 15 s until no visible window matches.
+wait_for_no_window() {
+    tries=0
+    while [ $tries -lt 150 ]; do
+        if ! xdotool search --onlyvisible --name "$1" >/dev/null 2>&1; then
+            return 0
+        fi
+        tries=$((tries + 1))
+        sleep 0.1
+    done
+    echo "window '$1' did not go away" >&2
+    return 1
+}
+
+# press WINDOW KEY...: focuses the window and types the keys.
+press() {
+    window=$1
+    shift
+    xdotool windowfocus --sync "$window"
+    xdotool key --clearmodifiers "$@"
+}
+
+# wait_for_exit PID: waits up to 15 s for the process and prints its exit code.
+wait_for_exit() {
+    tries=0
+    while kill -0 "$1" 2>/dev/null && [ $tries -lt 150 ]; do
+        tries=$((tries + 1))
+        sleep 0.1
+    done
+    if kill -0 "$1" 2>/dev/null; then
+        echo "the program did not end" >&2
+        kill "$1"
+    fi
+    wait "$1"
+}

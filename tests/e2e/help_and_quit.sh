@@ -1,0 +1,33 @@
+# The real program starts, shows its window, opens the manual by keyboard,
+# closes it, and quits with Alt+X and exit code 0.
+set -eu
+. "$(dirname "$0")/e2e_lib.sh"
+
+cd "$WORKDIR"
+./tarnwick &
+pid=$!
+
+main=$(wait_for_window '^Tarnwick Benchmark$')
+sleep 0.5
+import -window root "$SHOTS/main_window.png"
+
+press "$main" alt+h
+sleep 0.3
+xdotool key m
+manual=$(wait_for_window '^Help - Manual$')
+sleep 0.3
+import -window root "$SHOTS/manual.png"
+
+press "$manual" Escape
+wait_for_no_window '^Help - Manual$'
+
+press "$main" alt+x
+set +e
+wait_for_exit "$pid"
+status=$?
+set -e
+if [ "$status" -ne 0 ]; then
+    echo "exit code $status, expected 0" >&2
+    exit 1
+fi
+echo "window shown, manual opened and closed, quit with exit code 0"

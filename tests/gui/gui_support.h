@@ -1,0 +1,69 @@
+// Helpers for tests that need a display: the real main window, pixels read
+// back from the screen, paints observed as they happen, scratch directories.
+#pragma once
+
+#include <wx/colour.h>
+#include <wx/event.h>
+#include <wx/gdicmn.h>
+#include <wx/image.h>
+#include <wx/string.h>
+
+#include <vector>
+
+class MainFrame;
+class wxMenuItem;
+class wxWindow;
+
+/// The main window made by MainApp::OnInit.
+MainFrame& TheFrame();
+
+/// Sends the menu command of `item` to the main window and returns when its
+/// handler has finished.
+void SendMenuCommand(wxMenuItem* item);
+
+/// Handles pending events for about `milliseconds`.
+void PumpEvents(int milliseconds);
+
+/// Runs idle processing, which deletes windows that destroyed themselves.
+void ProcessIdle();
+
+/// The client area of `window` as it is on the screen now.
+wxImage CaptureClientArea(wxWindow& window);
+
+/// The smallest rectangle of `region` whose pixels differ from `background`;
+/// empty when all are the background.
+wxRect InkBounds(const wxImage& image, const wxColour& background, const wxRect& region);
+
+/// Records DisplayMode at every paint of a window, while it lives.
+class PaintRecorder : public wxEvtHandler {
+public:
+    explicit PaintRecorder(wxWindow& window);
+    ~PaintRecorder() override;
+    std::vector<int> modes;
+
+private:
+    wxWindow& m_window;
+};
+
+/// A fresh directory, removed with everything in it at the end of the scope.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    const wxString& Path() const { return m_path; }
+    /// Writes `content` (UTF-8) to `relative`, making its directories.
+    void Write(const wxString& relative, const wxString& content) const;
+
+private:
+    wxString m_path;
+};
+
+/// Changes the working directory for the rest of the scope.
+class ScopedWorkingDirectory {
+public:
+    explicit ScopedWorkingDirectory(const wxString& path);
+    ~ScopedWorkingDirectory();
+
+private:
+    wxString m_previous;
+};

@@ -1,0 +1,24 @@
+#include "views/display.h"
+
+#include "app/resources.h"
+#include "app/state.h"
+#include "views/draw.h"
+
+#include <wx/brush.h>
+#include <wx/dc.h>
+
+void PaintDisplay(wxDC& dc, int mode)
+{
+    dc.SetFont(ViewFont);
+    dc.SetBackground(wxBrush(BackgroundColour, wxBRUSHSTYLE_SOLID));
+    dc.Clear();
+    dc.SetPen(BlackPen);
+    switch (mode) {
+    case DisplayPleaseWait:
+        DrawLayout(dc, LayoutPleaseWait());
+        break;
+    default:
+        // Blank, after options, after results, and anything unknown.
+        break;
+    }
+}

@@ -1,0 +1,28 @@
+#include "views/draw.h"
+
+#include <wx/brush.h>
+#include <wx/colour.h>
+#include <wx/dc.h>
+
+void DrawLayout(wxDC& dc, const ViewLayout& layout)
+{
+    for (const ViewItem& item : layout) {
+        switch (item.kind) {
+        case ViewItem::Kind::Text:
+            dc.DrawText(item.text, item.x, item.y);
+            break;
+        case ViewItem::Kind::Line:
+            dc.DrawLine(item.x, item.y, item.x2, item.y2);
+            break;
+        case ViewItem::Kind::Rectangle:
+        case ViewItem::Kind::RoundedRectangle:
+            if (!item.brush.empty())
+                dc.SetBrush(wxBrush(wxColour(item.brush), wxBRUSHSTYLE_SOLID));
+            if (item.kind == ViewItem::Kind::Rectangle)
+                dc.DrawRectangle(item.x, item.y, item.x2, item.y2);
+            else
+                dc.DrawRoundedRectangle(item.x, item.y, item.x2, item.y2, item.radius);
+            break;
+        }
+    }
+}
