@@ -1,24 +1,11 @@
 // Help, Manual: shows doc/manual_tarnwick.txt from the working directory.
 #pragma once
 
-#include <wx/dialog.h>
+#include "gui/text_viewer.h"
 
-class wxButton;
-class wxTextCtrl;
-
-class ManualDialogBase : public wxDialog {
+class ManualDialogBase : public TextViewerDialogBase {
 public:
-    ManualDialogBase(wxWindow* parent, wxWindowID id = wxID_ANY,
-                     const wxString& title = wxS("Help - Manual"),
-                     const wxPoint& pos = wxDefaultPosition, const wxSize& size = wxSize(640, 640),
-                     long style = wxDEFAULT_DIALOG_STYLE);
-
-    wxTextCtrl* m_text = nullptr;
-    wxButton* m_closeButton = nullptr;
-
-protected:
-    virtual void OnCloseDialog(wxCloseEvent& event) { event.Skip(); }
-    virtual void OnCloseClick(wxCommandEvent& event) { event.Skip(); }
+    explicit ManualDialogBase(wxWindow* parent) : TextViewerDialogBase(parent, wxS("Help - Manual")) {}
 };
 
 class ManualDialog : public ManualDialogBase {

@@ -1,22 +1,26 @@
 #include "gui/text_viewer.h"
 
 #include <wx/button.h>
-#include <wx/dialog.h>
 #include <wx/log.h>
 #include <wx/sizer.h>
 #include <wx/textctrl.h>
 
-void BuildTextViewer(wxDialog& dialog, wxTextCtrl*& text, wxButton*& closeButton)
+TextViewerDialogBase::TextViewerDialogBase(wxWindow* parent, const wxString& caption)
+    : wxDialog(parent, wxID_ANY, caption, wxDefaultPosition, wxSize(640, 640),
+               wxDEFAULT_DIALOG_STYLE)
 {
     auto* sizer = new wxBoxSizer(wxVERTICAL);
-    text = new wxTextCtrl(&dialog, wxID_ANY, wxEmptyString, wxDefaultPosition, wxSize(620, 560),
-                          wxTE_MULTILINE | wxTE_READONLY);
-    sizer->Add(text, 1, wxALL | wxEXPAND, 5);
-    closeButton = new wxButton(&dialog, wxID_CLOSE, wxS("Close"));
-    sizer->Add(closeButton, 0, wxALL | wxALIGN_CENTER_HORIZONTAL, 5);
-    dialog.SetEscapeId(wxID_CLOSE);
-    dialog.SetSizer(sizer);
-    dialog.Layout();
+    m_text = new wxTextCtrl(this, wxID_ANY, wxEmptyString, wxDefaultPosition, wxSize(620, 560),
+                            wxTE_MULTILINE | wxTE_READONLY);
+    sizer->Add(m_text, 1, wxALL | wxEXPAND, 5);
+    m_closeButton = new wxButton(this, wxID_CLOSE, wxS("Close"));
+    sizer->Add(m_closeButton, 0, wxALL | wxALIGN_CENTER_HORIZONTAL, 5);
+    SetEscapeId(wxID_CLOSE);
+    SetSizer(sizer);
+    Layout();
+
+    Bind(wxEVT_CLOSE_WINDOW, &TextViewerDialogBase::OnCloseDialog, this);
+    m_closeButton->Bind(wxEVT_BUTTON, &TextViewerDialogBase::OnCloseClick, this);
 }
 
 void LoadTextViewer(wxTextCtrl& text, const wxString& path, const wxString& missingLine)
