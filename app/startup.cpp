@@ -4,6 +4,7 @@
 #include "cpu/cpu_info.h"
 
 #include <cwchar>
+#include <iterator>
 
 void InitProcessorGlobals(int reportedCpuCount)
 {

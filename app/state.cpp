@@ -40,6 +40,9 @@ std::uint32_t CpuPackages = 1;
 std::uint32_t CpuLogicalPerPackage = 0;
 std::uint32_t CpuHtt = 0;
 std::uint32_t CpuCount = 0;
+std::uint32_t CpuFeaturesEbx = 0;
+std::uint32_t CpuFeaturesEcx = 0;
+std::uint32_t CpuFeaturesEdx = 0;
 
 std::uint32_t ThreadCount = 0;
 std::uint32_t HttOption = 0;

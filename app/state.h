@@ -65,6 +65,9 @@ extern std::uint32_t CpuPackages;
 extern std::uint32_t CpuLogicalPerPackage;
 extern std::uint32_t CpuHtt;
 extern std::uint32_t CpuCount;
+extern std::uint32_t CpuFeaturesEbx;   ///< leaf 1's EBX, ECX, EDX as read; nothing reads them
+extern std::uint32_t CpuFeaturesEcx;
+extern std::uint32_t CpuFeaturesEdx;
 
 // Benchmark state and results.
 extern std::uint32_t ThreadCount;

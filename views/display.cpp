@@ -3,6 +3,7 @@
 #include "app/resources.h"
 #include "app/state.h"
 #include "views/draw.h"
+#include "views/info_view.h"
 
 #include <wx/brush.h>
 #include <wx/dc.h>
@@ -14,6 +15,10 @@ void PaintDisplay(wxDC& dc, int mode)
     dc.Clear();
     dc.SetPen(BlackPen);
     switch (mode) {
+    case DisplayInfo:
+        dc.SetFont(ViewFont);
+        DrawLayout(dc, LayoutInfoView());
+        break;
     case DisplayPleaseWait:
         DrawLayout(dc, LayoutPleaseWait());
         break;

@@ -61,3 +61,53 @@ TEST(Display, EveryPaintDrawsTheSamePicture)
     ASSERT_EQ(first.GetWidth() * first.GetHeight(), second.GetWidth() * second.GetHeight());
     EXPECT_EQ(0, memcmp(first.GetData(), second.GetData(), size_t(first.GetWidth()) * first.GetHeight() * 3));
 }
+
+namespace {
+bool IsBlack(const wxImage& image, int x, int y)
+{
+    return image.GetRed(x, y) == 0 && image.GetGreen(x, y) == 0 && image.GetBlue(x, y) == 0;
+}
+
+bool IsBackground(const wxImage& image, int x, int y)
+{
+    return image.GetRed(x, y) == 242 && image.GetGreen(x, y) == 240 && image.GetBlue(x, y) == 250;
+}
+}  // namespace
+
+TEST(Display, InfoViewDrawsTwoBlackRulesFrom10To775)
+{
+    const wxImage image = Render(DisplayInfo);
+    // Anti-aliased drawing leaves the two end pixels partly covered.
+    for (int y : {36, 188}) {
+        for (int x = 11; x < 775; ++x)
+            ASSERT_TRUE(IsBlack(image, x, y)) << x << "," << y;
+        EXPECT_LT(image.GetGreen(10, y), 128);
+        EXPECT_LT(image.GetGreen(775, y), 128);
+        EXPECT_TRUE(IsBackground(image, 9, y));
+        EXPECT_TRUE(IsBackground(image, 776, y));
+        EXPECT_TRUE(IsBackground(image, 500, y - 1));
+        EXPECT_TRUE(IsBackground(image, 500, y + 1));
+    }
+}
+
+TEST(Display, InfoViewTextStartsAtTheLeftColumnBelowTheTitleLine)
+{
+    const wxImage image = Render(DisplayInfo);
+    const wxRect title = InkBounds(image, BackgroundColour, wxRect(0, 0, 900, 34));
+    ASSERT_FALSE(title.IsEmpty());
+    EXPECT_GE(title.GetLeft(), 10);
+    EXPECT_LE(title.GetLeft(), 12);
+    EXPECT_GE(title.GetTop(), 16);
+    const wxRect note = InkBounds(image, BackgroundColour, wxRect(0, 190, 900, 60));
+    ASSERT_FALSE(note.IsEmpty());
+    EXPECT_GE(note.GetTop(), 204);
+    EXPECT_LE(note.GetTop(), 208);
+    EXPECT_TRUE(InkBounds(image, BackgroundColour, wxRect(0, 230, 900, 348)).IsEmpty());
+}
+
+TEST(Display, InfoViewIsTheSameOnEveryRepaint)
+{
+    const wxImage first = Render(DisplayInfo);
+    const wxImage second = Render(DisplayInfo);
+    EXPECT_EQ(0, memcmp(first.GetData(), second.GetData(), size_t(900) * 578 * 3));
+}

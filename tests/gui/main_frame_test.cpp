@@ -211,6 +211,13 @@ TEST_F(MainWindow, InfoShowsModeFourAtOnceWithoutPleaseWait)
     SendMenuCommand(TheFrame().m_infoItem);
     EXPECT_EQ(DisplayMode, DisplayInfo);
     EXPECT_EQ(paints.modes, std::vector<int>{DisplayInfo});
+
+    // The rules of the information view are on the screen at once.
+    const wxImage image = CaptureClientArea(TheFrame());
+    for (int x : {11, 400, 774}) {
+        EXPECT_EQ(image.GetRed(x, 36) + image.GetGreen(x, 36) + image.GetBlue(x, 36), 0) << x;
+        EXPECT_EQ(image.GetRed(x, 188) + image.GetGreen(x, 188) + image.GetBlue(x, 188), 0) << x;
+    }
 }
 
 TEST_F(MainWindow, ResizingRepaintsTheCurrentView)
