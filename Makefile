@@ -1,13 +1,15 @@
 # make run    install what is missing, build, start the program
 # make test   install what the tests need, build, run every test
 # make bench  run the measurements under benchmarks/
+# make fuzz   run the fuzz targets for ten minutes each
 
 BUILD      := build
 ASAN_BUILD := build-asan
+FUZZ_BUILD := build-fuzz
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
 
-.PHONY: run test bench build deps deps-test clean
+.PHONY: run test bench fuzz fuzz-build build deps deps-test clean
 
 deps:
 	@scripts/install-deps.sh run
@@ -27,8 +29,17 @@ test: deps-test
 	@cmake --build $(BUILD) -j $(JOBS)
 	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_SANITIZE=ON -DTARNWICK_TESTS=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) --target unit_tests -j $(JOBS)
+	@$(MAKE) --no-print-directory fuzz-build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
+	scripts/run-fuzzers.sh $(FUZZ_BUILD) 30
+
+fuzz-build:
+	@CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_FUZZ=ON -DTARNWICK_TESTS=ON >/dev/null
+	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config -j $(JOBS)
+
+fuzz: deps-test fuzz-build
+	scripts/run-fuzzers.sh $(FUZZ_BUILD) 600
 
 bench: deps-test
 	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=ON >/dev/null
@@ -36,4 +47,4 @@ bench: deps-test
 	@scripts/run-benchmarks.sh $(BUILD)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

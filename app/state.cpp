@@ -66,12 +66,22 @@ std::int32_t ResultLineWidth = 0;
 std::unique_ptr<wchar_t[]> ResultLines;
 std::unique_ptr<wchar_t[]> RecordTitle;
 std::unique_ptr<wchar_t[]> RecordFields[RecordFieldCount];
-std::unique_ptr<double[]> SpeedRanking;
-std::unique_ptr<double[]> PowerRanking;
+std::unique_ptr<RankedResult[]> SpeedRanking;
+std::unique_ptr<RankedResult[]> PowerRanking;
+std::int32_t RankedCount = 0;
+std::int32_t CurrentResult = 0;
+std::int32_t BackupPending = 0;
+wxTextFileType ResultsFileLineType = wxTextFileType_None;
 
 std::unique_ptr<wchar_t[]> SearchText;
 std::unique_ptr<wchar_t[]> SearchHits;
 std::int32_t SearchHitCount = 0;
+
+std::int32_t CpuListHalf = 0;
+std::int32_t ConfigCpuListLine = 0;
+std::int32_t ConfigHeatTimeLine = 0;
+wxTextFileType ConfigLineType = wxTextFileType_None;
+bool ConfigBackupEnabled = false;
 
 std::unique_ptr<wchar_t[]> SpeedChartRows;
 std::unique_ptr<wchar_t[]> PowerChartRows;

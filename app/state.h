@@ -5,6 +5,7 @@
 
 #include <wx/longlong.h>
 #include <wx/string.h>
+#include <wx/textbuf.h>
 
 #include <atomic>
 #include <cstdint>
@@ -89,20 +90,36 @@ extern wxLongLong HeatStart;
 extern std::atomic<wxLongLong_t> HeatWorkNow;  ///< a clock hint: relaxed order
 extern wxLongLong HeatViewNow;
 
-// Results table.
+// Results table: ResultLineCount rows of ResultLineWidth wide characters.
 constexpr int RecordFieldCount = 12;
+/// One ranked result: its line in the table and its score.
+struct RankedResult {
+    double line;
+    double score;
+};
 extern std::int32_t ResultLineCount;
-extern std::int32_t ResultLineWidth;
+extern std::int32_t ResultLineWidth;   ///< longest line + 1 + 200
 extern std::unique_ptr<wchar_t[]> ResultLines;
 extern std::unique_ptr<wchar_t[]> RecordTitle;
 extern std::unique_ptr<wchar_t[]> RecordFields[RecordFieldCount];
-extern std::unique_ptr<double[]> SpeedRanking;
-extern std::unique_ptr<double[]> PowerRanking;
+extern std::unique_ptr<RankedResult[]> SpeedRanking;  ///< ResultLineCount pairs
+extern std::unique_ptr<RankedResult[]> PowerRanking;
+extern std::int32_t RankedCount;       ///< pairs in use, sorted by descending score
+extern std::int32_t CurrentResult;     ///< the record the results dialog shows
+extern std::int32_t BackupPending;     ///< back the file up before the next access
+extern wxTextFileType ResultsFileLineType;
 
 // Search.
 extern std::unique_ptr<wchar_t[]> SearchText;
 extern std::unique_ptr<wchar_t[]> SearchHits;
 extern std::int32_t SearchHitCount;
+
+// Configuration state.
+extern std::int32_t CpuListHalf;
+extern std::int32_t ConfigCpuListLine;
+extern std::int32_t ConfigHeatTimeLine;
+extern wxTextFileType ConfigLineType;
+extern bool ConfigBackupEnabled;       ///< never set: the configuration is not backed up
 
 // Chart rows, sized by the configuration.
 extern std::unique_ptr<wchar_t[]> SpeedChartRows;

@@ -5,7 +5,7 @@ set -eu
 
 run_packages="g++ make cmake pkg-config libwxgtk3.2-dev"
 test_packages="$run_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
-libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev"
+libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev locales"
 
 case "${1:-run}" in
     run) wanted=$run_packages ;;
@@ -19,21 +19,32 @@ for package in $wanted; do
         missing="$missing $package"
     fi
 done
-[ -z "$missing" ] && exit 0
+# The tests read numbers under a comma-decimal locale.
+need_locale=false
+if [ "${1:-run}" = test ] && ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
+    need_locale=true
+fi
+[ -z "$missing" ] && [ "$need_locale" = false ] && exit 0
 
 if [ "$(id -u)" -eq 0 ]; then
     sudo=""
 elif command -v sudo >/dev/null 2>&1; then
     sudo="sudo"
 else
-    echo "Missing packages:$missing" >&2
+    echo "Missing packages:$missing (and/or the de_DE.UTF-8 locale)" >&2
     echo "Install them as root: apt-get install$missing" >&2
     exit 1
 fi
 
-echo "Installing:$missing"
-install() {
-    $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing
-}
-# A fresh machine may have no package lists yet.
-install || { $sudo apt-get update && install; }
+if [ -n "$missing" ]; then
+    echo "Installing:$missing"
+    install() {
+        $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing
+    }
+    # A fresh machine may have no package lists yet.
+    install || { $sudo apt-get update && install; }
+fi
+if [ "$need_locale" = true ]; then
+    echo "Generating the de_DE.UTF-8 locale"
+    $sudo localedef -i de_DE -f UTF-8 de_DE.UTF-8
+fi

@@ -141,7 +141,7 @@ TEST(State, ReleasingFreesOnlyWhatWasMadeAndLeavesNoArray)
     RecordTitle = std::make_unique<wchar_t[]>(16);
     RecordFields[0] = std::make_unique<wchar_t[]>(16);
     RecordFields[11] = std::make_unique<wchar_t[]>(16);
-    SpeedRanking = std::make_unique<double[]>(8);
+    SpeedRanking = std::make_unique<RankedResult[]>(4);
     SearchText = std::make_unique<wchar_t[]>(4);
 
     ReleaseGlobalArrays();

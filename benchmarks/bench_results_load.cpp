@@ -1,0 +1,139 @@
+// Loading and ranking a results file of 100,000 records, against sorting the
+// same file by its speed column with sort(1), in the same run.
+#include "app/notify.h"
+#include "app/state.h"
+#include "config/paths.h"
+#include "results/results_file.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+constexpr int Records = 100000;
+constexpr int Runs = 5;
+
+long StatusKilobytes(const char* field)
+{
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind(field, 0) == 0)
+            return std::strtol(line.c_str() + std::string(field).size(), nullptr, 10);
+    return -1;
+}
+
+void WriteRecords(const std::filesystem::path& file)
+{
+    static const char* makers[] = {"AMD", "Intel", "VIA", "Zhaoxin", "Hygon"};
+    std::mt19937 random(7);
+    std::ofstream out(file, std::ios::binary);
+    for (int i = 0; i < Records; ++i) {
+        const int cores = 1 << (random() % 6);
+        out << makers[random() % 5] << ";Processor model " << (random() % 5000) << " rev " << i % 97 << ';'
+            << 1000 + random() % 4000 << ';' << 1000 + random() % 5000 << ";1;" << cores << ';' << cores * 2
+            << ";Linux;6." << random() % 10 << ';' << 100 + random() % 30000 << ';'
+            << 100 + random() % 400000 << ';' << (random() % 10 == 0 ? "no" : "yes") << '\n';
+    }
+}
+
+struct LoadRun {
+    double milliseconds;
+    double peakMegabytes;   // high-water mark above the resident size before loading
+    double tableMegabytes;  // ResultLineCount x ResultLineWidth wide characters
+};
+
+// One load in a child process, so that each run starts from the same memory.
+LoadRun MeasureLoad()
+{
+    int pipeEnds[2];
+    if (pipe(pipeEnds) != 0)
+        std::exit(1);
+    const pid_t child = fork();
+    if (child == 0) {
+        close(pipeEnds[0]);
+        const long before = StatusKilobytes("VmRSS:");
+        const auto start = std::chrono::steady_clock::now();
+        const int status = AccessResultsFile(ResultsOpLoad);
+        const auto stop = std::chrono::steady_clock::now();
+        const long peak = StatusKilobytes("VmHWM:");
+        LoadRun run{std::chrono::duration<double, std::milli>(stop - start).count(), (peak - before) / 1024.0,
+                    double(ResultLineCount) * ResultLineWidth * sizeof(wchar_t) / (1024.0 * 1024.0)};
+        if (status != 0 || ResultLineCount != Records)
+            run.milliseconds = -1;
+        if (write(pipeEnds[1], &run, sizeof run) != sizeof run)
+            _exit(1);
+        _exit(0);
+    }
+    close(pipeEnds[1]);
+    LoadRun run{};
+    if (read(pipeEnds[0], &run, sizeof run) != sizeof run)
+        run.milliseconds = -1;
+    close(pipeEnds[0]);
+    waitpid(child, nullptr, 0);
+    return run;
+}
+
+double MeasureSort(const std::filesystem::path& file)
+{
+    const std::string command = "LC_ALL=C sort -t';' -k10,10gr '" + file.string() + "' > /dev/null";
+    const auto start = std::chrono::steady_clock::now();
+    if (std::system(command.c_str()) != 0)
+        return -1;
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+template <typename T>
+T Median(std::vector<T> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+}  // namespace
+
+int main()
+{
+    char pattern[] = "/tmp/tarnwick-bench-XXXXXX";
+    if (mkdtemp(pattern) == nullptr)
+        return 1;
+    const std::filesystem::path dir = pattern;
+    const std::filesystem::path file = dir / "cpu_results.csv";
+    WriteRecords(file);
+    std::filesystem::current_path(dir);
+    SetExecutablePathForTests(wxString::FromUTF8((dir / "tarnwick").string()));
+    SetNotifier([](const wxString& text, const wxString&) { std::printf("message: %s\n", text.utf8_str().data()); });
+
+    std::vector<double> loadTimes, sortTimes, peaks;
+    double table = 0;
+    for (int run = 0; run < Runs; ++run) {  // alternated, so both see the same machine
+        const LoadRun load = MeasureLoad();
+        if (load.milliseconds < 0) {
+            std::printf("load failed\n");
+            return 1;
+        }
+        loadTimes.push_back(load.milliseconds);
+        peaks.push_back(load.peakMegabytes);
+        table = load.tableMegabytes;
+        sortTimes.push_back(MeasureSort(file));
+    }
+    const double load = Median(loadTimes), sort = Median(sortTimes), peak = Median(peaks);
+    std::printf("results file: %d records, %.1f MB\n", Records,
+                std::filesystem::file_size(file) / (1024.0 * 1024.0));
+    std::printf("load + rank (median of %d): %8.1f ms\n", Runs, load);
+    std::printf("sort -t';' -k10,10gr:       %8.1f ms\n", sort);
+    std::printf("time ratio load / sort:     %8.2f  (target <= 1.00)\n", load / sort);
+    std::printf("table size:                 %8.1f MB\n", table);
+    std::printf("peak memory of the load:    %8.1f MB\n", peak);
+    std::printf("memory ratio peak / table:  %8.2f  (target <= 1.50)\n", peak / table);
+    std::filesystem::remove_all(dir);
+    return 0;
+}

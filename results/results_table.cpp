@@ -1,0 +1,151 @@
+#include "results/results_table.h"
+
+#include "app/numbers.h"
+#include "app/state.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <cwchar>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace {
+constexpr std::size_t WidthReserve = 201;  // terminator and 200 characters to spare
+
+template <typename T>
+std::unique_ptr<T[]> Allocate(std::size_t count)
+{
+    return std::unique_ptr<T[]>(new (std::nothrow) T[count]);
+}
+
+double Score(const wchar_t* text)
+{
+    const double value = ParseReal(text);
+    return std::isnan(value) ? 0.0 : value;  // "nan" is no number for a ranking
+}
+
+// Fills the slots of one row. The speed (field 9) counts once the 10th
+// separator is seen, the power (field 10) once the 11th is; a row with
+// exactly eleven separators whose last field is "no" is not ranked.
+bool RankRow(const wchar_t* row, double index, RankedResult& speed, RankedResult& power)
+{
+    speed = {index, 0.0};
+    power = {index, 0.0};
+    int separators = 0;
+    const wchar_t* fieldStart[RecordFieldCount] = {row};
+    for (const wchar_t* c = row; *c != L'\0'; ++c) {
+        if (*c != L';')
+            continue;
+        ++separators;
+        if (separators < RecordFieldCount)
+            fieldStart[separators] = c + 1;
+        if (separators == 10)
+            speed.score = Score(fieldStart[9]);
+        else if (separators == 11)
+            power.score = Score(fieldStart[10]);
+    }
+    return !(separators == 11 && std::wcscmp(fieldStart[11], L"no") == 0);
+}
+}  // namespace
+
+void CopyBounded(wchar_t* buffer, std::size_t width, const wchar_t* text, std::size_t length)
+{
+    if (buffer == nullptr || width == 0)
+        return;
+    const std::size_t copied = std::min(length, width - 1);
+    std::wmemcpy(buffer, text, copied);
+    buffer[copied] = L'\0';
+}
+
+bool LoadResultTable(std::size_t count, const LineSource& line)
+{
+    std::size_t longest = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        longest = std::max(longest, line(i).length());
+
+    constexpr std::size_t limit = std::numeric_limits<std::int32_t>::max();
+    const std::size_t width = longest + WidthReserve;
+    if (longest > limit - WidthReserve || count > limit ||
+        (count != 0 && width > std::numeric_limits<std::size_t>::max() / sizeof(wchar_t) / count))
+        return false;
+
+    auto lines = Allocate<wchar_t>(count * width);
+    auto title = Allocate<wchar_t>(width);
+    std::unique_ptr<wchar_t[]> fields[RecordFieldCount];
+    for (auto& field : fields)
+        field = Allocate<wchar_t>(width);
+    auto speed = Allocate<RankedResult>(count);
+    auto power = Allocate<RankedResult>(count);
+    if (!lines || !title || !speed || !power ||
+        std::any_of(std::begin(fields), std::end(fields), [](const auto& f) { return !f; }))
+        return false;
+
+    std::size_t ranked = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::wstring_view text = line(i);
+        wchar_t* row = lines.get() + i * width;
+        CopyBounded(row, width, text.data(), text.length());
+        if (RankRow(row, static_cast<double>(i), speed[ranked], power[ranked]))
+            ++ranked;
+    }
+    // Descending by score, equal scores in file order.
+    const auto higher = [](const RankedResult& a, const RankedResult& b) { return a.score > b.score; };
+    std::stable_sort(speed.get(), speed.get() + ranked, higher);
+    std::stable_sort(power.get(), power.get() + ranked, higher);
+
+    title[0] = L'\0';
+    for (auto& field : fields)
+        field[0] = L'\0';
+
+    ResultLines = std::move(lines);
+    RecordTitle = std::move(title);
+    for (int f = 0; f < RecordFieldCount; ++f)
+        RecordFields[f] = std::move(fields[f]);
+    SpeedRanking = std::move(speed);
+    PowerRanking = std::move(power);
+    ResultLineCount = static_cast<std::int32_t>(count);
+    ResultLineWidth = static_cast<std::int32_t>(width);
+    RankedCount = static_cast<std::int32_t>(ranked);
+    return true;
+}
+
+void SplitResultRecord(std::uint32_t index)
+{
+    const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
+    if (!RecordTitle || width == 0)
+        return;
+    std::wmemset(RecordTitle.get(), L'\0', width);
+    for (auto& field : RecordFields)
+        if (field)
+            std::wmemset(field.get(), L'\0', width);
+    if (!ResultLines || index >= static_cast<std::uint32_t>(std::max(ResultLineCount, 0)))
+        return;
+
+    const wchar_t* row = ResultLines.get() + std::size_t{index} * width;
+    const wchar_t* start = row;
+    for (int f = 0; f < RecordFieldCount && start != nullptr; ++f) {
+        const wchar_t* end = f < RecordFieldCount - 1 ? std::wcschr(start, L';') : nullptr;
+        const std::size_t length = end != nullptr ? std::size_t(end - start) : std::wcslen(start);
+        CopyBounded(RecordFields[f].get(), width, start, length);
+        start = end != nullptr ? end + 1 : nullptr;
+    }
+
+    wxString title;
+    title << RecordFields[0].get() << wxS(" ") << RecordFields[1].get() << wxS(" @ ")
+          << RecordFields[2].get() << wxS(" MHz");
+    CopyBounded(RecordTitle.get(), width, title.wc_str(), title.length());
+}
+
+wxString JoinRecordFields()
+{
+    wxString line;
+    for (int f = 0; f < RecordFieldCount; ++f) {
+        if (f > 0)
+            line << wxS(";");
+        if (RecordFields[f])
+            line << RecordFields[f].get();
+    }
+    return line;
+}

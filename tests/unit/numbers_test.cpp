@@ -1,0 +1,57 @@
+#include "app/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <limits>
+#include <string>
+
+TEST(Numbers, ParseIntReadsLikeAtoi)
+{
+    EXPECT_EQ(ParseInt(L"20"), 20);
+    EXPECT_EQ(ParseInt(L"  \t-5"), -5);
+    EXPECT_EQ(ParseInt(L"+7x"), 7);
+    EXPECT_EQ(ParseInt(L"5 heattime 3"), 5);
+    EXPECT_EQ(ParseInt(L"=9"), 0);
+    EXPECT_EQ(ParseInt(L"abc"), 0);
+    EXPECT_EQ(ParseInt(L"-"), 0);
+    EXPECT_EQ(ParseInt(L""), 0);
+    EXPECT_EQ(ParseInt(nullptr), 0);
+}
+
+TEST(Numbers, ParseIntClampsOutOfRangeValues)
+{
+    EXPECT_EQ(ParseInt(L"2147483647"), std::numeric_limits<std::int32_t>::max());
+    EXPECT_EQ(ParseInt(L"2147483648"), std::numeric_limits<std::int32_t>::max());
+    EXPECT_EQ(ParseInt(L"-2147483648"), std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(ParseInt(L"-99999999999999999999"), std::numeric_limits<std::int32_t>::min());
+}
+
+TEST(Numbers, ParseRealStopsAtTheFirstCharacterThatIsNoNumber)
+{
+    const wchar_t* end = nullptr;
+    const wchar_t text[] = L" 12.5;77";
+    EXPECT_DOUBLE_EQ(ParseReal(text, &end), 12.5);
+    EXPECT_EQ(end, text + 5);
+    EXPECT_DOUBLE_EQ(ParseReal(L"abc"), 0.0);
+    EXPECT_DOUBLE_EQ(ParseReal(L"1e3"), 1000.0);
+}
+
+TEST(Numbers, ParseRealIgnoresACommaDecimalLocale)
+{
+    const std::string saved = setlocale(LC_ALL, nullptr);
+    ASSERT_NE(setlocale(LC_ALL, "de_DE.UTF-8"), nullptr) << "the de_DE.UTF-8 locale is not installed";
+    const double point = ParseReal(L"2.5");
+    const double comma = ParseReal(L"2,5");
+    setlocale(LC_ALL, saved.c_str());
+    EXPECT_DOUBLE_EQ(point, 2.5);
+    EXPECT_DOUBLE_EQ(comma, 2.0);
+}
+
+TEST(Numbers, WrappingMultiplyWrapsLikeTheProcessor)
+{
+    EXPECT_EQ(WrappingMultiply(35791, 60000), 2147460000);
+    EXPECT_EQ(WrappingMultiply(35792, 60000), -2147447296);
+    EXPECT_EQ(WrappingMultiply(71583, 60000), 12704);
+    EXPECT_EQ(WrappingMultiply(-2, 60000), -120000);
+}
