@@ -6,6 +6,7 @@
 BUILD      := build
 ASAN_BUILD := build-asan
 FUZZ_BUILD := build-fuzz
+TSAN_BUILD := build-tsan
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
 
@@ -29,9 +30,13 @@ test: deps-test
 	@cmake --build $(BUILD) -j $(JOBS)
 	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_SANITIZE=ON -DTARNWICK_TESTS=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) --target unit_tests -j $(JOBS)
+	@cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_TSAN=ON -DTARNWICK_TESTS=ON >/dev/null
+	@cmake --build $(TSAN_BUILD) --target unit_tests -j $(JOBS)
 	@$(MAKE) --no-print-directory fuzz-build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
+	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1" \
+		$(TSAN_BUILD)/tests/unit_tests --gtest_filter='PowerTest.*:HeatTest.*'
 	scripts/run-fuzzers.sh $(FUZZ_BUILD) 30
 
 fuzz-build:
@@ -47,4 +52,4 @@ bench: deps-test
 	@scripts/run-benchmarks.sh $(BUILD)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD) $(TSAN_BUILD)

@@ -3,10 +3,12 @@
 #include "app/resources.h"
 #include "app/state.h"
 #include "views/draw.h"
+#include "views/heat_view.h"
 #include "views/info_view.h"
 
 #include <wx/brush.h>
 #include <wx/dc.h>
+#include <wx/time.h>
 
 void PaintDisplay(wxDC& dc, int mode)
 {
@@ -15,6 +17,9 @@ void PaintDisplay(wxDC& dc, int mode)
     dc.Clear();
     dc.SetPen(BlackPen);
     switch (mode) {
+    case DisplayHeat:
+        DrawLayout(dc, LayoutHeatView(wxGetLocalTimeMillis().GetValue()));
+        break;
     case DisplayInfo:
         dc.SetFont(ViewFont);
         DrawLayout(dc, LayoutInfoView());

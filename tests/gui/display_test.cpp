@@ -5,6 +5,7 @@
 
 #include <wx/bitmap.h>
 #include <wx/dcmemory.h>
+#include <wx/time.h>
 
 #include <gtest/gtest.h>
 
@@ -110,4 +111,20 @@ TEST(Display, InfoViewIsTheSameOnEveryRepaint)
     const wxImage first = Render(DisplayInfo);
     const wxImage second = Render(DisplayInfo);
     EXPECT_EQ(0, memcmp(first.GetData(), second.GetData(), size_t(900) * 578 * 3));
+}
+
+TEST(Display, HeatViewBarAtAQuarterIsRedThenGreen)
+{
+    HeatState = 2;
+    HeatTestMillis = 600000;
+    HeatStart = wxGetLocalTimeMillis() - 150000;
+    const wxImage image = Render(DisplayHeat);
+    HeatState = 0;
+    // Red from x 10 for 62 pixels, green from x 72 to 259, inside the outlines.
+    const wxColour red(wxS("RED")), green(wxS("GREEN"));
+    EXPECT_EQ(wxColour(image.GetRed(40, 88), image.GetGreen(40, 88), image.GetBlue(40, 88)), red);
+    EXPECT_EQ(wxColour(image.GetRed(69, 88), image.GetGreen(69, 88), image.GetBlue(69, 88)), red);
+    EXPECT_EQ(wxColour(image.GetRed(74, 88), image.GetGreen(74, 88), image.GetBlue(74, 88)), green);
+    EXPECT_EQ(wxColour(image.GetRed(250, 88), image.GetGreen(250, 88), image.GetBlue(250, 88)), green);
+    EXPECT_TRUE(IsBackground(image, 300, 60));
 }

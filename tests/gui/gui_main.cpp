@@ -14,36 +14,22 @@
 
 wxIMPLEMENT_APP_NO_MAIN(MainApp);
 
-namespace {
-class ExpectMessage : public wxExpectModalBase<wxMessageDialog, ExpectMessage> {
-public:
-    ExpectMessage(const char* text, const char* caption) : m_text(text), m_caption(caption) {}
-
-protected:
-    int OnInvoked(wxMessageDialog* dialog) const override
-    {
-        EXPECT_EQ(dialog->GetMessage(), m_text);
-        EXPECT_EQ(dialog->GetTitle(), m_caption);
-        return wxID_OK;
-    }
-
-private:
-    wxString m_text;
-    wxString m_caption;
-};
-}  // namespace
-
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
+    // A failed toolkit check (an unexpected dialog, say) fails the test at hand.
+    wxSetAssertHandler([](const wxString& file, int line, const wxString& function, const wxString& condition,
+                          const wxString& message) {
+        ADD_FAILURE_AT(file.utf8_str(), line) << function << ": " << condition << " " << message;
+    });
     if (!wxEntryStart(argc, argv))
         return 2;
     bool started = false;
     wxTEST_DIALOG(started = wxTheApp->CallOnInit(),
-                  ExpectMessage("cpu_results.csv was created from original template!",
-                                "Tarnwick - results file"),
-                  ExpectMessage("tarnwick.conf was created from original template!",
-                                "Tarnwick - ConfigFile"));
+                  ExpectMessage(wxS("cpu_results.csv was created from original template!"),
+                                wxS("Tarnwick - results file")),
+                  ExpectMessage(wxS("tarnwick.conf was created from original template!"),
+                                wxS("Tarnwick - ConfigFile")));
     if (!started)
         return 2;
     PumpEvents(300);  // let the window map and paint once

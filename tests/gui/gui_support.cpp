@@ -4,6 +4,7 @@
 #include "gui/main_frame.h"
 
 #include <wx/app.h>
+#include <wx/button.h>
 #include <wx/dcclient.h>
 #include <wx/dcmemory.h>
 #include <wx/filefn.h>
@@ -43,6 +44,20 @@ void ProcessIdle()
 {
     for (int round = 0; round < 5; ++round)
         wxTheApp->ProcessIdle();
+}
+
+void PressButton(wxButton* button)
+{
+    wxCommandEvent click(wxEVT_BUTTON, button->GetId());
+    click.SetEventObject(button);
+    button->GetEventHandler()->ProcessEvent(click);
+}
+
+int ExpectMessage::OnInvoked(wxMessageDialog* dialog) const
+{
+    EXPECT_EQ(dialog->GetMessage(), m_text);
+    EXPECT_EQ(dialog->GetTitle(), m_caption);
+    return wxID_OK;
 }
 
 wxImage CaptureClientArea(wxWindow& window)

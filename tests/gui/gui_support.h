@@ -8,9 +8,14 @@
 #include <wx/image.h>
 #include <wx/string.h>
 
+#include <wx/msgdlg.h>
+#include <wx/testing.h>
+
+#include <functional>
 #include <vector>
 
 class MainFrame;
+class wxButton;
 class wxMenuItem;
 class wxWindow;
 
@@ -26,6 +31,44 @@ void PumpEvents(int milliseconds);
 
 /// Runs idle processing, which deletes windows that destroyed themselves.
 void ProcessIdle();
+
+/// Clicks `button` as the user would: its handler runs before this returns.
+void PressButton(wxButton* button);
+
+/// Expects a modal dialog of type T and does `act` with it in place of the
+/// user; ShowModal() then returns `result`.
+template <class T>
+class ExpectDialog : public wxExpectModalBase<T, ExpectDialog<T>> {
+public:
+    explicit ExpectDialog(std::function<void(T*)> act, int result = wxID_OK)
+        : m_act(std::move(act)), m_result(result)
+    {
+    }
+
+protected:
+    int OnInvoked(T* dialog) const override
+    {
+        m_act(dialog);
+        return m_result;
+    }
+
+private:
+    std::function<void(T*)> m_act;
+    int m_result;
+};
+
+/// Expects a message box with exactly this text and caption, answered OK.
+class ExpectMessage : public wxExpectModalBase<wxMessageDialog, ExpectMessage> {
+public:
+    ExpectMessage(const wxString& text, const wxString& caption) : m_text(text), m_caption(caption) {}
+
+protected:
+    int OnInvoked(wxMessageDialog* dialog) const override;
+
+private:
+    wxString m_text;
+    wxString m_caption;
+};
 
 /// The client area of `window` as it is on the screen now.
 wxImage CaptureClientArea(wxWindow& window);

@@ -16,13 +16,6 @@ namespace {
 const wxString ManualText = wxString::FromUTF8("Tarnwick manual\nLine two: 9 points, ü\n");
 const wxString HistoryText = wxString::FromUTF8("1.5.0.0\n- first entry\n");
 
-void PressButton(wxButton* button)
-{
-    wxCommandEvent click(wxEVT_BUTTON, button->GetId());
-    click.SetEventObject(button);
-    button->GetEventHandler()->ProcessEvent(click);
-}
-
 template <class Dialog>
 wxString ShownText()
 {

@@ -1,0 +1,49 @@
+// The heat test: one busy worker per logical processor for HeatTestMillis.
+#pragma once
+
+#include <wx/string.h>
+#include <wx/thread.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+/// A detached worker of the heat test; deletes itself when done.
+class HeatThread : public wxThread {
+public:
+    HeatThread() : wxThread(wxTHREAD_DETACHED) {}
+
+    std::uint32_t index = 0;
+
+protected:
+    ExitCode Entry() override;
+};
+
+/// Bytes of each worker's scratch buffer: 131072 slots of 80 bytes.
+constexpr std::size_t HeatBufferSize = 10485760;
+
+/// One heat worker's body: blocks of 65536 passes of clock readings
+/// formatted into its buffer and integer and real arithmetic, until
+/// HeatWorkNow - HeatStart reaches HeatTestMillis; then ThreadDone[index] = 1.
+/// Without memory for its buffer it leaves a message for the waiting loop
+/// and returns with its flag down.
+void RunHeatWork(std::uint32_t index);
+
+/// Sets the three heat clocks to now, starts ThreadCount workers and sets
+/// HeatState to 2.
+void StartHeatTest();
+
+/// The product of the workers' flags, stored in DoneProduct: non-zero when
+/// every worker has finished.
+std::uint32_t HeatDoneProduct();
+
+/// HeatState 1 and the flags freed.
+void FinishHeatTest();
+
+/// A message a worker left for the user (shown by the waiting loop on the
+/// GUI thread), or an empty text; taking it clears it.
+wxString TakeHeatMessage();
+
+/// Replaces how workers get their buffer (for tests); null restores new.
+using HeatBufferAllocator = std::function<char*(std::size_t)>;
+void SetHeatBufferAllocator(HeatBufferAllocator allocator);

@@ -1,0 +1,137 @@
+#include "bench/power.h"
+
+#include "app/notify.h"
+#include "app/state.h"
+#include "bench/work_cycle.h"
+
+#include <wx/utils.h>
+
+#include <memory>
+#include <new>
+
+namespace {
+PowerWorkObserver& Observer()
+{
+    static PowerWorkObserver observer;
+    return observer;
+}
+
+// Starts workers 0 .. count-1, each flag cleared just before its own thread
+// starts. A thread that cannot start counts as finished with no points, so
+// the wait always ends.
+void StartWorkers(std::uint32_t count)
+{
+    for (std::uint32_t k = 0; k < count; ++k) {
+        ThreadDone[k].store(0, std::memory_order_relaxed);
+        auto* thread = new PowerThread;
+        if (thread->Create() == wxTHREAD_NO_ERROR) {
+            thread->index = k;
+            if (thread->Run() == wxTHREAD_NO_ERROR)
+                continue;
+        } else {
+            delete thread;
+        }
+        ThreadPoints[k] = 0.0;
+        ThreadDone[k].store(1, std::memory_order_release);
+    }
+}
+
+// Sleeps through most of the run, then spins until every flag is raised.
+void WaitForWorkers(std::uint32_t count)
+{
+    wxSleep(PowerTestMillis / 1000 + 1);
+    do {
+        DoneProduct = 1;
+        for (std::uint32_t k = 0; k < count; ++k)
+            DoneProduct = DoneProduct * ThreadDone[k].load(std::memory_order_acquire);
+    } while (DoneProduct == 0);
+}
+
+// One run of `count` threads; returns the sum of their points in index order.
+double RunWorkers(std::uint32_t count)
+{
+    StartWorkers(count);
+    WaitForWorkers(count);
+    PointsSum = 0.0;
+    for (std::uint32_t k = 0; k < count; ++k)
+        PointsSum = PointsSum + ThreadPoints[k];
+    return PointsSum;
+}
+}  // namespace
+
+wxThread::ExitCode PowerThread::Entry()
+{
+    RunPowerWork(index);
+    return nullptr;
+}
+
+void RunPowerWork(std::uint32_t index)
+{
+    const TimedRun run = RunTimedBlocks(PowerTestMillis);
+    ThreadPoints[index] = run.points;
+    if (const PowerWorkObserver& observer = Observer())
+        observer(index, run.startMillis, run.points);
+    ThreadDone[index].store(1, std::memory_order_release);
+}
+
+PowerFigures ComputePowerFigures(double sum, std::uint32_t threads, std::uint32_t httOption,
+                                 std::uint32_t halfCount, std::uint32_t httOffResult, double halfSum,
+                                 double previousReference)
+{
+    PowerFigures figures;
+    figures.average = sum / threads;
+    figures.reference = previousReference;
+    if (httOption != 0 && halfCount != 0)
+        figures.reference = httOffResult != 0 ? static_cast<double>(httOffResult) : halfSum / halfCount;
+    double gain;
+    if (httOption != 0) {
+        // What a core's second hardware thread adds: two threads on a core
+        // make twice the per-thread average, against one thread alone.
+        gain = 2.0 * figures.average - figures.reference;
+    } else {
+        figures.reference = figures.average;
+        gain = figures.average - figures.reference;
+    }
+    figures.efficiency = gain / figures.reference * 100.0;
+    return figures;
+}
+
+double RunPowerTest()
+{
+    const std::uint32_t threads = ThreadCount;
+    if (threads == 0)
+        return -2.0;
+    ThreadPoints.reset(new (std::nothrow) double[threads]);
+    ThreadDone.reset(new (std::nothrow) std::atomic<std::uint32_t>[threads]);
+    if (!ThreadPoints || !ThreadDone) {
+        ThreadPoints.reset();
+        ThreadDone.reset();
+        NotifyUser(wxString::Format(wxS("There is not enough memory to run %u threads."), threads),
+                   wxS("Tarnwick Benchmark"));
+        return -2.0;
+    }
+    if (HttOption != 0)
+        HalfThreadCount = threads >> 1;
+
+    const double sum = RunWorkers(threads);
+    double halfSum = 0.0;
+    const bool halfRun = HttOption != 0 && HalfThreadCount != 0;
+    if (halfRun && HttOffResult == 0)
+        halfSum = RunWorkers(HalfThreadCount);
+
+    const PowerFigures figures = ComputePowerFigures(sum, threads, HttOption, halfRun ? HalfThreadCount : 0,
+                                                     HttOffResult, halfSum, ReferenceCorePoints);
+    AverageThreadPoints = figures.average;
+    ReferenceCorePoints = figures.reference;
+    HttEfficiency = figures.efficiency;
+
+    ThreadPoints.reset();
+    ThreadDone.reset();
+    PointsSum = sum;
+    return sum;
+}
+
+void SetPowerWorkObserver(PowerWorkObserver observer)
+{
+    Observer() = std::move(observer);
+}

@@ -1,0 +1,48 @@
+// The unit of benchmark work, and the timed loop that counts it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+/// Everything one cycle computes. Every member is volatile: each assignment
+/// of the cycle is a real store, in order and in its own data type, so no
+/// build can drop, merge or vectorise the work that the score counts.
+struct WorkState {
+    // Phase 1 scalars: loop-varying values, then results.
+    volatile std::int32_t A, B, K, D, E, F, G, H;
+    volatile std::int32_t M, N, O, P, Q, R, S, T, U, V;
+    volatile double x, u, v;
+    volatile double p, q, r, s, t, w, z;
+    // Phases 2 and 3.
+    volatile std::int8_t bytesA[1000], bytesB[1000], bytesC[1000];
+    volatile double valuesA[1001], valuesB[1001], valuesC[1001];
+};
+
+/// One work cycle: the three phases below, in this order.
+void RunWorkCycle(WorkState& state);
+
+/// Phase 1: 32-bit integer and real arithmetic, logic and shifts, 1000 passes.
+void RunScalarMix(WorkState& state);
+/// Phase 2: signed bytes compared, multiplied and divided, 255 passes.
+void RunByteArrays(WorkState& state);
+/// Phase 3: doubles compared, multiplied and divided, 1000 passes.
+void RunDoubleArrays(WorkState& state);
+
+/// A clock reading in milliseconds.
+using MillisClock = std::function<std::int64_t()>;
+
+/// The program's clock: wxGetLocalTimeMillis().
+std::int64_t ReadClockMillis();
+
+struct TimedRun {
+    double blocks = 0.0;  ///< completed blocks of 100 cycles
+    double points = 0.0;  ///< 10 x blocks / (millis / 1000)
+    double startMillis = 0.0;
+    double endMillis = 0.0;
+};
+
+/// Runs blocks of 100 cycles until `millis` milliseconds have passed (the
+/// clock is read only between blocks, so the last block always completes)
+/// on storage of the calling thread's stack. `millis` is at least 1000: the
+/// points divide by whole seconds.
+TimedRun RunTimedBlocks(std::int32_t millis, const MillisClock& clock = ReadClockMillis);
