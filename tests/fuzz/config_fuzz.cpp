@@ -6,7 +6,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-    FuzzProgramDirectory();
+    EnterFuzzProgramDirectory();
     WriteFuzzFile("tarnwick.conf", data, size);
     CpuListCount = 20;
     HeatTestMillis = 600000;

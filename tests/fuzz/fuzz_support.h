@@ -12,21 +12,27 @@
 #include <filesystem>
 #include <string>
 
-inline const std::string& FuzzProgramDirectory()
+namespace fuzz {
+// Plain storage, so that the clean-up at exit never meets a destroyed object.
+inline char directory[64] = "";
+
+inline void RemoveDirectory()
 {
-    static const std::string dir = [] {
-        char pattern[] = "/tmp/tarnwick-fuzz-XXXXXX";
-        if (mkdtemp(pattern) == nullptr || chdir(pattern) != 0)
-            std::abort();
-        SetExecutablePathForTests(wxString::FromUTF8(std::string(pattern) + "/tarnwick"));
-        SetNotifier([](const wxString&, const wxString&) {});
-        std::atexit([] {
-            std::error_code ignored;
-            std::filesystem::remove_all(FuzzProgramDirectory(), ignored);
-        });
-        return std::string(pattern);
-    }();
-    return dir;
+    std::error_code ignored;
+    std::filesystem::remove_all(directory, ignored);
+}
+}  // namespace fuzz
+
+inline void EnterFuzzProgramDirectory()
+{
+    if (fuzz::directory[0] != '\0')
+        return;
+    std::snprintf(fuzz::directory, sizeof fuzz::directory, "/tmp/tarnwick-fuzz-XXXXXX");
+    if (mkdtemp(fuzz::directory) == nullptr || chdir(fuzz::directory) != 0)
+        std::abort();
+    SetExecutablePathForTests(wxString::FromUTF8(std::string(fuzz::directory) + "/tarnwick"));
+    SetNotifier([](const wxString&, const wxString&) {});
+    std::atexit(fuzz::RemoveDirectory);
 }
 
 inline void WriteFuzzFile(const char* name, const unsigned char* data, std::size_t size)

@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-    FuzzProgramDirectory();
+    EnterFuzzProgramDirectory();
     WriteFuzzFile("cpu_results.csv", data, size);
     BackupPending = 1;
     const int loaded = AccessResultsFile(ResultsOpLoad);
