@@ -10,13 +10,16 @@ TSAN_BUILD := build-tsan
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
 
-.PHONY: run test bench fuzz fuzz-build build deps deps-test clean
+.PHONY: run test bench fuzz fuzz-build build deps deps-test deps-bench clean
 
 deps:
 	@scripts/install-deps.sh run
 
 deps-test:
 	@scripts/install-deps.sh test
+
+deps-bench:
+	@scripts/install-deps.sh bench
 
 build: deps
 	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=OFF >/dev/null
@@ -46,7 +49,7 @@ fuzz-build:
 fuzz: deps-test fuzz-build
 	scripts/run-fuzzers.sh $(FUZZ_BUILD) 600
 
-bench: deps-test
+bench: deps-bench
 	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=ON >/dev/null
 	@cmake --build $(BUILD) -j $(JOBS)
 	@scripts/run-benchmarks.sh $(BUILD)

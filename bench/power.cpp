@@ -70,7 +70,7 @@ void RunPowerWork(std::uint32_t index)
     const TimedRun run = RunTimedBlocks(PowerTestMillis);
     ThreadPoints[index] = run.points;
     if (const PowerWorkObserver& observer = Observer())
-        observer(index, run.startMillis, run.points);
+        observer(index, run);
     ThreadDone[index].store(1, std::memory_order_release);
 }
 

@@ -43,8 +43,10 @@ PowerFigures ComputePowerFigures(double sum, std::uint32_t threads, std::uint32_
                                  std::uint32_t halfCount, std::uint32_t httOffResult, double halfSum,
                                  double previousReference);
 
-/// Called by every power worker when it has finished, with its index, the
-/// clock reading it started at and its points. For measurements and tests;
-/// it runs on the worker threads.
-using PowerWorkObserver = std::function<void(std::uint32_t index, double startMillis, double points)>;
+struct TimedRun;
+
+/// Called by every power worker when it has finished, with its index and its
+/// run (start, blocks, points). For measurements and tests; it runs on the
+/// worker threads.
+using PowerWorkObserver = std::function<void(std::uint32_t index, const TimedRun& run)>;
 void SetPowerWorkObserver(PowerWorkObserver observer);

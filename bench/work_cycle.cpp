@@ -2,6 +2,8 @@
 
 #include <wx/time.h>
 
+#include <chrono>
+
 namespace {
 // 32-bit arithmetic wraps in two's complement: computed unsigned, converted
 // back (well defined since C++20).
@@ -137,6 +139,9 @@ TimedRun RunTimedBlocks(std::int32_t millis, const MillisClock& clock)
     state.valuesC[0] = 0.0;
 
     TimedRun run;
+    run.startNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                         std::chrono::steady_clock::now().time_since_epoch())
+                         .count();
     run.startMillis = static_cast<double>(clock());
     double now = run.startMillis;
     const double limit = static_cast<double>(millis);

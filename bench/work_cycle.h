@@ -39,6 +39,7 @@ struct TimedRun {
     double points = 0.0;  ///< 10 x blocks / (millis / 1000)
     double startMillis = 0.0;
     double endMillis = 0.0;
+    std::int64_t startNanos = 0;  ///< steady-clock start, for measuring thread starts
 };
 
 /// Runs blocks of 100 cycles until `millis` milliseconds have passed (the

@@ -2,7 +2,7 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
-#include "gui/dialog_close.h"
+#include "gui/dialog_support.h"
 
 #include <wx/button.h>
 #include <wx/msgdlg.h>
@@ -48,6 +48,7 @@ HeatDialogBase::HeatDialogBase(wxWindow* parent, wxWindowID id, const wxString& 
     box->Add(0, 10, 0, wxEXPAND, 5);
     SetSizer(box);
     Layout();
+    KeepContentsVisible(*this);
 
     Bind(wxEVT_CLOSE_WINDOW, &HeatDialogBase::OnCloseDialog, this);
     m_minutesText->Bind(wxEVT_TEXT, &HeatDialogBase::OnMinutesChanged, this);

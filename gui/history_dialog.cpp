@@ -1,7 +1,7 @@
 #include "gui/history_dialog.h"
 
 #include "app/state.h"
-#include "gui/dialog_close.h"
+#include "gui/dialog_support.h"
 
 HistoryDialog::HistoryDialog(wxWindow* parent) : HistoryDialogBase(parent)
 {

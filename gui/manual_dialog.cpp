@@ -1,7 +1,7 @@
 #include "gui/manual_dialog.h"
 
 #include "app/state.h"
-#include "gui/dialog_close.h"
+#include "gui/dialog_support.h"
 
 ManualDialog::ManualDialog(wxWindow* parent) : ManualDialogBase(parent)
 {

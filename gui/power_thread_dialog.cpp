@@ -2,7 +2,7 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
-#include "gui/dialog_close.h"
+#include "gui/dialog_support.h"
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
@@ -77,6 +77,7 @@ PowerThreadDialogBase::PowerThreadDialogBase(wxWindow* parent, wxWindowID id, co
 
     SetSizer(box);
     Layout();
+    KeepContentsVisible(*this);
 
     Bind(wxEVT_CLOSE_WINDOW, &PowerThreadDialogBase::OnCloseDialog, this);
     m_threadsText->Bind(wxEVT_TEXT, &PowerThreadDialogBase::OnThreadsChanged, this);

@@ -1,16 +1,19 @@
 #!/bin/sh
-# Installs the Debian packages the build needs ("run") or the tests need too
-# ("test"). Packages already present are not touched, so a second call is quick.
+# Installs the Debian packages the build needs ("run"), the tests need too
+# ("test"), or the measurements need besides ("bench"). Packages already present are not touched, so a second call is quick.
 set -eu
 
 run_packages="g++ make cmake pkg-config libwxgtk3.2-dev"
 test_packages="$run_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
 libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev locales"
 
+bench_packages="$test_packages sysbench stress-ng valgrind"
+
 case "${1:-run}" in
     run) wanted=$run_packages ;;
     test) wanted=$test_packages ;;
-    *) echo "usage: $0 run|test" >&2; exit 2 ;;
+    bench) wanted=$bench_packages ;;
+    *) echo "usage: $0 run|test|bench" >&2; exit 2 ;;
 esac
 
 missing=""
@@ -21,7 +24,7 @@ for package in $wanted; do
 done
 # The tests read numbers under a comma-decimal locale.
 need_locale=false
-if [ "${1:-run}" = test ] && ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
+if [ "${1:-run}" != run ] && ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
     need_locale=true
 fi
 [ -z "$missing" ] && [ "$need_locale" = false ] && exit 0

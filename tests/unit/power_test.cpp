@@ -1,5 +1,6 @@
 #include "app/state.h"
 #include "bench/power.h"
+#include "bench/work_cycle.h"
 
 #include <wx/thread.h>
 
@@ -27,9 +28,9 @@ protected:
         HttOffResult = 0;
         HalfThreadCount = 0;
         ReferenceCorePoints = 0.0;
-        SetPowerWorkObserver([this](std::uint32_t index, double start, double points) {
+        SetPowerWorkObserver([this](std::uint32_t index, const TimedRun& run) {
             const std::lock_guard<std::mutex> guard(m_lock);
-            m_finished.push_back({index, start, points});
+            m_finished.push_back({index, run.startMillis, run.points});
         });
     }
     void TearDown() override

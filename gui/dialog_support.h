@@ -1,4 +1,5 @@
-// How dialogs end themselves from their own handlers.
+// What every dialog of the program does alike: how it ends itself from its
+// own handlers, and how it keeps its controls in view.
 #pragma once
 
 #include <wx/defs.h>
@@ -10,3 +11,7 @@ class wxDialog;
 /// (destroying it inside the loop pulls the window out from under
 /// ShowModal); any other dialog is destroyed at once.
 void CloseDialog(wxDialog& dialog, int returnCode = wxID_CANCEL);
+
+/// Keeps the dialog's given size unless its controls need more room (with a
+/// larger system font, say): then it grows just enough to show them whole.
+void KeepContentsVisible(wxDialog& dialog);

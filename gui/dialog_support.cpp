@@ -1,4 +1,4 @@
-#include "gui/dialog_close.h"
+#include "gui/dialog_support.h"
 
 #include <wx/dialog.h>
 #include <wx/modalhook.h>
@@ -36,4 +36,11 @@ void CloseDialog(wxDialog& dialog, int returnCode)
     } else {
         dialog.Destroy();
     }
+}
+
+void KeepContentsVisible(wxDialog& dialog)
+{
+    wxSize size = dialog.GetSize();
+    size.IncTo(dialog.GetBestSize());
+    dialog.SetSize(size);
 }
