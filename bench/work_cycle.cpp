@@ -30,94 +30,177 @@ std::int32_t ShiftRight(std::int32_t value, std::int32_t count)
 
 }  // namespace
 
-void RunScalarMix(WorkState& s)
+// An opaque use of a value after each step: the step must be computed, right
+// there, in its own type, and nothing can be merged across it or vectorised.
+// Scalars stay in registers, so the phases measure arithmetic rather than
+// the round trips of memory.
+inline void Keep(std::int32_t& value)
 {
-    s.K = 0;
-    s.E = 0;
-    s.F = 0;
-    s.x = 0.0;
-    s.A = 0;
-    s.u = 0.0;
-    s.D = 1;
-    s.B = 1;
-    s.G = 1;
-    s.H = 1;
-    s.v = 1.0;
-    while (s.x < 1000.0) {
-        s.p = s.u * s.v;
-        s.M = Mul(s.G, s.H);
-        s.q = s.u / s.v;
-        s.N = s.G / s.H;
-        s.r = s.p * s.q;
-        s.O = Mul(s.M, s.N);
-        s.s = s.p / s.q;
-        s.P = s.M / s.N;
-        s.t = s.r * s.s;
-        s.Q = Mul(s.O, s.P);
-        s.w = s.r / s.s;
-        s.R = s.O / s.P;
-        s.p = static_cast<double>(s.O);
-        s.q = static_cast<double>(s.M / s.N);
-        s.r = static_cast<double>(s.M) * s.p;
-        s.s = s.p / static_cast<double>(s.M);
-        s.S = s.A & s.B;
-        s.T = s.A | s.B;
-        s.U = s.K ^ s.D;
-        s.V = ~s.K;
-        s.E = ShiftLeft(s.E, s.F);
-        s.F = ShiftRight(s.F, s.E);
-        s.z = static_cast<double>(s.A % s.B);
-        s.z = s.z == 0.0 ? 1.0 : 0.0;
-        s.x = s.x + 1.0;
-        s.A = Inc(s.A);
-        s.B = Inc(s.B);
-        s.u = s.u + 1.0;
-        s.v = s.v + 1.0;
-        s.K = Inc(s.K);
-        s.D = Inc(s.D);
-        s.E = Inc(s.E);
-        s.F = Inc(s.F);
-        s.G = Inc(s.G);
-        s.H = Inc(s.H);
-    }
+    asm volatile("" : "+r"(value));
 }
 
-void RunByteArrays(WorkState& s)
+inline void Keep(double& value)
 {
-    volatile int i = 1, j = 254;
-    volatile double y = 0.0;
+    asm volatile("" : "+x"(value));
+}
+
+void RunScalarMix(WorkState& state)
+{
+    std::int32_t A, B, K, D, E, F, G, H, M = 0, N = 0, O = 0, P = 0, Q = 0, R = 0, S = 0, T = 0, U = 0, V = 0;
+    double x, u, v, p = 0, q = 0, r = 0, s = 0, t = 0, w = 0, z = 0;
+    K = 0;
+    E = 0;
+    F = 0;
+    x = 0.0;
+    A = 0;
+    u = 0.0;
+    D = 1;
+    B = 1;
+    G = 1;
+    H = 1;
+    v = 1.0;
+    Keep(K), Keep(E), Keep(F), Keep(x), Keep(A), Keep(u), Keep(D), Keep(B), Keep(G), Keep(H), Keep(v);
+    while (x < 1000.0) {
+        p = u * v;
+        Keep(p);
+        M = Mul(G, H);
+        Keep(M);
+        q = u / v;
+        Keep(q);
+        N = G / H;
+        Keep(N);
+        r = p * q;
+        Keep(r);
+        O = Mul(M, N);
+        Keep(O);
+        s = p / q;
+        Keep(s);
+        P = M / N;
+        Keep(P);
+        t = r * s;
+        Keep(t);
+        Q = Mul(O, P);
+        Keep(Q);
+        w = r / s;
+        Keep(w);
+        R = O / P;
+        Keep(R);
+        p = static_cast<double>(O);
+        Keep(p);
+        Keep(M), Keep(N);  // the division is made again, not taken from P
+        q = static_cast<double>(M / N);
+        Keep(q);
+        r = static_cast<double>(M) * p;
+        Keep(r);
+        s = p / static_cast<double>(M);
+        Keep(s);
+        S = A & B;
+        Keep(S);
+        T = A | B;
+        Keep(T);
+        U = K ^ D;
+        Keep(U);
+        V = ~K;
+        Keep(V);
+        E = ShiftLeft(E, F);
+        Keep(E);
+        F = ShiftRight(F, E);
+        Keep(F);
+        z = static_cast<double>(A % B);
+        Keep(z);
+        z = z == 0.0 ? 1.0 : 0.0;
+        Keep(z);
+        x = x + 1.0;
+        Keep(x);
+        A = Inc(A);
+        B = Inc(B);
+        u = u + 1.0;
+        v = v + 1.0;
+        K = Inc(K);
+        D = Inc(D);
+        E = Inc(E);
+        F = Inc(F);
+        G = Inc(G);
+        H = Inc(H);
+        Keep(A), Keep(B), Keep(u), Keep(v), Keep(K), Keep(D), Keep(E), Keep(F), Keep(G), Keep(H);
+    }
+    // The last values, where a test can look at them.
+    state.A = A;
+    state.B = B;
+    state.K = K;
+    state.D = D;
+    state.E = E;
+    state.F = F;
+    state.G = G;
+    state.H = H;
+    state.M = M;
+    state.N = N;
+    state.O = O;
+    state.P = P;
+    state.Q = Q;
+    state.R = R;
+    state.S = S;
+    state.T = T;
+    state.U = U;
+    state.V = V;
+    state.x = x;
+    state.u = u;
+    state.v = v;
+    state.p = p;
+    state.q = q;
+    state.r = r;
+    state.s = s;
+    state.t = t;
+    state.w = w;
+    state.z = z;
+}
+
+void RunByteArrays(WorkState& state)
+{
+    std::int32_t i = 1, j = 254;
+    double y = 0.0;
+    Keep(i), Keep(j), Keep(y);
     while (y < 255.0) {
-        s.bytesA[i] = static_cast<std::int8_t>(j);
-        s.bytesB[j] = static_cast<std::int8_t>(i);
-        if (s.bytesA[i] < s.bytesB[j])
-            s.bytesC[j] = static_cast<std::int8_t>(i);
+        state.bytesA[i] = static_cast<std::int8_t>(j);
+        state.bytesB[j] = static_cast<std::int8_t>(i);
+        if (state.bytesA[i] < state.bytesB[j])
+            state.bytesC[j] = static_cast<std::int8_t>(i);
         else
-            s.bytesC[i] = static_cast<std::int8_t>(j);
-        s.valuesC[i] = static_cast<double>(s.bytesA[i] * s.bytesB[j]);
-        s.valuesC[j] = static_cast<double>(s.bytesA[i] / s.bytesB[j]);
+            state.bytesC[i] = static_cast<std::int8_t>(j);
+        state.valuesC[i] = static_cast<double>(state.bytesA[i] * state.bytesB[j]);
+        state.valuesC[j] = static_cast<double>(state.bytesA[i] / state.bytesB[j]);
         y = y + 1.0;
         i = i + 1;
         j = j - 1;
+        Keep(y), Keep(i), Keep(j);
     }
+    state.i = i;
+    state.j = j;
+    state.y = y;
 }
 
-void RunDoubleArrays(WorkState& s)
+void RunDoubleArrays(WorkState& state)
 {
-    volatile int i = 0, j = 1000;
-    volatile double counter = 0.0;
+    std::int32_t i = 0, j = 1000;
+    double counter = 0.0;
+    Keep(i), Keep(j), Keep(counter);
     while (counter < 1000.0) {
-        s.valuesA[i] = static_cast<double>(j);
-        s.valuesB[j] = static_cast<double>(i);
-        if (s.valuesA[i] >= s.valuesB[j])
-            s.valuesC[i] = static_cast<double>(j);
+        state.valuesA[i] = static_cast<double>(j);
+        state.valuesB[j] = static_cast<double>(i);
+        if (state.valuesA[i] >= state.valuesB[j])
+            state.valuesC[i] = static_cast<double>(j);
         else
-            s.valuesC[j] = static_cast<double>(i);
-        s.valuesC[i] = s.valuesB[j] * s.valuesA[i];
-        s.valuesC[j] = s.valuesA[i] / s.valuesB[j];  // 1000 / 0 on the first pass: an infinity
+            state.valuesC[j] = static_cast<double>(i);
+        state.valuesC[i] = state.valuesB[j] * state.valuesA[i];
+        state.valuesC[j] = state.valuesA[i] / state.valuesB[j];  // 1000 / 0 on the first pass: an infinity
         counter = counter + 1.0;
         i = i + 1;
         j = j - 1;
+        Keep(counter), Keep(i), Keep(j);
     }
+    state.i = i;
+    state.j = j;
+    state.counter = counter;
 }
 
 void RunWorkCycle(WorkState& state)

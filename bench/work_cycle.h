@@ -4,16 +4,22 @@
 #include <cstdint>
 #include <functional>
 
-/// Everything one cycle computes. Every member is volatile: each assignment
-/// of the cycle is a real store, in order and in its own data type, so no
-/// build can drop, merge or vectorise the work that the score counts.
-struct WorkState {
+/// The storage of one run. The arrays are volatile: every element access of
+/// the array phases is a real load or store. The scalars are worked in
+/// registers (each step pinned by an opaque use, so none can be dropped,
+/// merged or vectorised) and their last values are stored here for tests.
+/// The block is page-aligned, so every access of the cycle falls at the same
+/// place within a page in every thread and process: where a stack starts
+/// cannot change the score.
+struct alignas(4096) WorkState {
     // Phase 1 scalars: loop-varying values, then results.
     volatile std::int32_t A, B, K, D, E, F, G, H;
     volatile std::int32_t M, N, O, P, Q, R, S, T, U, V;
     volatile double x, u, v;
     volatile double p, q, r, s, t, w, z;
-    // Phases 2 and 3.
+    // Phases 2 and 3: indices and pass counters, then the arrays.
+    volatile std::int32_t i, j;
+    volatile double y, counter;
     volatile std::int8_t bytesA[1000], bytesB[1000], bytesC[1000];
     volatile double valuesA[1001], valuesB[1001], valuesC[1001];
 };

@@ -110,10 +110,16 @@ void Repeatability(int online)
             peer.push_back(Sysbench(1, 2));
     }
     const Stats s = Summarise(speed);
-    std::printf("tarnwick speed points:     mean %9.1f  CV %5.2f %%  (target <= 1 %%)\n", s.mean, s.cv);
+    std::printf("tarnwick speed points:     mean %9.1f  CV %5.2f %%  (target <= 1 %%)  runs:", s.mean, s.cv);
+    for (double v : speed)
+        std::printf(" %.0f", v);
+    std::printf("\n");
     if (sysbench) {
         const Stats p = Summarise(peer);
-        std::printf("sysbench cpu --threads=1:  mean %9.1f  CV %5.2f %%  events/s\n", p.mean, p.cv);
+        std::printf("sysbench cpu --threads=1:  mean %9.1f  CV %5.2f %%  events/s      runs:", p.mean, p.cv);
+        for (double v : peer)
+            std::printf(" %.0f", v);
+        std::printf("\n");
     } else {
         std::printf("sysbench is not installed: no comparison\n");
     }
