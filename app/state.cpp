@@ -85,6 +85,11 @@ bool ConfigBackupEnabled = false;
 
 std::unique_ptr<wchar_t[]> SpeedChartRows;
 std::unique_ptr<wchar_t[]> PowerChartRows;
+std::size_t ChartRowsCapacity = 0;
+std::int32_t ChartRowsAbove = 0;
+std::int32_t ChartRowsBelow = 0;
+double SpeedChartScale = 0.0;
+double PowerChartScale = 0.0;
 
 wxString ManualFilePath = wxS("doc/manual_tarnwick.txt");
 wxString HistoryFilePath = wxS("doc/history_tarnwick.txt");
@@ -114,6 +119,7 @@ void ReleaseGlobalArrays()
 {
     Release(SpeedChartRows);
     Release(PowerChartRows);
+    ChartRowsCapacity = 0;
     Release(RecordTitle);
     for (auto& field : RecordFields)
         Release(field);

@@ -8,6 +8,7 @@
 #include <wx/textbuf.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -121,9 +122,14 @@ extern std::int32_t ConfigHeatTimeLine;
 extern wxTextFileType ConfigLineType;
 extern bool ConfigBackupEnabled;       ///< never set: the configuration is not backed up
 
-// Chart rows, sized by the configuration.
+// Chart rows, sized by the configuration, and what the last chart drew.
 extern std::unique_ptr<wchar_t[]> SpeedChartRows;
 extern std::unique_ptr<wchar_t[]> PowerChartRows;
+extern std::size_t ChartRowsCapacity;  ///< wide characters in each of the two row buffers
+extern std::int32_t ChartRowsAbove;
+extern std::int32_t ChartRowsBelow;
+extern double SpeedChartScale;         ///< points drawn as the full bar of 225 pixels
+extern double PowerChartScale;
 
 // File paths. The help viewers use the two relative ones; the others are
 // resolved against the executable's directory each time a file is opened.

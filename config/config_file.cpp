@@ -96,12 +96,15 @@ void ApplyChartRows()
     CpuListHalf = CpuListCount / 2;
     SpeedChartRows.reset();
     PowerChartRows.reset();
+    ChartRowsCapacity = 0;
     const std::size_t rows = CpuListCount > 0 ? static_cast<std::size_t>(CpuListCount) : 0;
     const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
     if (width != 0 && rows > std::numeric_limits<std::size_t>::max() / sizeof(wchar_t) / width)
         return;
     SpeedChartRows.reset(new (std::nothrow) wchar_t[rows * width]);
     PowerChartRows.reset(new (std::nothrow) wchar_t[rows * width]);
+    if (SpeedChartRows && PowerChartRows)
+        ChartRowsCapacity = rows * width;
 }
 
 namespace {

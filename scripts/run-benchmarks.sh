@@ -1,5 +1,6 @@
 #!/bin/sh
-# Runs every benchmark the build produced (build/benchmarks/bench_*).
+# Runs every benchmark the build produced (build/benchmarks/bench_*); those
+# that draw (bench_gui_*) run under Xvfb.
 set -eu
 build=${1:-build}
 found=0
@@ -7,6 +8,9 @@ for bench in "$build"/benchmarks/bench_*; do
     [ -x "$bench" ] || continue
     found=1
     echo "== $(basename "$bench")"
-    "$bench"
+    case "$(basename "$bench")" in
+        bench_gui_*) NO_AT_BRIDGE=1 xvfb-run -a -s "-screen 0 1280x1024x24" "$bench" ;;
+        *) "$bench" ;;
+    esac
 done
 [ "$found" -eq 1 ] || echo "No benchmarks are built yet."

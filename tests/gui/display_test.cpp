@@ -1,6 +1,9 @@
 #include "app/resources.h"
 #include "app/state.h"
 #include "gui_support.h"
+#include "config/config_file.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
 #include "views/display.h"
 
 #include <wx/bitmap.h>
@@ -127,4 +130,76 @@ TEST(Display, HeatViewBarAtAQuarterIsRedThenGreen)
     EXPECT_EQ(wxColour(image.GetRed(74, 88), image.GetGreen(74, 88), image.GetBlue(74, 88)), green);
     EXPECT_EQ(wxColour(image.GetRed(250, 88), image.GetGreen(250, 88), image.GetBlue(250, 88)), green);
     EXPECT_TRUE(IsBackground(image, 300, 60));
+}
+
+namespace {
+// A small results table for the chart pictures, emptied afterwards.
+class ChartPicture : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_lines = {wxS("A;Fast;1;2;1;4;8;Linux;6;4000;8000;yes"), wxS("B;Slow;1;2;1;4;8;Linux;6;1000;2000;yes")};
+        ASSERT_TRUE(LoadResultTable(m_lines.size(), [this](std::size_t n) {
+            return std::wstring_view(m_lines[n].wc_str(), m_lines[n].length());
+        }));
+        ApplyChartRows();
+    }
+    void TearDown() override
+    {
+        // Put back what the start-up loaded for the other tests.
+        AccessResultsFile(ResultsOpLoad);
+        ProcessConfigFile(ConfigModeApply);
+        LastSpeedPoints = LastPowerPoints = 0.0;
+    }
+    std::vector<wxString> m_lines;
+};
+
+wxColour At(const wxImage& image, int x, int y)
+{
+    return wxColour(image.GetRed(x, y), image.GetGreen(x, y), image.GetBlue(x, y));
+}
+
+// The first and last x of colour `c` along row y.
+std::pair<int, int> Span(const wxImage& image, int y, const wxColour& c)
+{
+    int first = -1, last = -1;
+    for (int x = 0; x < image.GetWidth(); ++x)
+        if (At(image, x, y) == c) {
+            if (first < 0)
+                first = x;
+            last = x;
+        }
+    return {first, last};
+}
+}  // namespace
+
+TEST_F(ChartPicture, SpeedBarsAreGreenForStoredResultsAndYellowForThisMachine)
+{
+    LastSpeedPoints = 2000.0;  // between the two: row 1
+    const wxImage image = Render(DisplaySpeedChart);
+    const wxColour green(wxS("GREEN")), yellow(wxS("YELLOW"));
+    // Bars are 8 pixels high from 4 pixels into their row; their middle row:
+    // row 0 at y 136, row 1 at 152, row 2 at 168.
+    const auto fast = Span(image, 136, green);
+    const auto self = Span(image, 152, yellow);
+    const auto slow = Span(image, 168, green);
+    EXPECT_GE(fast.first, 495);
+    EXPECT_LE(fast.first, 499);
+    EXPECT_NEAR(fast.second, 495 + 225, 3);  // the full bar: 4000 points
+    EXPECT_NEAR(self.second, 495 + 112, 3);  // 2000 of 4000 points
+    EXPECT_NEAR(slow.second, 495 + 56, 3);   // 1000
+    EXPECT_EQ(Span(image, 152, green).first, -1);
+    EXPECT_EQ(Span(image, 136, yellow).first, -1);
+}
+
+TEST_F(ChartPicture, PowerBarOfThisMachineIsMagenta)
+{
+    LastPowerPoints = 9000.0;  // above both: row 0, the full bar
+    const wxImage image = Render(DisplayPowerChart);
+    const auto self = Span(image, 136, wxColour(wxS("MAGENTA")));
+    EXPECT_NEAR(self.second, 495 + 225, 3);
+    const auto fast = Span(image, 152, wxColour(wxS("GREEN")));
+    EXPECT_NEAR(fast.second, 495 + 200, 3);  // 8000 of 9000
+    // The separator of the power chart runs to x 890.
+    EXPECT_TRUE(IsBlack(image, 880, 116));
 }

@@ -1,0 +1,250 @@
+#include "views/chart_view.h"
+
+#include "app/state.h"
+#include "config/config_file.h"
+#include "results/results_table.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cwchar>
+
+namespace {
+constexpr int RowHeight = 16;
+constexpr int FirstRowTop = 128;
+constexpr int BarLeft = 495;
+constexpr double FullBar = 225.0;
+constexpr int BarHeight = 8;
+constexpr double BarRadius = 5.0;
+
+struct Chart {
+    const RankedResult* ranking;
+    double points;                 ///< this machine's
+    std::unique_ptr<wchar_t[]>& rows;  ///< the chart's row buffer
+    double* scale;
+    bool power;
+};
+
+wxString Points(double value)
+{
+    return wxString::Format(wxS("%.0f"), value);
+}
+
+wxString Unsigned(std::uint32_t value)
+{
+    return wxString::Format(wxS("%u"), value);
+}
+
+// The place of this machine: the first stored result strictly below it, so
+// equal scores rank above; after all of them when none is below.
+std::int32_t Place(const Chart& chart)
+{
+    const RankedResult* end = chart.ranking + RankedCount;
+    const RankedResult* first =
+        std::partition_point(chart.ranking, end, [&](const RankedResult& r) { return !(r.score < chart.points); });
+    return static_cast<std::int32_t>(first - chart.ranking);
+}
+
+// A bar's length in pixels for `points`, the scale's points being 225. A scale
+// of 0 or less gives no length rather than a division by zero.
+double BarLength(double points, double scale)
+{
+    if (!(scale > 0.0))
+        return 0.0;
+    const double length = points * FullBar / scale;
+    if (!std::isfinite(length))
+        return 0.0;
+    return std::clamp(length, -1.0e6, 1.0e6);
+}
+
+void AddBar(ViewLayout& layout, int k, double length, const wxString& colour, const wxString& label)
+{
+    const int y = FirstRowTop + RowHeight * k;
+    layout.push_back(RoundedRectangleItem(BarLeft, y + 4, static_cast<int>(length), BarHeight, BarRadius, colour));
+    layout.push_back(TextItem(label, static_cast<int>(length + 515.0), y));
+}
+
+// Splits one copied row into the record buffers, as the results table does,
+// and adds its texts when its display field is exactly "yes".
+void AddRowTexts(ViewLayout& layout, const wchar_t* row, int k)
+{
+    if (!RecordTitle || !RecordFields[11] || ResultLineWidth <= 0)
+        return;
+    const std::size_t width = static_cast<std::size_t>(ResultLineWidth);
+    std::wmemset(RecordTitle.get(), L'\0', width);
+    for (auto& field : RecordFields)
+        std::wmemset(field.get(), L'\0', width);
+
+    const wchar_t* starts[RecordFieldCount] = {row};
+    int found = 1;
+    for (const wchar_t* c = row; *c != L'\0' && found < RecordFieldCount; ++c)
+        if (*c == L';')
+            starts[found++] = c + 1;
+    const auto field = [&](int f) -> wxString {
+        if (f >= found)
+            return wxString();
+        const wchar_t* end = f < RecordFieldCount - 1 ? std::wcschr(starts[f], L';') : nullptr;
+        return end != nullptr ? wxString(starts[f], end - starts[f]) : wxString(starts[f]);
+    };
+    const wxString title = field(0) + wxS(" ") + field(1) + wxS(" @ ") + field(2) + wxS(" MHz");
+    CopyBounded(RecordTitle.get(), width, title.wc_str(), title.length());
+    for (int f = 3; f <= 8; ++f) {
+        const wxString text = field(f);
+        CopyBounded(RecordFields[f].get(), width, text.wc_str(), text.length());
+    }
+    const wxString display = field(11);
+    CopyBounded(RecordFields[11].get(), width, display.wc_str(), display.length());
+
+    if (std::wcscmp(RecordFields[11].get(), L"yes") != 0)
+        return;
+    const int y = FirstRowTop + RowHeight * k;
+    layout.push_back(TextItem(RecordTitle.get(), 10, y));
+    layout.push_back(TextItem(RecordFields[3].get(), 295, y));
+    layout.push_back(TextItem(RecordFields[5].get(), 345, y));
+    layout.push_back(TextItem(RecordFields[6].get(), 380, y));
+    layout.push_back(TextItem(RecordFields[7].get(), 415, y));
+}
+
+// The line of the table that ranking entry `r` names, or null for an entry
+// past the end of the ranking.
+const wchar_t* RankedLine(const Chart& chart, std::int32_t r)
+{
+    if (r < 0 || r >= RankedCount || !ResultLines)
+        return nullptr;
+    const double line = chart.ranking[r].line;
+    if (!(line >= 0.0) || line >= ResultLineCount)
+        return nullptr;
+    return ResultLines.get() + static_cast<std::size_t>(line) * static_cast<std::size_t>(ResultLineWidth);
+}
+
+// Everything below the heading, shared by both charts.
+void AddTable(ViewLayout& layout, const Chart& chart)
+{
+    const std::int32_t pos = RankedCount > 0 && chart.ranking != nullptr ? Place(chart) : 0;
+
+    // Scale: the top row shown, or this machine when it is higher.
+    const std::int32_t top = pos - CpuListHalf < 0 ? 0 : pos - CpuListHalf;
+    *chart.scale = top < RankedCount && chart.ranking != nullptr ? chart.ranking[top].score : chart.points;
+    if (chart.points > *chart.scale)
+        *chart.scale = chart.points;
+
+    // Row window; the clamp compares the ranking's length with the rows
+    // below alone, as it always has.
+    ChartRowsAbove = ChartRowsBelow = CpuListHalf;
+    if (pos - CpuListHalf < 0) {
+        ChartRowsAbove = pos;
+        ChartRowsBelow = CpuListCount - pos;
+    }
+    if (RankedCount - ChartRowsBelow < 0)
+        ChartRowsBelow = RankedCount - pos;
+    if (RankedCount == 0)
+        ChartRowsAbove = ChartRowsBelow = 0;
+    ChartRowsAbove = std::max(ChartRowsAbove, 0);
+    ChartRowsBelow = std::max(ChartRowsBelow, 0);
+
+    // Copy the rows shown (rows past the end of the ranking stay empty). The
+    // table may have grown wider since the buffers were made: make them anew.
+    const std::int32_t shown = ChartRowsAbove + ChartRowsBelow;
+    const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
+    if (std::size_t(shown) * width > ChartRowsCapacity)
+        ApplyChartRows();
+    const bool haveRows = chart.rows && width != 0 && std::size_t(shown) * width <= ChartRowsCapacity;
+    for (std::int32_t j = 0; j < shown && haveRows; ++j) {
+        const wchar_t* line = RankedLine(chart, pos - ChartRowsAbove + j);
+        wchar_t* target = chart.rows.get() + std::size_t(j) * width;
+        if (line != nullptr)
+            CopyBounded(target, width, line, std::wcslen(line));
+        else
+            target[0] = L'\0';
+    }
+
+    // Texts of the stored rows; this machine's row k = ChartRowsAbove.
+    for (std::int32_t j = 0; j < shown && haveRows; ++j) {
+        if (RankedLine(chart, pos - ChartRowsAbove + j) == nullptr)
+            continue;
+        const int k = j < ChartRowsAbove ? j : j + 1;
+        AddRowTexts(layout, chart.rows.get() + std::size_t(j) * width, k);
+    }
+
+    // Bars of the stored results.
+    for (std::int32_t j = 0; j < shown; ++j) {
+        const std::int32_t r = pos - ChartRowsAbove + j;
+        if (RankedLine(chart, r) == nullptr)
+            continue;
+        const int k = j < ChartRowsAbove ? j : j + 1;
+        const double score = chart.ranking[r].score;
+        AddBar(layout, k, BarLength(score, *chart.scale), wxS("GREEN"), Points(score));
+    }
+
+    // This machine.
+    const int k = ChartRowsAbove;
+    const int y = FirstRowTop + RowHeight * k;
+    layout.push_back(TextItem(CpuDisplayName, 10, y));
+    layout.push_back(TextItem(wxS("-"), 295, y));
+    // The Cores cell shows the thread count, or "-" without a core count.
+    layout.push_back(TextItem(CpuCores == 0 ? wxString(wxS("-")) : Unsigned(CpuCount), 345, y));
+    layout.push_back(TextItem(Unsigned(CpuCount), 380, y));
+    layout.push_back(TextItem(OsName, 415, y));
+    wxString label = Points(chart.points);
+    if (chart.power)
+        label << wxS(" ( ") << Points(ReferenceCorePoints) << wxS(" / ") << Points(AverageThreadPoints)
+              << wxS(" / ") << Points(HttEfficiency) << wxS("% ) ");
+    AddBar(layout, k, BarLength(chart.points, *chart.scale), chart.power ? wxS("MAGENTA") : wxS("YELLOW"), label);
+}
+
+void AddHeaderRow(ViewLayout& layout, const wxString& results, int ruleEnd)
+{
+    layout.push_back(TextItem(wxS("Processor"), 10, 96));
+    layout.push_back(TextItem(wxS("F.max"), 295, 96));
+    layout.push_back(TextItem(wxS("Cores"), 345, 96));
+    layout.push_back(TextItem(wxS("Th."), 380, 96));
+    layout.push_back(TextItem(wxS("OS"), 415, 96));
+    layout.push_back(TextItem(results, 495, 96));
+    layout.push_back(LineItem(10, 116, ruleEnd, 116));
+}
+
+wxString Decimal(std::uint32_t value)
+{
+    return wxString::Format(wxS("%i"), static_cast<int>(value));
+}
+}  // namespace
+
+ViewLayout LayoutSpeedChart()
+{
+    ViewLayout layout = {
+        TextItem(SpeedTitleLabel, 10, 16),
+        TextItem(SpeedPointsLabel, 10, 32),
+        TextItem(Points(LastSpeedPoints), 150, 32),
+        TextItem(wxS("Processor:"), 10, 48),
+        TextItem(CpuDisplayName, 150, 48),
+        TextItem(wxS("Processor threads:"), 10, 64),
+        TextItem(Decimal(CpuCount), 150, 64),
+        TextItem(wxS("Executed tasks:"), 230, 64),
+        TextItem(wxS("1"), 380, 64),
+    };
+    AddHeaderRow(layout, wxS("Results (points)"), 775);
+    AddTable(layout, {SpeedRanking.get(), LastSpeedPoints, SpeedChartRows, &SpeedChartScale, false});
+    return layout;
+}
+
+ViewLayout LayoutPowerChart()
+{
+    const wxString core = HttOption == 0      ? wxS("Core performance.")
+                          : HttOffResult != 0 ? wxS("Reference core performance result.")
+                                              : wxS("Estimated core performance.");
+    ViewLayout layout = {
+        TextItem(PowerTitleLabel, 10, 16),
+        TextItem(PowerPointsLabel, 10, 32),
+        TextItem(Points(LastPowerPoints), 150, 32),
+        TextItem(wxS("Processor:"), 10, 48),
+        TextItem(CpuDisplayName, 150, 48),
+        TextItem(wxS("Processor threads:"), 10, 64),
+        TextItem(Decimal(CpuCount), 150, 64),
+        TextItem(wxS("Executed threads:"), 230, 64),
+        TextItem(Decimal(ThreadCount), 380, 64),
+        TextItem(HttOption != 0 ? wxS("HTT option checked.") : wxS("HTT option unchecked."), 495, 64),
+        TextItem(core, 715, 64),
+    };
+    AddHeaderRow(layout, wxS("Results (points) (per core / per thread / HTT efficiency)"), 890);
+    AddTable(layout, {PowerRanking.get(), LastPowerPoints, PowerChartRows, &PowerChartScale, true});
+    return layout;
+}
