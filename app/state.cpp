@@ -73,9 +73,11 @@ std::int32_t CurrentResult = 0;
 std::int32_t BackupPending = 0;
 wxTextFileType ResultsFileLineType = wxTextFileType_None;
 
+wxString DialogSearchText;
 std::unique_ptr<wchar_t[]> SearchText;
 std::unique_ptr<wchar_t[]> SearchHits;
 std::int32_t SearchHitCount = 0;
+std::size_t SearchHitWidth = 0;
 
 std::int32_t CpuListHalf = 0;
 std::int32_t ConfigCpuListLine = 0;

@@ -111,9 +111,11 @@ extern std::int32_t BackupPending;     ///< back the file up before the next acc
 extern wxTextFileType ResultsFileLineType;
 
 // Search.
+extern wxString DialogSearchText;      ///< the results dialog's search text, lower-cased
 extern std::unique_ptr<wchar_t[]> SearchText;
 extern std::unique_ptr<wchar_t[]> SearchHits;
 extern std::int32_t SearchHitCount;
+extern std::size_t SearchHitWidth;     ///< row width of SearchHits (the table's when searched)
 
 // Configuration state.
 extern std::int32_t CpuListHalf;

@@ -4,7 +4,10 @@
 #include "bench/heat.h"
 #include "bench/power.h"
 #include "gui/heat_dialog.h"
+#include "gui/options_dialog.h"
 #include "gui/power_thread_dialog.h"
+#include "gui/result_dialog.h"
+#include "gui/search_dialog.h"
 
 #include <algorithm>
 
@@ -14,11 +17,20 @@
 #include <wx/utils.h>
 #include <wx/window.h>
 
-// The search, options and results dialogs arrive with their own work; until
-// then those commands only switch the display.
-void ShowSearchDialog() {}
-void ShowOptionsDialog() {}
-void ShowResultsDialog() {}
+void ShowSearchDialog()
+{
+    (new SearchDialog(nullptr))->ShowModal();
+}
+
+void ShowOptionsDialog()
+{
+    (new OptionsDialog(nullptr))->ShowModal();
+}
+
+void ShowResultsDialog()
+{
+    (new ResultDialog(nullptr))->ShowModal();
+}
 
 double RunPowerBenchmark()
 {

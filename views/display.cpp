@@ -6,6 +6,7 @@
 #include "views/draw.h"
 #include "views/heat_view.h"
 #include "views/info_view.h"
+#include "views/search_view.h"
 
 #include <wx/bitmap.h>
 #include <wx/brush.h>
@@ -27,6 +28,8 @@ ViewLayout LayoutOf(int mode)
         return LayoutHeatView(wxGetLocalTimeMillis().GetValue());
     case DisplayInfo:
         return LayoutInfoView();
+    case DisplaySearch:
+        return LayoutSearchResults();
     case DisplayPleaseWait:
         return LayoutPleaseWait();
     default:
