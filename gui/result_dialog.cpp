@@ -2,6 +2,7 @@
 
 #include "app/numbers.h"
 #include "gui/dialog_support.h"
+#include "results/last_test.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 #include "results/search.h"
@@ -22,8 +23,7 @@ const wchar_t* const FieldLabels[RecordFieldCount] = {
     L"Number of processors", L"Number of cores", L"Number of logical processors", L"Operating system",
     L"OS version",        L"Speed points",    L"Power points",                 L"Display"};
 
-enum Field { Manufacturer = 0, Model = 1, LogicalProcessors = 6, OperatingSystem = 7, SpeedPoints = 9,
-             PowerPoints = 10, Display = 11 };
+enum Field { Manufacturer = 0, Model = 1, LogicalProcessors = 6, SpeedPoints = 9, PowerPoints = 10, Display = 11 };
 
 std::size_t Width()
 {
@@ -119,8 +119,7 @@ ResultDialog::ResultDialog(wxWindow* parent) : ResultDialogBase(parent)
 {
     // Without a results file there is no table yet: an empty one holds the
     // record buffers, so the dialog still shows empty fields.
-    if (!RecordTitle)
-        LoadResultTable(0, [](std::size_t) { return std::wstring_view(); });
+    EnsureRecordBuffers();
     NewRecordMode = 0;
     CurrentResult = 0;
     SplitAndShow();
@@ -219,17 +218,7 @@ void ResultDialog::OnNew(wxCommandEvent&)
 
 void ResultDialog::OnLastTest(wxCommandEvent&)
 {
-    std::wmemset(RecordTitle.get(), L'\0', Width());
-    for (auto& field : RecordFields)
-        std::wmemset(field.get(), L'\0', Width());
-    CopyBounded(RecordTitle.get(), Width(), CpuDisplayName, std::wcslen(CpuDisplayName));
-    Store(Manufacturer, CpuVendorShortName);
-    Store(Model, wxString::From8BitData(CpuBrandString));
-    Store(LogicalProcessors, wxString::Format(wxS("%u"), CpuCount));
-    Store(OperatingSystem, OsName);
-    Store(SpeedPoints, wxString::Format(wxS("%.0f"), LastSpeedPoints));
-    Store(PowerPoints, wxString::Format(wxS("%.0f"), LastPowerPoints));
-    Store(Display, wxS("yes"));
+    FillRecordFromLastTest();
     ShowRecord();
     EnterNewRecordMode();
 }

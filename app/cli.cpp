@@ -1,0 +1,507 @@
+#include "app/cli.h"
+
+#include "app/notify.h"
+#include "app/numbers.h"
+#include "app/startup.h"
+#include "app/state.h"
+#include "app/version.h"
+#include "bench/heat.h"
+#include "bench/power.h"
+#include "bench/speed.h"
+#include "bench/work_cycle.h"
+#include "config/config_file.h"
+#include "results/last_test.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
+#include "results/search.h"
+
+#include <wx/cmdline.h>
+#include <wx/log.h>
+#include <wx/msgout.h>
+#include <wx/thread.h>
+#include <wx/utils.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+constexpr int UsageError = 2;
+
+// Collects what the command-line parser reports, to print it on one line.
+class CollectOutput : public wxMessageOutput {
+public:
+    wxString first;
+
+    void Output(const wxString& text) override
+    {
+        if (first.empty())
+            first = wxString(text).Trim().Trim(false);
+    }
+};
+
+struct Options {
+    wxString command;
+    bool json = false;
+    bool quiet = false;
+    long seconds = 0;  ///< 0: the full length
+    long threads = -1;
+    int htt = -1;  ///< -1 as the processor says, 0 off, 1 on
+    long httOffResult = -1;
+    long minutes = -1;
+    bool searching = false;
+    wxString search;
+    bool append = false;
+};
+
+// "elapsed / total s, phase" on standard error, refreshed four times a
+// second while a run lasts; only when standard error is a terminal.
+class Progress {
+public:
+    Progress(bool enabled, double totalSeconds) : m_enabled(enabled), m_total(totalSeconds)
+    {
+        if (m_enabled)
+            m_ticker = std::thread([this] { Tick(); });
+    }
+    ~Progress()
+    {
+        if (!m_enabled)
+            return;
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            m_stop = true;
+        }
+        m_wake.notify_all();
+        m_ticker.join();
+        std::fprintf(stderr, "\r%60s\r", "");
+    }
+    void SetPhase(const char* phase)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_phase = phase;
+    }
+
+private:
+    void Tick()
+    {
+        const auto start = std::chrono::steady_clock::now();
+        std::unique_lock<std::mutex> lock(m_lock);
+        while (!m_stop) {
+            const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            std::fprintf(stderr, "\r%5.0f / %.0f s, %s   ", elapsed, m_total, m_phase);
+            std::fflush(stderr);
+            m_wake.wait_for(lock, std::chrono::milliseconds(250));
+        }
+    }
+
+    bool m_enabled;
+    double m_total;
+    const char* m_phase = "full run";
+    bool m_stop = false;
+    std::mutex m_lock;
+    std::condition_variable m_wake;
+    std::thread m_ticker;
+};
+
+bool ShowProgress(const Options& options)
+{
+    return !options.quiet && isatty(STDERR_FILENO) != 0;
+}
+
+std::string Utf8(const wxString& text)
+{
+    return text.utf8_string();
+}
+
+std::string JsonString(const wxString& text)
+{
+    std::string out = "\"";
+    for (unsigned char c : Utf8(text)) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += escaped;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out + "\"";
+}
+
+// A number for JSON: infinities and NaN (an HTT efficiency without a
+// reference) have no JSON form and are written as null.
+std::string JsonNumber(double value)
+{
+    if (value != value || value == std::numeric_limits<double>::infinity() ||
+        value == -std::numeric_limits<double>::infinity())
+        return "null";
+    char text[64];
+    std::snprintf(text, sizeof text, "%.0f", value);
+    return text;
+}
+
+std::string Points(double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.0f", value);
+    return text;
+}
+
+int RunLength(const Options& options)
+{
+    return options.seconds > 0 ? static_cast<int>(options.seconds) : 10;
+}
+
+std::string Length(const Options& options)
+{
+    if (options.seconds > 0)
+        return "run shortened to " + std::to_string(options.seconds) + " s; points normalised to the full test";
+    return "10 s";
+}
+
+int Speed(const Options& options)
+{
+    SpeedTestMillis = RunLength(options) * 1000;
+    {
+        Progress progress(ShowProgress(options), RunLength(options));
+        LastSpeedPoints = RunSpeedBenchmark();
+    }
+    if (options.json)
+        std::printf("{\"test\": \"speed\", \"points\": %s, \"seconds\": %d, \"shortened\": %s}\n",
+                    JsonNumber(LastSpeedPoints).c_str(), RunLength(options), options.seconds > 0 ? "true" : "false");
+    else
+        std::printf("Speed test: %s points (%s)\n", Points(LastSpeedPoints).c_str(), Length(options).c_str());
+    return 0;
+}
+
+void ApplyPowerOptions(const Options& options)
+{
+    PowerTestMillis = RunLength(options) * 1000;
+    if (options.threads >= 0)
+        ThreadCount = static_cast<std::uint32_t>(options.threads);
+    if (options.htt >= 0)
+        HttOption = static_cast<std::uint32_t>(options.htt);
+    if (options.httOffResult >= 0)
+        HttOffResult = static_cast<std::uint32_t>(options.httOffResult);
+}
+
+void MeasurePower(const Options& options)
+{
+    const bool halfRun = HttOption != 0 && (ThreadCount >> 1) != 0 && HttOffResult == 0;
+    const double total = (PowerTestMillis / 1000 + 1) * (halfRun ? 2.0 : 1.0);
+    Progress progress(ShowProgress(options), total);
+    std::atomic<std::uint32_t> finished{0};
+    const std::uint32_t fullRun = ThreadCount;
+    SetPowerWorkObserver([&](std::uint32_t, const TimedRun&) {
+        if (++finished == fullRun)
+            progress.SetPhase("half run");
+    });
+    LastPowerPoints = RunPowerTest();
+    SetPowerWorkObserver(nullptr);
+}
+
+int Power(const Options& options)
+{
+    ApplyPowerOptions(options);
+    MeasurePower(options);
+    if (options.json) {
+        std::printf("{\"test\": \"power\", \"points\": %s, \"threads\": %u, \"htt\": %s, \"httOffResult\": %u, "
+                    "\"perCore\": %s, \"perThread\": %s, \"httEfficiency\": %s, \"seconds\": %d, "
+                    "\"shortened\": %s}\n",
+                    JsonNumber(LastPowerPoints).c_str(), ThreadCount, HttOption != 0 ? "true" : "false",
+                    HttOffResult, JsonNumber(ReferenceCorePoints).c_str(), JsonNumber(AverageThreadPoints).c_str(),
+                    JsonNumber(HttEfficiency).c_str(), RunLength(options), options.seconds > 0 ? "true" : "false");
+        return 0;
+    }
+    std::printf("Power test: %s points with %u threads (%s)\n", Points(LastPowerPoints).c_str(), ThreadCount,
+                Length(options).c_str());
+    const char* reference = HttOption == 0      ? "the per-thread average"
+                            : HttOffResult != 0 ? "the result given with --htt-off-result"
+                            : (ThreadCount >> 1) != 0 ? "a run with half the threads"
+                                                      : "the earlier reference (one thread: no half run)";
+    std::printf("Per core: %s (%s)  Per thread: %s  HTT efficiency: %s%%\n", Points(ReferenceCorePoints).c_str(),
+                reference, Points(AverageThreadPoints).c_str(), Points(HttEfficiency).c_str());
+    return 0;
+}
+
+int Heat(const Options& options)
+{
+    HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
+                                         : static_cast<std::int32_t>(options.minutes * 60000);
+    ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
+    const auto start = std::chrono::steady_clock::now();
+    {
+        Progress progress(ShowProgress(options), HeatTestMillis / 1000.0);
+        progress.SetPhase("heating");
+        StartHeatTest();
+        while (HeatDoneProduct() == 0) {
+            wxMilliSleep(100);
+            const wxString message = TakeHeatMessage();
+            if (!message.empty()) {
+                std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(message).c_str());
+                return 1;
+            }
+        }
+        FinishHeatTest();
+    }
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (options.json)
+        std::printf("{\"test\": \"heat\", \"workers\": %u, \"milliseconds\": %d, \"seconds\": %.0f}\n", ThreadCount,
+                    HeatTestMillis, took);
+    else
+        std::printf("Heat test: %u workers busy for %.0f s (%s)\n", ThreadCount, took,
+                    options.seconds > 0 ? ("run shortened to " + std::to_string(options.seconds) + " s").c_str()
+                                        : (std::to_string(options.minutes) + " min").c_str());
+    return 0;
+}
+
+int Info(const Options& options)
+{
+    if (options.json) {
+        std::printf("{\"processor\": %s, \"vendor\": %s, \"signature\": \"%X\", \"family\": %u, \"model\": %u, "
+                    "\"stepping\": %u, \"extendedFamily\": %u, \"extendedModel\": %u, \"type\": %u, "
+                    "\"cores\": %u, \"htt\": %u, \"logicalProcessors\": %u}\n",
+                    JsonString(CpuDisplayName).c_str(), JsonString(wxString::From8BitData(CpuVendorId)).c_str(),
+                    CpuSignature, CpuFamily, CpuModel, CpuStepping, CpuExtendedFamily, CpuExtendedModel, CpuType,
+                    CpuCores, CpuHtt, CpuCount);
+        return 0;
+    }
+    std::printf("Processor:           %s\n", Utf8(CpuDisplayName).c_str());
+    std::printf("Vendor:              %s\n", CpuVendorId);
+    std::printf("Signature:           %X\n", CpuSignature);
+    std::printf("Family: %X  Model: %X  Stepping: %X\n", CpuFamily, CpuModel, CpuStepping);
+    std::printf("Extended family: %X  Extended model: %X  Type: %X\n", CpuExtendedFamily, CpuExtendedModel, CpuType);
+    std::printf("Cores: %u  HTT: %u\n", CpuCores, CpuHtt);
+    std::printf("Logical processors:  %u\n", CpuCount);
+    std::printf("(as CPUID reports them; they may not match the hardware)\n");
+    return 0;
+}
+
+std::vector<wxString> Fields(const wchar_t* row)
+{
+    std::vector<wxString> fields(1);
+    for (const wchar_t* c = row; *c != L'\0'; ++c) {
+        if (*c == L';' && fields.size() < RecordFieldCount)
+            fields.emplace_back();
+        else
+            fields.back() += *c;
+    }
+    fields.resize(RecordFieldCount);
+    return fields;
+}
+
+const wchar_t* Row(std::int32_t line)
+{
+    return ResultLines.get() + std::size_t(line) * std::size_t(ResultLineWidth);
+}
+
+int Results(const Options& options)
+{
+    if (options.searching) {
+        SetSearchText(options.search);
+        FindResults();
+        if (options.json) {
+            std::printf("{\"search\": %s, \"hits\": [", JsonString(SearchText.get()).c_str());
+            for (std::int32_t j = 0; j < SearchHitCount; ++j)
+                std::printf("%s%s", j ? ", " : "", JsonString(SearchHits.get() + j * SearchHitWidth).c_str());
+            std::printf("]}\n");
+            return 0;
+        }
+        std::printf("%d search results for: %s\n", SearchHitCount, Utf8(SearchText.get()).c_str());
+        for (std::int32_t j = 0; j < SearchHitCount; ++j)
+            std::printf("%s\n", Utf8(SearchHits.get() + j * SearchHitWidth).c_str());
+        return 0;
+    }
+    if (options.json)
+        std::printf("{\"results\": [");
+    else
+        std::printf("%5s %9s %9s  %s\n", "Place", "Speed", "Power", "Processor");
+    for (std::int32_t k = 0; k < RankedCount; ++k) {
+        const std::int32_t line = static_cast<std::int32_t>(SpeedRanking[k].line);
+        const std::vector<wxString> f = Fields(Row(line));
+        const wxString name = f[0] + wxS(" ") + f[1] + wxS(" @ ") + f[2] + wxS(" MHz");
+        const double power = ParseReal(f[10].wc_str());
+        if (options.json)
+            std::printf("%s{\"place\": %d, \"speed\": %s, \"power\": %s, \"processor\": %s, \"line\": %s}",
+                        k ? ", " : "", k + 1, JsonNumber(SpeedRanking[k].score).c_str(), JsonNumber(power).c_str(),
+                        JsonString(name).c_str(), JsonString(Row(line)).c_str());
+        else
+            std::printf("%5d %9s %9s  %s\n", k + 1, Points(SpeedRanking[k].score).c_str(), Points(power).c_str(),
+                        Utf8(name).c_str());
+    }
+    if (options.json)
+        std::printf("]}\n");
+    return 0;
+}
+
+int Record(const Options& options)
+{
+    SpeedTestMillis = RunLength(options) * 1000;
+    ApplyPowerOptions(options);
+    {
+        Progress progress(ShowProgress(options), RunLength(options));
+        progress.SetPhase("speed test");
+        LastSpeedPoints = RunSpeedBenchmark();
+    }
+    MeasurePower(options);
+    FillRecordFromLastTest();
+    const wxString line = JoinRecordFields();
+    if (options.append) {
+        BackupPending = 1;
+        if (AccessResultsFile(ResultsOpAppend) != 0) {
+            std::fprintf(stderr, "tarnwick-cli: the results file could not be changed\n");
+            return 1;
+        }
+    }
+    if (options.json)
+        std::printf("{\"line\": %s, \"appended\": %s, \"shortened\": %s}\n", JsonString(line).c_str(),
+                    options.append ? "true" : "false", options.seconds > 0 ? "true" : "false");
+    else
+        std::printf("%s\n", Utf8(line).c_str());
+    return 0;
+}
+
+// Checks the options against the command; an empty text when they fit.
+wxString Problem(const wxCmdLineParser& parser, Options& options)
+{
+    static const std::vector<std::pair<wxString, std::vector<wxString>>> allowed = {
+        {wxS("speed"), {wxS("seconds")}},
+        {wxS("power"), {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result")}},
+        {wxS("heat"), {wxS("seconds"), wxS("minutes")}},
+        {wxS("info"), {}},
+        {wxS("results"), {wxS("search")}},
+        {wxS("record"), {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result"),
+                         wxS("append")}},
+    };
+    const auto command = std::find_if(allowed.begin(), allowed.end(),
+                                      [&](const auto& entry) { return entry.first == options.command; });
+    if (command == allowed.end())
+        return wxString::Format(wxS("unknown command '%s'"), options.command);
+    for (const wxString name : {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result"),
+                                 wxS("minutes"), wxS("search"), wxS("append")}) {
+        if (parser.Found(name) &&
+            std::find(command->second.begin(), command->second.end(), name) == command->second.end())
+            return wxString::Format(wxS("--%s does not go with '%s'"), name, options.command);
+    }
+    const auto number = [&](const wxString& name, long minimum, long maximum, long& value) -> wxString {
+        if (!parser.Found(name, &value))
+            return wxString();
+        if (value < minimum || value > maximum)
+            return wxString::Format(wxS("--%s must be a whole number from %ld to %ld"), name, minimum, maximum);
+        return wxString();
+    };
+    for (const wxString& problem :
+         {number(wxS("seconds"), 1, 35791 * 60, options.seconds), number(wxS("threads"), 1, 100000, options.threads),
+          number(wxS("htt-off-result"), 0, std::numeric_limits<std::int32_t>::max(), options.httOffResult),
+          number(wxS("minutes"), 0, 35791, options.minutes)})
+        if (!problem.empty())
+            return problem;
+    if (parser.Found(wxS("htt")) && parser.Found(wxS("no-htt")))
+        return wxS("--htt and --no-htt exclude each other");
+    if (parser.Found(wxS("htt")))
+        options.htt = 1;
+    if (parser.Found(wxS("no-htt")))
+        options.htt = 0;
+    if (options.command == wxS("heat") && options.minutes < 0)
+        return wxS("heat needs --minutes M");
+    options.searching = parser.Found(wxS("search"), &options.search);
+    options.append = parser.Found(wxS("append"));
+    options.json = parser.Found(wxS("json"));
+    options.quiet = parser.Found(wxS("quiet"));
+    return wxString();
+}
+
+void Describe(wxCmdLineParser& parser)
+{
+    parser.SetSwitchChars(wxS("-"));
+    parser.EnableLongOptions();
+    parser.SetLogo(wxS("tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
+                       "Commands: speed, power, heat, info, results, record"));
+    parser.AddSwitch(wxS("h"), wxS("help"), wxS("show this help"), wxCMD_LINE_OPTION_HELP);
+    parser.AddSwitch(wxEmptyString, wxS("version"), wxS("show the version"));
+    parser.AddSwitch(wxEmptyString, wxS("json"), wxS("print the result as one JSON object"));
+    parser.AddSwitch(wxEmptyString, wxS("quiet"), wxS("no progress line"));
+    parser.AddOption(wxEmptyString, wxS("seconds"), wxS("shorten a run to S whole seconds (speed, power, heat, record)"),
+                     wxCMD_LINE_VAL_NUMBER);
+    parser.AddOption(wxEmptyString, wxS("threads"), wxS("threads of the power test (default: the processors)"),
+                     wxCMD_LINE_VAL_NUMBER);
+    parser.AddSwitch(wxEmptyString, wxS("htt"), wxS("also find the per-core reference with half the threads"));
+    parser.AddSwitch(wxEmptyString, wxS("no-htt"), wxS("no per-core reference run"));
+    parser.AddOption(wxEmptyString, wxS("htt-off-result"),
+                     wxS("per-core points measured with Hyper-Threading switched off"), wxCMD_LINE_VAL_NUMBER);
+    parser.AddOption(wxEmptyString, wxS("minutes"), wxS("length of the heat test"), wxCMD_LINE_VAL_NUMBER);
+    parser.AddOption(wxEmptyString, wxS("search"), wxS("list the stored results containing TEXT"));
+    parser.AddSwitch(wxEmptyString, wxS("append"), wxS("add the record to the results file"));
+    parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL);
+}
+}  // namespace
+
+int RunCommandLine(int argc, char** argv)
+{
+    wxCmdLineParser parser(argc, argv);
+    Describe(parser);
+    auto* collected = new CollectOutput;
+    wxMessageOutput* previous = wxMessageOutput::Set(collected);
+    const int parsed = parser.Parse(false);
+    wxMessageOutput::Set(previous);
+    const wxString parseError = collected->first;
+    delete collected;
+
+    if (parsed == -1) {
+        wxMessageOutputStderr toStandardOutput(stdout);
+        wxMessageOutput* before = wxMessageOutput::Set(&toStandardOutput);
+        parser.Usage();
+        wxMessageOutput::Set(before);
+        return 0;
+    }
+    if (parsed != 0) {
+        std::fprintf(stderr, "tarnwick-cli: %s (see tarnwick-cli --help)\n",
+                     Utf8(parseError.empty() ? wxString(wxS("bad command line")) : parseError).c_str());
+        return UsageError;
+    }
+    if (parser.Found(wxS("version"))) {
+        std::printf("tarnwick-cli " TARNWICK_VERSION "\n");
+        return 0;
+    }
+    Options options;
+    if (parser.GetParamCount() == 0) {
+        std::fprintf(stderr, "tarnwick-cli: no command given (see tarnwick-cli --help)\n");
+        return UsageError;
+    }
+    options.command = parser.GetParam(0);
+    const wxString problem = Problem(parser, options);
+    if (!problem.empty()) {
+        std::fprintf(stderr, "tarnwick-cli: %s (see tarnwick-cli --help)\n", Utf8(problem).c_str());
+        return UsageError;
+    }
+
+    SetNotifier([](const wxString& text, const wxString&) {
+        std::fprintf(stderr, "tarnwick-cli: %s\n", text.utf8_string().c_str());
+    });
+    InitProcessorGlobals(wxThread::GetCPUCount());
+    if (options.command == wxS("results") || options.command == wxS("record"))
+        AccessResultsFile(ResultsOpLoad);
+
+    if (options.command == wxS("speed"))
+        return Speed(options);
+    if (options.command == wxS("power"))
+        return Power(options);
+    if (options.command == wxS("heat"))
+        return Heat(options);
+    if (options.command == wxS("info"))
+        return Info(options);
+    if (options.command == wxS("results"))
+        return Results(options);
+    return Record(options);
+}

@@ -1,0 +1,407 @@
+// tarnwick-cli run as users run it: in a program directory of its own, its
+// whole output compared with patterns for the numbers that vary.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+struct Outcome {
+    std::string out;
+    std::string err;
+    int code = -1;
+};
+
+std::string ReadFile(const fs::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+// A copy of the runner with doc/ beside it, in a fresh directory.
+class Cli : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char pattern[] = "/tmp/tarnwick-cli-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir = pattern;
+        fs::copy_file(TARNWICK_CLI, dir / "tarnwick-cli");
+        fs::copy(TARNWICK_DOC, dir / "doc", fs::copy_options::recursive);
+    }
+    void TearDown() override
+    {
+        std::error_code ignored;
+        fs::remove_all(dir, ignored);
+    }
+
+    Outcome Run(const std::string& arguments) const
+    {
+        const std::string command = "cd '" + dir.string() + "' && ./tarnwick-cli " + arguments + " > out.txt 2> err.txt";
+        Outcome outcome;
+        const int status = std::system(command.c_str());
+        outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        outcome.out = ReadFile(dir / "out.txt");
+        outcome.err = ReadFile(dir / "err.txt");
+        return outcome;
+    }
+
+    void WriteFile(const std::string& name, const std::string& bytes) const
+    {
+        std::ofstream(dir / name, std::ios::binary) << bytes;
+    }
+
+    fs::path dir;
+};
+
+bool Matches(const std::string& text, const std::string& pattern)
+{
+    return std::regex_match(text, std::regex(pattern));
+}
+
+// A small JSON reader: enough to take the runner's objects apart.
+struct Json;
+using JsonObject = std::map<std::string, Json>;
+using JsonArray = std::vector<Json>;
+struct Json {
+    std::variant<std::nullptr_t, bool, double, std::string, std::shared_ptr<JsonArray>, std::shared_ptr<JsonObject>>
+        value;
+    const Json& operator[](const std::string& key) const { return std::get<std::shared_ptr<JsonObject>>(value)->at(key); }
+    double Number() const { return std::get<double>(value); }
+    const std::string& Text() const { return std::get<std::string>(value); }
+    bool Flag() const { return std::get<bool>(value); }
+    const JsonArray& Array() const { return *std::get<std::shared_ptr<JsonArray>>(value); }
+};
+
+class JsonReader {
+public:
+    explicit JsonReader(const std::string& text) : m_text(text) {}
+
+    // Reads one value and demands the end of the text (but a line end).
+    Json Document()
+    {
+        Json json = Value();
+        Blanks();
+        if (m_at != m_text.size())
+            throw std::runtime_error("text after the JSON value");
+        return json;
+    }
+
+private:
+    void Blanks()
+    {
+        while (m_at < m_text.size() && std::isspace(static_cast<unsigned char>(m_text[m_at])))
+            ++m_at;
+    }
+    bool Take(char c)
+    {
+        Blanks();
+        if (m_at < m_text.size() && m_text[m_at] == c) {
+            ++m_at;
+            return true;
+        }
+        return false;
+    }
+    void Expect(char c)
+    {
+        if (!Take(c))
+            throw std::runtime_error(std::string("expected ") + c);
+    }
+    std::string String()
+    {
+        Expect('"');
+        std::string s;
+        while (m_at < m_text.size() && m_text[m_at] != '"') {
+            if (m_text[m_at] == '\\') {
+                ++m_at;
+                if (m_at < m_text.size() && m_text[m_at] == 'u') {
+                    s += static_cast<char>(std::stoi(m_text.substr(m_at + 1, 4), nullptr, 16));
+                    m_at += 5;
+                    continue;
+                }
+            }
+            s += m_text[m_at++];
+        }
+        Expect('"');
+        return s;
+    }
+    Json Value()
+    {
+        Blanks();
+        if (m_at >= m_text.size())
+            throw std::runtime_error("no value");
+        const char c = m_text[m_at];
+        if (c == '{') {
+            ++m_at;
+            auto object = std::make_shared<JsonObject>();
+            if (!Take('}')) {
+                do {
+                    const std::string key = String();
+                    Expect(':');
+                    (*object)[key] = Value();
+                } while (Take(','));
+                Expect('}');
+            }
+            return {object};
+        }
+        if (c == '[') {
+            ++m_at;
+            auto array = std::make_shared<JsonArray>();
+            if (!Take(']')) {
+                do
+                    array->push_back(Value());
+                while (Take(','));
+                Expect(']');
+            }
+            return {array};
+        }
+        if (c == '"')
+            return {String()};
+        for (const auto& [word, json] : {std::pair<const char*, Json>{"true", {true}}, {"false", {false}},
+                                         {"null", {nullptr}}})
+            if (m_text.compare(m_at, std::strlen(word), word) == 0) {
+                m_at += std::strlen(word);
+                return json;
+            }
+        std::size_t used = 0;
+        const double number = std::stod(m_text.substr(m_at), &used);
+        m_at += used;
+        return {number};
+    }
+
+    const std::string& m_text;
+    std::size_t m_at = 0;
+};
+
+Json ParseJson(const std::string& text)
+{
+    return JsonReader(text).Document();
+}
+
+const std::string Record = "AMD;Fast one;3800;4700;1;8;16;Linux;6.1;9000;60000;yes\n"
+                           "Intel;Middle;3000;4000;1;4;8;Linux;6.1;7000;25000;yes\n"
+                           "VIA;Hidden;1000;1000;1;1;1;Linux;4.0;800;800;no\n"
+                           "Intel;Slow;1000;1000;1;1;1;Linux;4.0;900;900;yes\n";
+}  // namespace
+
+TEST_F(Cli, VersionIsPrinted)
+{
+    const Outcome o = Run("--version");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.out, "tarnwick-cli 1.5.0.0\n");
+    EXPECT_EQ(o.err, "");
+}
+
+TEST_F(Cli, HelpListsTheCommandsAndEveryOption)
+{
+    const Outcome o = Run("--help");
+    EXPECT_EQ(o.code, 0);
+    for (const char* text : {"Commands: speed, power, heat, info, results, record", "--seconds", "--threads",
+                             "--htt ", "--no-htt", "--htt-off-result", "--minutes", "--search", "--append",
+                             "--json", "--quiet", "--version"})
+        EXPECT_NE(o.out.find(text), std::string::npos) << text;
+}
+
+TEST_F(Cli, SpeedShortened)
+{
+    const Outcome o = Run("speed --seconds 1");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_TRUE(Matches(o.out, R"(Speed test: [1-9][0-9]*0 points \(run shortened to 1 s; points normalised to the full test\)\n)"))
+        << o.out;
+    EXPECT_EQ(o.err, "");  // no progress line: standard error is no terminal
+}
+
+TEST_F(Cli, SpeedAsJson)
+{
+    const Outcome o = Run("speed --seconds 1 --json");
+    ASSERT_EQ(o.code, 0);
+    const Json json = ParseJson(o.out);
+    EXPECT_EQ(json["test"].Text(), "speed");
+    EXPECT_GT(json["points"].Number(), 0.0);
+    EXPECT_EQ(json["seconds"].Number(), 1.0);
+    EXPECT_TRUE(json["shortened"].Flag());
+}
+
+TEST_F(Cli, PowerShortenedWithoutHtt)
+{
+    const Outcome o = Run("power --seconds 1 --threads 2 --no-htt");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_TRUE(Matches(o.out, R"(Power test: [1-9][0-9]* points with 2 threads \(run shortened to 1 s; points normalised to the full test\)
+Per core: [0-9]+ \(the per-thread average\)  Per thread: [0-9]+  HTT efficiency: 0%
+)")) << o.out;
+}
+
+TEST_F(Cli, PowerWithATypedReferenceAsJson)
+{
+    const Outcome o = Run("power --seconds 1 --threads 2 --htt --htt-off-result 1200 --json");
+    ASSERT_EQ(o.code, 0);
+    const Json json = ParseJson(o.out);
+    EXPECT_EQ(json["test"].Text(), "power");
+    EXPECT_EQ(json["threads"].Number(), 2.0);
+    EXPECT_TRUE(json["htt"].Flag());
+    EXPECT_EQ(json["httOffResult"].Number(), 1200.0);
+    EXPECT_EQ(json["perCore"].Number(), 1200.0);
+    EXPECT_NEAR(json["perThread"].Number(), json["points"].Number() / 2, 1.0);
+}
+
+TEST_F(Cli, HeatShortened)
+{
+    const Outcome o = Run("heat --minutes 1 --seconds 1");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_TRUE(Matches(o.out, R"(Heat test: [1-9][0-9]* workers busy for [1-3] s \(run shortened to 1 s\)\n)")) << o.out;
+}
+
+TEST_F(Cli, InfoShowsTheProcessorFacts)
+{
+    const Outcome o = Run("info");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_TRUE(Matches(o.out, R"(Processor: +.*
+Vendor: +\w{12}
+Signature: +[0-9A-F]+
+Family: [0-9A-F]+  Model: [0-9A-F]+  Stepping: [0-9A-F]+
+Extended family: [0-9A-F]+  Extended model: [0-9A-F]+  Type: [0-9A-F]+
+Cores: [0-9]+  HTT: [01]
+Logical processors: +[1-9][0-9]*
+\(as CPUID reports them; they may not match the hardware\)
+)")) << o.out;
+    const std::string cpuinfo = ReadFile("/proc/cpuinfo");
+    std::smatch vendor;
+    ASSERT_TRUE(std::regex_search(cpuinfo, vendor, std::regex(R"(vendor_id\s*: (\w+))")));
+    EXPECT_NE(o.out.find("Vendor:              " + vendor[1].str() + "\n"), std::string::npos);
+}
+
+TEST_F(Cli, InfoAsJson)
+{
+    const Outcome o = Run("info --json");
+    ASSERT_EQ(o.code, 0);
+    const Json json = ParseJson(o.out);
+    EXPECT_EQ(json["vendor"].Text().size(), 12u);
+    EXPECT_GE(json["logicalProcessors"].Number(), 1.0);
+}
+
+TEST_F(Cli, ResultsInRankingOrderWithoutHiddenOnes)
+{
+    WriteFile("cpu_results.csv", Record);
+    const Outcome o = Run("results");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.out, "Place     Speed     Power  Processor\n"
+                     "    1      9000     60000  AMD Fast one @ 3800 MHz\n"
+                     "    2      7000     25000  Intel Middle @ 3000 MHz\n"
+                     "    3       900       900  Intel Slow @ 1000 MHz\n");
+}
+
+TEST_F(Cli, ResultsSearchListsTheHitsInFileOrder)
+{
+    WriteFile("cpu_results.csv", Record);
+    const Outcome o = Run("results --search INTEL");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.out, "2 search results for: intel\n"
+                     "Intel;Middle;3000;4000;1;4;8;Linux;6.1;7000;25000;yes\n"
+                     "Intel;Slow;1000;1000;1;1;1;Linux;4.0;900;900;yes\n");
+    const Json json = ParseJson(Run("results --search hidden --json").out);
+    ASSERT_EQ(json["hits"].Array().size(), 1u);
+    EXPECT_EQ(json["hits"].Array()[0].Text(), "VIA;Hidden;1000;1000;1;1;1;Linux;4.0;800;800;no");
+}
+
+TEST_F(Cli, ResultsFromTheTemplateWhenThereIsNoFile)
+{
+    const Outcome o = Run("results --json");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.err, "tarnwick-cli: cpu_results.csv was created from original template!\n");
+    EXPECT_NO_THROW(ParseJson(o.out));
+    EXPECT_TRUE(fs::exists(dir / "cpu_results.csv"));
+}
+
+TEST_F(Cli, RecordPrintsALineForThisMachine)
+{
+    WriteFile("cpu_results.csv", Record);
+    const Outcome o = Run("record --seconds 1 --threads 2 --no-htt");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_TRUE(Matches(o.out, R"([^;]*;[^;]*;;;;;[1-9][0-9]*;Linux;;[1-9][0-9]*;[1-9][0-9]*;yes\n)")) << o.out;
+    EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Record);
+}
+
+TEST_F(Cli, RecordAppendAddsTheLineAfterABackup)
+{
+    WriteFile("cpu_results.csv", Record);
+    const Outcome o = Run("record --seconds 1 --threads 1 --append");
+    ASSERT_EQ(o.code, 0);
+    EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Record + o.out);
+    EXPECT_EQ(ReadFile(dir / "cpu_result.bak"), Record);
+}
+
+TEST_F(Cli, TwoRecordAppendsAtOnceBothLand)
+{
+    WriteFile("cpu_results.csv", Record);
+    const std::string command = "cd '" + dir.string() + "' && (./tarnwick-cli record --seconds 1 --threads 1 "
+                                "--append > a.txt & ./tarnwick-cli record --seconds 1 --threads 1 --append > b.txt; "
+                                "wait)";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const std::string a = ReadFile(dir / "a.txt"), b = ReadFile(dir / "b.txt");
+    const std::string after = ReadFile(dir / "cpu_results.csv");
+    EXPECT_TRUE(after == Record + a + b || after == Record + b + a) << after;
+    const std::string backup = ReadFile(dir / "cpu_result.bak");
+    // The backup holds the file as it was before the last change.
+    EXPECT_TRUE(backup == Record + a || backup == Record + b) << backup;
+}
+
+TEST_F(Cli, ProgressOnATerminalOnlyAndNotWhenQuiet)
+{
+    if (std::system("command -v script > /dev/null") != 0)
+        GTEST_SKIP() << "script(1) is not installed";
+    const std::string shown = "cd '" + dir.string() + "' && script -qec './tarnwick-cli speed --seconds 2' /dev/null > tty.txt";
+    ASSERT_EQ(std::system(shown.c_str()), 0);
+    EXPECT_TRUE(std::regex_search(ReadFile(dir / "tty.txt"), std::regex(R"(\r +[0-2] / 2 s, full run)")));
+    const std::string quiet = "cd '" + dir.string() + "' && script -qec './tarnwick-cli speed --seconds 1 --quiet' /dev/null > tty.txt";
+    ASSERT_EQ(std::system(quiet.c_str()), 0);
+    EXPECT_EQ(ReadFile(dir / "tty.txt").find(" s, full run"), std::string::npos);
+}
+
+namespace {
+struct BadInput {
+    const char* arguments;
+    const char* message;
+};
+
+class CliBadInput : public Cli, public ::testing::WithParamInterface<BadInput> {};
+}  // namespace
+
+TEST_P(CliBadInput, OneLineNamingTheProblemAndCode2)
+{
+    const Outcome o = Run(GetParam().arguments);
+    EXPECT_EQ(o.code, 2);
+    EXPECT_EQ(o.out, "");
+    EXPECT_EQ(o.err, std::string("tarnwick-cli: ") + GetParam().message + " (see tarnwick-cli --help)\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, CliBadInput,
+    ::testing::Values(BadInput{"", "no command given"}, BadInput{"bogus", "unknown command 'bogus'"},
+                      BadInput{"speed --frob", "Unknown long option 'frob'"},
+                      BadInput{"power --threads -3", "--threads must be a whole number from 1 to 100000"},
+                      BadInput{"power --threads abc", "'abc' is not a correct numeric value for option 'threads'."},
+                      BadInput{"speed --seconds 0", "--seconds must be a whole number from 1 to 2147460"},
+                      BadInput{"heat --minutes -1", "--minutes must be a whole number from 0 to 35791"},
+                      BadInput{"heat", "heat needs --minutes M"},
+                      BadInput{"power --htt --no-htt", "--htt and --no-htt exclude each other"},
+                      BadInput{"power --htt-off-result -5",
+                               "--htt-off-result must be a whole number from 0 to 2147483647"},
+                      BadInput{"speed --threads 2", "--threads does not go with 'speed'"},
+                      BadInput{"info --append", "--append does not go with 'info'"}));
