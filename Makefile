@@ -2,6 +2,8 @@
 # make test   install what the tests need, build, run every test
 # make bench  run the measurements under benchmarks/
 # make fuzz   run the fuzz targets for ten minutes each
+# make install PREFIX=/some/dir   install the programs, launchers, icons, menu entry
+# make package                    build/tarnwick_<version>_amd64.deb
 
 BUILD      := build
 ASAN_BUILD := build-asan
@@ -9,8 +11,9 @@ FUZZ_BUILD := build-fuzz
 TSAN_BUILD := build-tsan
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
+PREFIX     ?= /usr/local
 
-.PHONY: run test bench fuzz fuzz-build build deps deps-test deps-bench clean
+.PHONY: run test bench fuzz fuzz-build build install package deps deps-test deps-package deps-bench clean
 
 deps:
 	@scripts/install-deps.sh run
@@ -21,9 +24,21 @@ deps-test:
 deps-bench:
 	@scripts/install-deps.sh bench
 
+deps-package:
+	@scripts/install-deps.sh package
+
 build: deps
 	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=OFF >/dev/null
-	@cmake --build $(BUILD) --target tarnwick -j $(JOBS)
+	@cmake --build $(BUILD) --target tarnwick tarnwick-cli -j $(JOBS)
+
+install: build
+	@cmake --build $(BUILD) --target tarnwick_changelog -j $(JOBS)
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
+package: deps-package
+	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=OFF >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+	cd $(BUILD) && cpack
 
 run: build
 	cd $(BUILD) && ./tarnwick

@@ -1,4 +1,5 @@
 #include "app/cli.h"
+#include "bench/workers.h"
 
 #include <wx/init.h>
 
@@ -13,5 +14,7 @@ int main(int argc, char** argv)
         return 1;
     }
     std::setlocale(LC_NUMERIC, "C");
-    return RunCommandLine(argc, argv);
+    const int code = RunCommandLine(argc, argv);
+    WaitForWorkerThreads(5000);  // none may outlive the toolkit
+    return code;
 }

@@ -4,6 +4,7 @@
 #include "app/resources.h"
 #include "app/state.h"
 #include "app/tarnwick_icon.xpm"
+#include "bench/workers.h"
 #include "config/config_file.h"
 #include "gui/main_frame.h"
 #include "results/results_file.h"
@@ -35,6 +36,7 @@ bool MainApp::OnInit()
 
 int MainApp::OnExit()
 {
+    WaitForWorkerThreads(5000);
     ReleaseGlobalArrays();
     return true;
 }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <wx/string.h>
+#include "bench/workers.h"
+
 #include <wx/thread.h>
 
 #include <cstddef>
@@ -17,6 +19,9 @@ public:
 
 protected:
     ExitCode Entry() override;
+
+private:
+    LiveWorker m_live;
 };
 
 /// Bytes of each worker's scratch buffer: 131072 slots of 80 bytes.

@@ -2,6 +2,8 @@
 // per-core reference and the Hyper-Threading efficiency.
 #pragma once
 
+#include "bench/workers.h"
+
 #include <wx/thread.h>
 
 #include <cstdint>
@@ -16,6 +18,9 @@ public:
 
 protected:
     ExitCode Entry() override;
+
+private:
+    LiveWorker m_live;
 };
 
 /// One power thread's body: the timed block loop for PowerTestMillis, then

@@ -6,6 +6,7 @@
 #include "bench/heat.h"
 #include "bench/power.h"
 #include "bench/work_cycle.h"
+#include "bench/workers.h"
 
 #include <wx/init.h>
 #include <wx/thread.h>
@@ -234,5 +235,6 @@ int main(int argc, char** argv)
     ThreadStart(online);
     HeatLoad(online);
     Instructions(argv[0]);
+    WaitForWorkerThreads(10000);
     return 0;
 }

@@ -1,11 +1,15 @@
 #!/bin/sh
-# Installs the Debian packages the build needs ("run"), the tests need too
-# ("test"), or the measurements need besides ("bench"). Packages already present are not touched, so a second call is quick.
+# Installs the Debian packages the build needs ("run"), the Debian package
+# needs ("package"), the tests need ("test"), or the measurements need besides
+# ("bench"). Packages already present are not touched, so a second call is
+# quick.
 set -eu
 
 run_packages="g++ make cmake pkg-config libwxgtk3.2-dev"
-test_packages="$run_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
-libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev locales"
+package_packages="$run_packages dpkg-dev file"
+test_packages="$package_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
+libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev locales \
+lintian desktop-file-utils"
 
 bench_packages="$test_packages sysbench stress-ng valgrind"
 
@@ -13,7 +17,8 @@ case "${1:-run}" in
     run) wanted=$run_packages ;;
     test) wanted=$test_packages ;;
     bench) wanted=$bench_packages ;;
-    *) echo "usage: $0 run|test|bench" >&2; exit 2 ;;
+    package) wanted=$package_packages ;;
+    *) echo "usage: $0 run|test|bench|package" >&2; exit 2 ;;
 esac
 
 missing=""
@@ -24,7 +29,7 @@ for package in $wanted; do
 done
 # The tests read numbers under a comma-decimal locale.
 need_locale=false
-if [ "${1:-run}" != run ] && ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
+if [ "${1:-run}" = test -o "${1:-run}" = bench ] && ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
     need_locale=true
 fi
 [ -z "$missing" ] && [ "$need_locale" = false ] && exit 0

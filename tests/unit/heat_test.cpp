@@ -1,5 +1,6 @@
 #include "app/state.h"
 #include "bench/heat.h"
+#include "bench/workers.h"
 
 #include <wx/time.h>
 #include <wx/utils.h>
@@ -18,6 +19,8 @@ protected:
     }
     void TearDown() override
     {
+        EXPECT_TRUE(WaitForWorkerThreads(5000));
+        EXPECT_EQ(LiveWorkerThreads(), 0u);
         SetHeatBufferAllocator(nullptr);
         TakeHeatMessage();
         ThreadDone.reset();

@@ -1,6 +1,7 @@
 #include "app/state.h"
 #include "bench/power.h"
 #include "bench/work_cycle.h"
+#include "bench/workers.h"
 
 #include <wx/thread.h>
 
@@ -35,6 +36,9 @@ protected:
     }
     void TearDown() override
     {
+        // Every worker is gone soon after its flag went up.
+        EXPECT_TRUE(WaitForWorkerThreads(5000));
+        EXPECT_EQ(LiveWorkerThreads(), 0u);
         SetPowerWorkObserver(nullptr);
         PowerTestMillis = 10000;
         ThreadCount = HttOption = HttOffResult = HalfThreadCount = 0;

@@ -1,5 +1,7 @@
 // The unit tests run with wxBase initialised (threads, clocks, conversions),
 // as the program does; no display is needed.
+#include "bench/workers.h"
+
 #include <wx/init.h>
 
 #include <gtest/gtest.h>
@@ -10,5 +12,8 @@ int main(int argc, char** argv)
     wxInitializer wx;
     if (!wx.IsOk())
         return 2;
-    return RUN_ALL_TESTS();
+    const int failures = RUN_ALL_TESTS();
+    // Workers end a moment after their flags: none may outlive the toolkit.
+    WaitForWorkerThreads(10000);
+    return failures;
 }

@@ -1,0 +1,28 @@
+#!/bin/sh
+# Builds the Debian package, looks inside it and lets lintian check it.
+#   package_test.sh BUILD_DIR
+set -eu
+build=$1
+cd "$build"
+cpack > cpack.log 2>&1 || { cat cpack.log; exit 1; }
+deb=$(ls tarnwick_*_amd64.deb)
+[ "$deb" = "tarnwick_1.5.0.0_amd64.deb" ]
+info=$(dpkg-deb --info "$deb")
+contents=$(dpkg-deb --contents "$deb")
+echo "$info" | grep -q '^ Package: tarnwick$'
+echo "$info" | grep -q '^ Version: 1.5.0.0$'
+echo "$info" | grep -q '^ Depends: .*libwxgtk3.2-1'
+echo "$info" | grep -q '^ Depends: .*libwxbase3.2-1'
+for path in ./usr/bin/tarnwick ./usr/bin/tarnwick-cli ./usr/lib/tarnwick/tarnwick ./usr/lib/tarnwick/tarnwick-cli \
+            ./usr/lib/tarnwick/doc/manual_tarnwick.txt ./usr/lib/tarnwick/doc/cpu_results_original.csv \
+            ./usr/share/applications/tarnwick.desktop ./usr/share/icons/hicolor/48x48/apps/tarnwick.png \
+            ./usr/share/icons/hicolor/128x128/apps/tarnwick.png ./usr/share/doc/tarnwick/copyright; do
+    echo "$contents" | grep -q " $path\$" || { echo "missing $path" >&2; exit 1; }
+done
+lintian --allow-root "$deb" > lintian.log 2>&1 || true
+cat lintian.log
+if grep -q '^E:' lintian.log; then
+    echo "lintian found errors" >&2
+    exit 1
+fi
+echo "$deb: contents as expected, no lintian errors"
