@@ -129,18 +129,8 @@ void StartHeatTest()
     HeatViewNow = now;
     const std::uint32_t threads = ThreadCount;
     ThreadDone.reset(new std::atomic<std::uint32_t>[threads]);
-    for (std::uint32_t k = 0; k < threads; ++k) {
-        ThreadDone[k].store(0, std::memory_order_relaxed);
-        auto* thread = new HeatThread;
-        if (thread->Create() == wxTHREAD_NO_ERROR) {
-            thread->index = k;
-            if (thread->Run() == wxTHREAD_NO_ERROR)
-                continue;
-        } else {
-            delete thread;
-        }
-        ThreadDone[k].store(1, std::memory_order_release);  // a worker that cannot start counts as done
-    }
+    for (std::uint32_t k = 0; k < threads; ++k)
+        StartWorker<HeatThread>(k);
     HeatState = 2;
 }
 

@@ -16,24 +16,13 @@ PowerWorkObserver& Observer()
     return observer;
 }
 
-// Starts workers 0 .. count-1, each flag cleared just before its own thread
-// starts. A thread that cannot start counts as finished with no points, so
-// the wait always ends.
+// Starts workers 0 .. count-1 one after the other, nothing but the flag
+// store between them. A thread that cannot start counts with no points.
 void StartWorkers(std::uint32_t count)
 {
-    for (std::uint32_t k = 0; k < count; ++k) {
-        ThreadDone[k].store(0, std::memory_order_relaxed);
-        auto* thread = new PowerThread;
-        if (thread->Create() == wxTHREAD_NO_ERROR) {
-            thread->index = k;
-            if (thread->Run() == wxTHREAD_NO_ERROR)
-                continue;
-        } else {
-            delete thread;
-        }
-        ThreadPoints[k] = 0.0;
-        ThreadDone[k].store(1, std::memory_order_release);
-    }
+    for (std::uint32_t k = 0; k < count; ++k)
+        if (!StartWorker<PowerThread>(k))
+            ThreadPoints[k] = 0.0;
 }
 
 // Sleeps through most of the run, then spins until every flag is raised.
