@@ -288,19 +288,6 @@ int Info(const Options& options)
     return 0;
 }
 
-std::vector<wxString> Fields(const wchar_t* row)
-{
-    std::vector<wxString> fields(1);
-    for (const wchar_t* c = row; *c != L'\0'; ++c) {
-        if (*c == L';' && fields.size() < RecordFieldCount)
-            fields.emplace_back();
-        else
-            fields.back() += *c;
-    }
-    fields.resize(RecordFieldCount);
-    return fields;
-}
-
 const wchar_t* Row(std::int32_t line)
 {
     return ResultLines.get() + std::size_t(line) * std::size_t(ResultLineWidth);
@@ -329,9 +316,9 @@ int Results(const Options& options)
         std::printf("%5s %9s %9s  %s\n", "Place", "Speed", "Power", "Processor");
     for (std::int32_t k = 0; k < RankedCount; ++k) {
         const std::int32_t line = static_cast<std::int32_t>(SpeedRanking[k].line);
-        const std::vector<wxString> f = Fields(Row(line));
-        const wxString name = f[0] + wxS(" ") + f[1] + wxS(" @ ") + f[2] + wxS(" MHz");
-        const double power = ParseReal(f[10].wc_str());
+        SplitResultRecord(static_cast<std::uint32_t>(line));
+        const wxString name = RecordTitle.get();
+        const double power = ParseReal(RecordFields[FieldPowerPoints].get());
         if (options.json)
             std::printf("%s{\"place\": %d, \"speed\": %s, \"power\": %s, \"processor\": %s, \"line\": %s}",
                         k ? ", " : "", k + 1, JsonNumber(SpeedRanking[k].score).c_str(), JsonNumber(power).c_str(),

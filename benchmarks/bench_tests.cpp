@@ -99,7 +99,7 @@ double PowerRun(std::uint32_t threads, std::vector<TimedRun>* runs = nullptr)
     return points;
 }
 
-void Repeatability(int online)
+void Repeatability()
 {
     std::printf("\n== Repeatability: speed test, 5 runs of 2 s\n");
     SpeedTestMillis = 2000;
@@ -124,7 +124,6 @@ void Repeatability(int online)
     } else {
         std::printf("sysbench is not installed: no comparison\n");
     }
-    (void)online;
 }
 
 void Scaling(int online)
@@ -230,7 +229,7 @@ int main(int argc, char** argv)
     }
     const int online = wxThread::GetCPUCount();
     std::printf("Processors online: %d\n", online);
-    Repeatability(online);
+    Repeatability();
     Scaling(online);
     ThreadStart(online);
     HeatLoad(online);

@@ -23,16 +23,9 @@ const wchar_t* const FieldLabels[RecordFieldCount] = {
     L"Number of processors", L"Number of cores", L"Number of logical processors", L"Operating system",
     L"OS version",        L"Speed points",    L"Power points",                 L"Display"};
 
-enum Field { Manufacturer = 0, Model = 1, LogicalProcessors = 6, SpeedPoints = 9, PowerPoints = 10, Display = 11 };
-
 std::size_t Width()
 {
     return ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
-}
-
-void Store(int field, const wxString& text)
-{
-    CopyBounded(RecordFields[field].get(), Width(), text.wc_str(), text.length());
 }
 }  // namespace
 
@@ -50,7 +43,7 @@ ResultDialogBase::ResultDialogBase(wxWindow* parent, wxWindowID id, const wxStri
     for (int f = 0; f < RecordFieldCount; ++f) {
         m_labels[f] = new wxStaticText(this, wxID_ANY, FieldLabels[f]);
         grid->Add(m_labels[f], 0, wxALL | wxALIGN_CENTER_VERTICAL, 5);
-        if (f < Display) {
+        if (f < FieldDisplay) {
             m_fields[f] = new wxTextCtrl(this, wxID_ANY, wxEmptyString, wxDefaultPosition, wxSize(260, -1));
             grid->Add(m_fields[f], 0, wxALL, 5);
         }
@@ -133,10 +126,10 @@ void ResultDialog::SplitAndShow()
 
 void ResultDialog::ShowRecord()
 {
-    for (int f = 0; f < Display; ++f)
+    for (int f = 0; f < FieldDisplay; ++f)
         m_fields[f]->ChangeValue(RecordFields[f] ? RecordFields[f].get() : L"");
-    if (RecordFields[Display]) {
-        const int entry = m_displayChoice->FindString(RecordFields[Display].get(), true);
+    if (RecordFields[FieldDisplay]) {
+        const int entry = m_displayChoice->FindString(RecordFields[FieldDisplay].get(), true);
         if (entry != wxNOT_FOUND)
             m_displayChoice->SetSelection(entry);
     }
@@ -146,9 +139,9 @@ void ResultDialog::ShowRecord()
 
 void ResultDialog::ReadFields()
 {
-    for (int f = 0; f < Display; ++f)
-        Store(f, m_fields[f]->GetValue());
-    Store(Display, m_displayChoice->GetStringSelection());
+    for (int f = 0; f < FieldDisplay; ++f)
+        SetRecordField(f, m_fields[f]->GetValue());
+    SetRecordField(FieldDisplay, m_displayChoice->GetStringSelection());
 }
 
 void ResultDialog::ClearFields()
@@ -195,7 +188,7 @@ void ResultDialog::EnableControls(bool enable)
 
 bool ResultDialog::RequiredFieldsPresent()
 {
-    for (int f : {Manufacturer, Model, LogicalProcessors, SpeedPoints, PowerPoints})
+    for (int f : {FieldManufacturer, FieldModel, FieldLogicalProcessors, FieldSpeedPoints, FieldPowerPoints})
         if (m_fields[f]->GetValue().empty())
             return false;
     return true;

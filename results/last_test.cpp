@@ -5,21 +5,6 @@
 
 #include <cwchar>
 
-namespace {
-enum Field { Manufacturer = 0, Model = 1, LogicalProcessors = 6, OperatingSystem = 7, SpeedPoints = 9,
-             PowerPoints = 10, Display = 11 };
-
-std::size_t Width()
-{
-    return ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
-}
-
-void Store(int field, const wxString& text)
-{
-    CopyBounded(RecordFields[field].get(), Width(), text.wc_str(), text.length());
-}
-}  // namespace
-
 void EnsureRecordBuffers()
 {
     if (!RecordTitle)
@@ -29,15 +14,14 @@ void EnsureRecordBuffers()
 void FillRecordFromLastTest()
 {
     EnsureRecordBuffers();
-    std::wmemset(RecordTitle.get(), L'\0', Width());
-    for (auto& field : RecordFields)
-        std::wmemset(field.get(), L'\0', Width());
-    CopyBounded(RecordTitle.get(), Width(), CpuDisplayName, std::wcslen(CpuDisplayName));
-    Store(Manufacturer, CpuVendorShortName);
-    Store(Model, wxString::From8BitData(CpuBrandString));
-    Store(LogicalProcessors, wxString::Format(wxS("%u"), CpuCount));
-    Store(OperatingSystem, OsName);
-    Store(SpeedPoints, wxString::Format(wxS("%.0f"), LastSpeedPoints));
-    Store(PowerPoints, wxString::Format(wxS("%.0f"), LastPowerPoints));
-    Store(Display, wxS("yes"));
+    SplitRow(nullptr);  // every buffer empty
+    const std::size_t width = static_cast<std::size_t>(ResultLineWidth);
+    CopyBounded(RecordTitle.get(), width, CpuDisplayName, std::wcslen(CpuDisplayName));
+    SetRecordField(FieldManufacturer, CpuVendorShortName);
+    SetRecordField(FieldModel, wxString::From8BitData(CpuBrandString));
+    SetRecordField(FieldLogicalProcessors, wxString::Format(wxS("%u"), CpuCount));
+    SetRecordField(FieldOperatingSystem, OsName);
+    SetRecordField(FieldSpeedPoints, wxString::Format(wxS("%.0f"), LastSpeedPoints));
+    SetRecordField(FieldPowerPoints, wxString::Format(wxS("%.0f"), LastPowerPoints));
+    SetRecordField(FieldDisplay, wxS("yes"));
 }

@@ -111,7 +111,7 @@ bool LoadResultTable(std::size_t count, const LineSource& line)
     return true;
 }
 
-void SplitResultRecord(std::uint32_t index)
+void SplitRow(const wchar_t* row)
 {
     const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
     if (!RecordTitle || width == 0)
@@ -120,10 +120,9 @@ void SplitResultRecord(std::uint32_t index)
     for (auto& field : RecordFields)
         if (field)
             std::wmemset(field.get(), L'\0', width);
-    if (!ResultLines || index >= static_cast<std::uint32_t>(std::max(ResultLineCount, 0)))
+    if (row == nullptr)
         return;
 
-    const wchar_t* row = ResultLines.get() + std::size_t{index} * width;
     const wchar_t* start = row;
     for (int f = 0; f < RecordFieldCount && start != nullptr; ++f) {
         const wchar_t* end = f < RecordFieldCount - 1 ? std::wcschr(start, L';') : nullptr;
@@ -136,6 +135,19 @@ void SplitResultRecord(std::uint32_t index)
     title << RecordFields[0].get() << wxS(" ") << RecordFields[1].get() << wxS(" @ ")
           << RecordFields[2].get() << wxS(" MHz");
     CopyBounded(RecordTitle.get(), width, title.wc_str(), title.length());
+}
+
+void SplitResultRecord(std::uint32_t index)
+{
+    const bool exists = ResultLines && ResultLineWidth > 0 &&
+                        index < static_cast<std::uint32_t>(std::max(ResultLineCount, 0));
+    SplitRow(exists ? ResultLines.get() + std::size_t{index} * std::size_t(ResultLineWidth) : nullptr);
+}
+
+void SetRecordField(int field, const wxString& text)
+{
+    const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
+    CopyBounded(RecordFields[field].get(), width, text.wc_str(), text.length());
 }
 
 wxString JoinRecordFields()

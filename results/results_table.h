@@ -16,9 +16,23 @@ using LineSource = std::function<std::wstring_view(std::size_t)>;
 /// false, leaving the table as it was, when the table would not fit in memory.
 bool LoadResultTable(std::size_t count, const LineSource& line);
 
-/// Fills RecordTitle and the twelve RecordFields from row `index`. A row
-/// that does not exist gives empty fields and an empty title.
+/// The twelve fields of a record, in file order.
+enum RecordField {
+    FieldManufacturer, FieldModel, FieldRatedFrequency, FieldMaximumFrequency, FieldProcessors, FieldCores,
+    FieldLogicalProcessors, FieldOperatingSystem, FieldOsVersion, FieldSpeedPoints, FieldPowerPoints, FieldDisplay
+};
+
+/// Fills RecordTitle ("manufacturer model @ rated MHz") and the twelve
+/// RecordFields from `row`; everything after the eleventh ";" is the last
+/// field. A null row gives empty fields and an empty title.
+void SplitRow(const wchar_t* row);
+
+/// SplitRow of table row `index`; a row that does not exist gives empty
+/// fields and an empty title.
 void SplitResultRecord(std::uint32_t index);
+
+/// Puts `text` into one record buffer, cut to the row width.
+void SetRecordField(int field, const wxString& text);
 
 /// The line the table's record buffers make: the twelve fields joined by ";".
 wxString JoinRecordFields();

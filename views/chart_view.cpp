@@ -67,41 +67,15 @@ void AddBar(ViewLayout& layout, int k, double length, const wxString& colour, co
 // and adds its texts when its display field is exactly "yes".
 void AddRowTexts(ViewLayout& layout, const wchar_t* row, int k)
 {
-    if (!RecordTitle || !RecordFields[11] || ResultLineWidth <= 0)
-        return;
-    const std::size_t width = static_cast<std::size_t>(ResultLineWidth);
-    std::wmemset(RecordTitle.get(), L'\0', width);
-    for (auto& field : RecordFields)
-        std::wmemset(field.get(), L'\0', width);
-
-    const wchar_t* starts[RecordFieldCount] = {row};
-    int found = 1;
-    for (const wchar_t* c = row; *c != L'\0' && found < RecordFieldCount; ++c)
-        if (*c == L';')
-            starts[found++] = c + 1;
-    const auto field = [&](int f) -> wxString {
-        if (f >= found)
-            return wxString();
-        const wchar_t* end = f < RecordFieldCount - 1 ? std::wcschr(starts[f], L';') : nullptr;
-        return end != nullptr ? wxString(starts[f], end - starts[f]) : wxString(starts[f]);
-    };
-    const wxString title = field(0) + wxS(" ") + field(1) + wxS(" @ ") + field(2) + wxS(" MHz");
-    CopyBounded(RecordTitle.get(), width, title.wc_str(), title.length());
-    for (int f = 3; f <= 8; ++f) {
-        const wxString text = field(f);
-        CopyBounded(RecordFields[f].get(), width, text.wc_str(), text.length());
-    }
-    const wxString display = field(11);
-    CopyBounded(RecordFields[11].get(), width, display.wc_str(), display.length());
-
-    if (std::wcscmp(RecordFields[11].get(), L"yes") != 0)
+    SplitRow(row);
+    if (!RecordFields[FieldDisplay] || std::wcscmp(RecordFields[FieldDisplay].get(), L"yes") != 0)
         return;
     const int y = FirstRowTop + RowHeight * k;
     layout.push_back(TextItem(RecordTitle.get(), 10, y));
-    layout.push_back(TextItem(RecordFields[3].get(), 295, y));
-    layout.push_back(TextItem(RecordFields[5].get(), 345, y));
-    layout.push_back(TextItem(RecordFields[6].get(), 380, y));
-    layout.push_back(TextItem(RecordFields[7].get(), 415, y));
+    layout.push_back(TextItem(RecordFields[FieldMaximumFrequency].get(), 295, y));
+    layout.push_back(TextItem(RecordFields[FieldCores].get(), 345, y));
+    layout.push_back(TextItem(RecordFields[FieldLogicalProcessors].get(), 380, y));
+    layout.push_back(TextItem(RecordFields[FieldOperatingSystem].get(), 415, y));
 }
 
 // The line of the table that ranking entry `r` names, or null for an entry
