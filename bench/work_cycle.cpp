@@ -92,6 +92,7 @@ void RunScalarMix(WorkState& state)
         Keep(q);
         r = static_cast<double>(M) * p;
         Keep(r);
+        Keep(M);  // converted again, not taken from step 15
         s = p / static_cast<double>(M);
         Keep(s);
         S = A & B;
