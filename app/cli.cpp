@@ -10,7 +10,10 @@
 #include "bench/speed.h"
 #include "bench/work_cycle.h"
 #include "config/config_file.h"
+#include "config/paths.h"
+#include "results/atomic_file.h"
 #include "results/last_test.h"
+#include "results/merge.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 #include "results/search.h"
@@ -60,6 +63,8 @@ struct Options {
     bool searching = false;
     wxString search;
     bool append = false;
+    wxString results;                 ///< --results: another results file
+    std::vector<wxString> files;      ///< merge's files; "-" is standard input
 };
 
 // "elapsed / total s, phase" on standard error, refreshed four times a
@@ -288,6 +293,15 @@ int Info(const Options& options)
     return 0;
 }
 
+// Loads the results table; false (the problem told) when it cannot be used.
+bool LoadResults()
+{
+    const int status = AccessResultsFile(ResultsOpLoad);
+    if (status != 0)
+        std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(ResultsProblemText(status)).c_str());
+    return status == 0;
+}
+
 const wchar_t* Row(std::int32_t line)
 {
     return ResultLines.get() + std::size_t(line) * std::size_t(ResultLineWidth);
@@ -295,6 +309,8 @@ const wchar_t* Row(std::int32_t line)
 
 int Results(const Options& options)
 {
+    if (!LoadResults())
+        return 1;
     if (options.searching) {
         SetSearchText(options.search);
         FindResults();
@@ -345,9 +361,10 @@ int Record(const Options& options)
     FillRecordFromLastTest();
     const wxString line = JoinRecordFields();
     if (options.append) {
+        // A failure is told by the file routine: which file, and why.
         BackupPending = 1;
         if (AccessResultsFile(ResultsOpAppend) != 0) {
-            std::fprintf(stderr, "tarnwick-cli: the results file could not be changed\n");
+            std::printf("%s\n", Utf8(line).c_str());
             return 1;
         }
     }
@@ -359,6 +376,52 @@ int Record(const Options& options)
     return 0;
 }
 
+// Every file read whole before the table is touched: one that cannot be
+// read stops the merge with the table unchanged.
+int Merge(const Options& options)
+{
+    std::vector<MergeSource> sources;
+    for (const wxString& file : options.files) {
+        MergeSource source;
+        int error;
+        if (file == wxS("-")) {
+            source.name = wxS("(standard input)");
+            error = ReadAll(STDIN_FILENO, source.bytes);
+        } else {
+            source.name = file;
+            error = ReadWholeFile(file, source.bytes);
+        }
+        if (error != 0) {
+            std::fprintf(stderr, "tarnwick-cli: %s could not be read (%s); the results table is unchanged\n",
+                         Utf8(source.name).c_str(), Utf8(ErrorText(error)).c_str());
+            return 1;
+        }
+        sources.push_back(std::move(source));
+    }
+
+    // A table that cannot be changed is told by the file routine: which
+    // file, and why.
+    const MergeOutcome outcome = MergeResults(sources);
+    if (outcome.status != 0)
+        return 1;
+    if (options.json) {
+        std::printf("{\"added\": %zu, \"present\": %zu, \"refused\": [", outcome.added, outcome.present);
+        for (std::size_t k = 0; k < outcome.refused.size(); ++k) {
+            const RefusedLine& refused = outcome.refused[k];
+            std::printf("%s{\"file\": %s, \"line\": %zu, \"reason\": %s}", k ? ", " : "",
+                        JsonString(refused.source).c_str(), refused.line, JsonString(refused.reason).c_str());
+        }
+        std::printf("], \"written\": %s}\n", outcome.written ? "true" : "false");
+        return 0;
+    }
+    for (const RefusedLine& refused : outcome.refused)
+        std::fprintf(stderr, "tarnwick-cli: %s:%zu: refused: %s\n", Utf8(refused.source).c_str(), refused.line,
+                     Utf8(refused.reason).c_str());
+    std::printf("%zu added, %zu already present, %zu refused\n", outcome.added, outcome.present,
+                outcome.refused.size());
+    return 0;
+}
+
 // Checks the options against the command; an empty text when they fit.
 wxString Problem(const wxCmdLineParser& parser, Options& options)
 {
@@ -367,16 +430,17 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         {wxS("power"), {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result")}},
         {wxS("heat"), {wxS("seconds"), wxS("minutes")}},
         {wxS("info"), {}},
-        {wxS("results"), {wxS("search")}},
+        {wxS("results"), {wxS("search"), wxS("results")}},
         {wxS("record"), {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result"),
-                         wxS("append")}},
+                         wxS("append"), wxS("results")}},
+        {wxS("merge"), {wxS("results")}},
     };
     const auto command = std::find_if(allowed.begin(), allowed.end(),
                                       [&](const auto& entry) { return entry.first == options.command; });
     if (command == allowed.end())
         return wxString::Format(wxS("unknown command '%s'"), options.command);
     for (const wxString name : {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result"),
-                                 wxS("minutes"), wxS("search"), wxS("append")}) {
+                                 wxS("minutes"), wxS("search"), wxS("append"), wxS("results")}) {
         if (parser.Found(name) &&
             std::find(command->second.begin(), command->second.end(), name) == command->second.end())
             return wxString::Format(wxS("--%s does not go with '%s'"), name, options.command);
@@ -402,6 +466,14 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         options.htt = 0;
     if (options.command == wxS("heat") && options.minutes < 0)
         return wxS("heat needs --minutes M");
+    for (std::size_t k = 1; k < parser.GetParamCount(); ++k)
+        options.files.push_back(parser.GetParam(k));
+    if (options.command == wxS("merge") && options.files.empty())
+        return wxS("merge needs at least one FILE (- reads standard input)");
+    if (options.command != wxS("merge") && !options.files.empty())
+        return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
+    if (parser.Found(wxS("results"), &options.results) && options.results.empty())
+        return wxS("--results needs a PATH");
     options.searching = parser.Found(wxS("search"), &options.search);
     options.append = parser.Found(wxS("append"));
     options.json = parser.Found(wxS("json"));
@@ -414,7 +486,7 @@ void Describe(wxCmdLineParser& parser)
     parser.SetSwitchChars(wxS("-"));
     parser.EnableLongOptions();
     parser.SetLogo(wxS("tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
-                       "Commands: speed, power, heat, info, results, record"));
+                       "Commands: speed, power, heat, info, results, record, merge FILE..."));
     parser.AddSwitch(wxS("h"), wxS("help"), wxS("show this help"), wxCMD_LINE_OPTION_HELP);
     parser.AddSwitch(wxEmptyString, wxS("version"), wxS("show the version"));
     parser.AddSwitch(wxEmptyString, wxS("json"), wxS("print the result as one JSON object"));
@@ -430,7 +502,9 @@ void Describe(wxCmdLineParser& parser)
     parser.AddOption(wxEmptyString, wxS("minutes"), wxS("length of the heat test"), wxCMD_LINE_VAL_NUMBER);
     parser.AddOption(wxEmptyString, wxS("search"), wxS("list the stored results containing TEXT"));
     parser.AddSwitch(wxEmptyString, wxS("append"), wxS("add the record to the results file"));
-    parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL);
+    parser.AddOption(wxEmptyString, wxS("results"),
+                     wxS("use the results file PATH instead of the one beside the program (results, record, merge)"));
+    parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL | wxCMD_LINE_PARAM_MULTIPLE);
 }
 }  // namespace
 
@@ -477,8 +551,12 @@ int RunCommandLine(int argc, char** argv)
         std::fprintf(stderr, "tarnwick-cli: %s\n", text.utf8_string().c_str());
     });
     InitProcessorGlobals(wxThread::GetCPUCount());
-    if (options.command == wxS("results") || options.command == wxS("record"))
-        AccessResultsFile(ResultsOpLoad);
+    if (!options.results.empty())
+        SetResultsFilePath(options.results);
+    if (options.command == wxS("record") && !LoadResults())
+        return 1;
+    if (options.command == wxS("merge"))
+        return Merge(options);
 
     if (options.command == wxS("speed"))
         return Speed(options);

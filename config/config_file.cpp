@@ -3,12 +3,15 @@
 #include "app/notify.h"
 #include "app/numbers.h"
 #include "app/state.h"
-#include "app/text_document.h"
 #include "config/paths.h"
+#include "results/atomic_file.h"
+#include "results/file_lock.h"
+#include "results/text_document.h"
 
 #include <wx/filefn.h>
 #include <wx/log.h>
 
+#include <cerrno>
 #include <limits>
 #include <new>
 
@@ -81,13 +84,12 @@ void ReplaceLine(TextDocument& file, std::int32_t index, const wxString& text)
     file.Insert(text, n, ConfigLineType);
 }
 
-void SaveSettings(TextDocument& file)
+// False when the file could not be written.
+bool SaveSettings(TextDocument& file)
 {
     ReplaceLine(file, ConfigCpuListLine, wxString::Format(wxS("cpulist\t\t%i"), CpuListCount));
     ReplaceLine(file, ConfigHeatTimeLine, wxString::Format(wxS("heattime\t%i"), HeatTestMillis / 60000));
-    if (!file.Write())
-        NotifyUser(wxS("tarnwick.conf could not be written; the settings apply to this run only."),
-                   Caption);
+    return file.Write();
 }
 }  // namespace
 
@@ -108,24 +110,45 @@ void ApplyChartRows()
 }
 
 namespace {
-int AccessConfigFile(int mode)
+// Why an access failed, for the user: the file, what went wrong, the reason.
+int Fail(wxString& problem, int status, const wxString& format, const wxString& path, int error)
+{
+    problem = wxString::Format(format, AbsolutePath(path), ErrorText(error));
+    return status;
+}
+
+int AccessConfigFile(int mode, wxString& problem)
 {
     wxLogNull quiet;
     UpdateFilePaths();
 
     if (!wxFileExists(ConfigFilePath)) {
-        if (!wxCopyFile(ConfigTemplatePath, ConfigFilePath, false))
-            return 1;
-        NotifyUser(wxS("tarnwick.conf was created from original template!"), Caption);
-    } else if (!CanRead(ConfigFilePath)) {
-        return 2;
+        const int error = CreateFileFrom(ConfigTemplatePath, ConfigFilePath);
+        if (error == 0)
+            NotifyUser(wxS("tarnwick.conf was created from original template!"), Caption);
+        else if (error != EEXIST)  // EEXIST: another copy of the program has just made it
+            return Fail(problem, 1, wxS("%s does not exist and could not be made from the template (%s)"),
+                        ConfigFilePath, error);
+    }
+    if (const int error = ReadError(ConfigFilePath))
+        return Fail(problem, 2, wxS("%s could not be read (%s)"), ConfigFilePath, error);
+
+    // Two copies of the program saving at once each write a whole file, and
+    // what a killed one left behind goes with the next save.
+    const bool saving = mode == ConfigModeSave;
+    const FileLock lock(ConfigFilePath, saving ? FileLock::Mode::Exclusive : FileLock::Mode::Shared);
+    if (saving && lock.IsLocked()) {
+        RemoveStaleTemporaries(ConfigFilePath);
+        RemoveStaleTemporaries(ConfigBackupPath);
     }
 
     TextDocument file;
     if (!file.Open(ConfigFilePath))
-        return 2;
-    if (ConfigBackupEnabled && !wxCopyFile(ConfigFilePath, ConfigBackupPath, true))
-        return 3;
+        return Fail(problem, 2, wxS("%s could not be read (%s)"), ConfigFilePath, EIO);
+    if (ConfigBackupEnabled) {
+        if (const int error = CopyFileAtomically(ConfigFilePath, ConfigBackupPath))
+            return Fail(problem, 3, wxS("The backup %s could not be written (%s)"), ConfigBackupPath, error);
+    }
     ConfigLineType = file.LineEnding();
 
     switch (mode) {
@@ -136,7 +159,8 @@ int AccessConfigFile(int mode)
         ApplyChartRows();
         break;
     case ConfigModeSave:
-        SaveSettings(file);
+        if (!SaveSettings(file))
+            Fail(problem, 0, wxS("%s could not be written (%s)"), FollowLinks(ConfigFilePath), file.WriteError());
         ApplyChartRows();
         break;
     default:
@@ -148,9 +172,17 @@ int AccessConfigFile(int mode)
 
 int ProcessConfigFile(int mode)
 {
-    const int status = AccessConfigFile(mode);
+    wxString problem;
+    const int status = AccessConfigFile(mode, problem);
     // Without a readable file the built-in settings still get chart rows.
     if (status != 0 && mode == ConfigModeLoad)
         ApplyChartRows();
+    // Settings the user saved and the file did not take: they still apply,
+    // and the user learns why they were not kept.
+    if (mode == ConfigModeSave && !problem.empty()) {
+        if (status != 0)
+            ApplyChartRows();
+        NotifyUser(problem + wxS("; the settings apply to this run only."), Caption);
+    }
     return status;
 }

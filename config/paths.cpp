@@ -11,6 +11,12 @@ wxString& ExecutablePathOverride()
     static wxString path;
     return path;
 }
+
+wxString& ResultsPathOverride()
+{
+    static wxString path;
+    return path;
+}
 }  // namespace
 
 FilePaths ResolveFilePaths(const wxString& executablePath, const wxString& workingDirectory)
@@ -47,9 +53,19 @@ void SetExecutablePathForTests(const wxString& path)
     ExecutablePathOverride() = path;
 }
 
+void SetResultsFilePath(const wxString& path)
+{
+    ResultsPathOverride() = path;
+}
+
 FilePaths UpdateFilePaths()
 {
     FilePaths paths = ResolveFilePaths(ExecutablePath(), wxFileName::GetCwd());
+    if (const wxString& results = ResultsPathOverride(); !results.empty()) {
+        paths.resultsFile = results;
+        paths.resultsBackup = wxFileName(results).GetPath(wxPATH_GET_VOLUME | wxPATH_GET_SEPARATOR) +
+                              wxS("cpu_result.bak");
+    }
     ExePath = paths.exePath;
     AppBaseDir = paths.appBaseDir;
     ConfigFilePath = paths.configFile;

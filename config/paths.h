@@ -27,6 +27,11 @@ wxString ExecutablePath();
 /// path goes back to the real one. For tests.
 void SetExecutablePathForTests(const wxString& path);
 
+/// Makes the results file `path` instead of the one beside the executable,
+/// with its backup cpu_result.bak beside it (the template stays the
+/// program's); an empty path goes back to the one beside the executable.
+void SetResultsFilePath(const wxString& path);
+
 /// Resolves the paths for the running program and stores them in the path
 /// globals (ExePath, AppBaseDir, the configuration and results paths).
 FilePaths UpdateFilePaths();

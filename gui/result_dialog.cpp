@@ -121,7 +121,19 @@ ResultDialog::ResultDialog(wxWindow* parent) : ResultDialogBase(parent)
 void ResultDialog::SplitAndShow()
 {
     SplitResultRecord(static_cast<std::uint32_t>(CurrentResult));
+    const bool exists = ResultLines && CurrentResult >= 0 && CurrentResult < ResultLineCount;
+    m_shownLine = exists ? wxString(ResultLines.get() + std::size_t(CurrentResult) * Width()) : wxString();
     ShowRecord();
+}
+
+void ResultDialog::ChangeShownRecord(int op)
+{
+    BackupPending = 1;
+    if (ChangeShownResult(op, m_shownLine) == ResultsRecordGone)
+        wxMessageBox(wxS("Another program has changed the results table: the record shown is no longer in "
+                         "it, and nothing was changed.\nThe table is shown as it is now."),
+                     wxS("Tarnwick - results file"), wxOK | wxCENTRE);
+    AccessResultsFile(ResultsOpLoad);
 }
 
 void ResultDialog::ShowRecord()
@@ -221,7 +233,7 @@ void ResultDialog::OnSave(wxCommandEvent&)
     if (NewRecordMode != 0) {
         if (!RequiredFieldsPresent()) {
             wxMessageBox(wxS("Required fields: manufacturer, model, logical cores, speed and power."),
-                         wxASCII_STR(wxMessageBoxCaptionStr), wxOK);
+                         wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
             return;
         }
         ReadFields();
@@ -232,9 +244,8 @@ void ResultDialog::OnSave(wxCommandEvent&)
         SplitAndShow();
     } else if (ResultLineCount > 0) {
         ReadFields();
-        BackupPending = 1;
-        AccessResultsFile(ResultsOpReplace);
-        AccessResultsFile(ResultsOpLoad);
+        ChangeShownRecord(ResultsOpReplace);
+        CurrentResult = std::min(CurrentResult, ResultLineCount - 1);
         SplitAndShow();
     }
     EnableControls(true);
@@ -244,22 +255,22 @@ void ResultDialog::OnSave(wxCommandEvent&)
 void ResultDialog::OnDelete(wxCommandEvent&)
 {
     if (ResultLineCount == 0) {
-        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK);
+        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
         return;
     }
     if (wxMessageBox(wxS("The result will be deleted.\nAre you sure?"), wxS("Delete result confirmation"),
-                     wxOK | wxCANCEL) != wxOK)
+                     wxOK | wxCANCEL | wxCENTRE) != wxOK)
         return;
-    BackupPending = 1;
-    AccessResultsFile(ResultsOpDelete);
-    AccessResultsFile(ResultsOpLoad);
+    ChangeShownRecord(ResultsOpDelete);
     if (ResultLineCount > 0) {
-        if (CurrentResult == ResultLineCount)
-            --CurrentResult;
+        // The last record deleted (or the table shortened by another
+        // program): the new last one.
+        if (CurrentResult >= ResultLineCount)
+            CurrentResult = ResultLineCount - 1;
         SplitAndShow();
     } else {
         SplitAndShow();
-        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK);
+        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
     }
 }
 

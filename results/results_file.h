@@ -1,6 +1,12 @@
 // The results file cpu_results.csv beside the executable.
 #pragma once
 
+#include <wx/string.h>
+
+#include <functional>
+
+class TextDocument;
+
 constexpr int ResultsOpDelete = 'd';
 constexpr int ResultsOpLoad = 'i';
 constexpr int ResultsOpReplace = 'm';
@@ -13,3 +19,40 @@ constexpr int ResultsOpAppend = 'n';
 /// Returns 0 on success, 1 when the template could not be copied, 2 when the
 /// file could not be opened (or written), 3 when the backup failed.
 int AccessResultsFile(int op);
+
+/// Status of a change whose record is no longer in the file.
+constexpr int ResultsRecordGone = 4;
+
+/// Deletes or replaces (`op`) the record the user was shown, `shownLine`:
+/// line CurrentResult when it still holds that text, else the same text
+/// where it now is (the nearest such line), and CurrentResult follows it.
+/// When another program removed it, nothing changes and the result is
+/// ResultsRecordGone. Otherwise as AccessResultsFile.
+int ChangeShownResult(int op, const wxString& shownLine);
+
+/// What an edit did to the lines of the results file.
+enum class ResultsEdit {
+    Gone,     ///< what it was to change is no longer there: nothing is done
+    Nothing,  ///< nothing to change: no backup, no write
+    Kept,     ///< nothing changed, but the file counts as accessed (backed up when pending)
+    Changed,  ///< the lines changed: backed up when pending, then written
+};
+using ResultsEditor = std::function<ResultsEdit(TextDocument& file)>;
+
+/// Opens the results file as every access does (creating it from its
+/// template), holds its lock for writing, lets `edit` change its lines and
+/// writes them back, after the backup when BackupPending is set. Returns the
+/// status of AccessResultsFile, or ResultsRecordGone.
+int ChangeResultsFile(const ResultsEditor& edit);
+
+/// The file and the errno of the last access that failed (status 1 to 3).
+struct FileProblem {
+    wxString path;
+    int error = 0;
+    bool writing = false;  ///< status 2: the file was read, but could not be written
+};
+const FileProblem& LastResultsProblem();
+
+/// What went wrong in the last access that returned `status` (1 to 3),
+/// naming the file and the reason, for the user.
+wxString ResultsProblemText(int status);

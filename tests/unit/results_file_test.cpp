@@ -67,7 +67,32 @@ TEST_F(ResultsFile, UnreadableFileGivesStatus2AndKeepsTheTable)
     EXPECT_EQ(code, 0);
 }
 
-TEST_F(ResultsFile, UnwritableDirectoryKeepsTheFileAndSaysSo)
+TEST_F(ResultsFile, ReadOnlyFileKeepsItsTextAndTheMessageSaysWhichAndWhy)
+{
+    const std::string before = Record("AMD", "A", "100", "200") + "\n";
+    const int code = RunUnprivileged([this, &before] {
+        const fs::path own = OwnProgramDirectory();
+        std::ofstream(own / "cpu_results.csv") << before;
+        if (AccessResultsFile(ResultsOpLoad) != 0)
+            return 10;
+        ::chmod((own / "cpu_results.csv").c_str(), 0444);
+        SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
+        const int status = AccessResultsFile(ResultsOpAppend);
+        if (status != 2)
+            return 20 + status;
+        const std::string expected =
+            (own / "cpu_results.csv").string() + " could not be written (Permission denied); the change was not saved.";
+        if (messages.size() != 1 || messages[0].first != expected || messages[0].second != "Tarnwick - results file")
+            return 30;
+        std::ifstream in(own / "cpu_results.csv");
+        std::stringstream after;
+        after << in.rdbuf();
+        return after.str() == before ? 0 : 40;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_F(ResultsFile, ReadOnlyDirectoryWithoutABackupSaysSoAndChangesNothing)
 {
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
     const int code = RunUnprivileged([this, &before] {
@@ -76,17 +101,46 @@ TEST_F(ResultsFile, UnwritableDirectoryKeepsTheFileAndSaysSo)
         if (AccessResultsFile(ResultsOpLoad) != 0)
             return 10;
         ::chmod(own.c_str(), 0555);
+        BackupPending = 1;
         SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
         const int status = AccessResultsFile(ResultsOpAppend);
-        if (status != 2)
+        if (status != 3 || BackupPending != 1)
             return 20 + status;
-        if (messages.size() != 1 ||
-            messages[0].first != "cpu_results.csv could not be written; the change was not saved.")
+        const std::string expected = "The backup " + (own / "cpu_result.bak").string() +
+                                     " could not be written (Permission denied); the change was not saved.";
+        if (messages.size() != 1 || messages[0].first != expected)
             return 30;
+        // The reload after it fails quietly: one message for one change.
+        if (AccessResultsFile(ResultsOpLoad) != 3 || messages.size() != 1)
+            return 40;
         std::ifstream in(own / "cpu_results.csv");
         std::stringstream after;
         after << in.rdbuf();
-        return after.str() == before ? 0 : 40;
+        return after.str() == before ? 0 : 50;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_F(ResultsFile, ADirectoryThatTakesNoNewFilesGetsTheFileRewrittenInPlace)
+{
+    const std::string before = Record("AMD", "A", "100", "200") + "\n";
+    const int code = RunUnprivileged([this, &before] {
+        const fs::path own = OwnProgramDirectory();
+        std::ofstream(own / "cpu_results.csv") << before;
+        std::ofstream(own / "cpu_result.bak") << "old backup\n";
+        if (AccessResultsFile(ResultsOpLoad) != 0)
+            return 10;
+        ::chmod(own.c_str(), 0555);
+        BackupPending = 1;
+        SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
+        if (const int status = AccessResultsFile(ResultsOpAppend))
+            return 20 + status;
+        std::stringstream after, backup;
+        after << std::ifstream(own / "cpu_results.csv").rdbuf();
+        backup << std::ifstream(own / "cpu_result.bak").rdbuf();
+        if (backup.str() != before)
+            return 30;
+        return after.str() == before + "Intel;B;;;;;4;Linux;;5;6;yes\n" && messages.empty() ? 0 : 40;
     });
     EXPECT_EQ(code, 0);
 }

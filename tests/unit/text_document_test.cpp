@@ -1,4 +1,4 @@
-#include "app/text_document.h"
+#include "results/text_document.h"
 #include "file_fixture.h"
 
 #include <random>

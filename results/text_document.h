@@ -3,7 +3,8 @@
 // is kept on writing, every untouched line keeps its bytes and its line end,
 // and writing goes to a temporary file renamed over the old one, so a crash
 // leaves the old file or the new one, never a torn one and never none.
-// (wxTextFile::Write removes the old file before renaming the new one.)
+// (wxTextFile::Write removes the old file before renaming the new one, and
+// replaces a symbolic link by a file.)
 #pragma once
 
 #include <wx/buffer.h>
@@ -32,13 +33,17 @@ public:
     void Insert(const wxString& text, std::size_t n, wxTextFileType type);
     void Remove(std::size_t n);
 
-    /// Writes the lines back in place of the file; false when it could not be
-    /// replaced.
+    /// Writes the lines back in place of the file (of its target, when the
+    /// file is a symbolic link); false when it could not be replaced.
     bool Write();
+
+    /// Why the last Write failed: an errno value.
+    int WriteError() const { return m_error; }
 
 private:
     wxTextFile m_file;
     wxConvAuto m_conv;
+    int m_error = 0;
 };
 
 /// A text file's lines, read, decoded and split exactly as TextDocument does,
@@ -48,6 +53,11 @@ class TextLines {
 public:
     /// Reads the file; false when it cannot be read or decoded.
     bool Read(const wxString& path);
+
+    /// Decodes text as the file reader does (a byte-order mark, else UTF-8,
+    /// else Latin-1; text that is not what its mark says is taken as
+    /// Latin-1) and splits it into lines.
+    void Decode(const char* bytes, std::size_t size);
 
     std::size_t Count() const { return m_lines.size(); }
     std::wstring_view Line(std::size_t n) const;
@@ -68,6 +78,3 @@ private:
     const wchar_t* m_data = nullptr;
     std::vector<Span> m_lines;
 };
-
-/// True when the file at `path` exists and can be opened for reading.
-bool CanRead(const wxString& path);

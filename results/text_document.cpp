@@ -1,14 +1,13 @@
-#include "app/text_document.h"
+#include "results/text_document.h"
+
+#include "results/atomic_file.h"
 
 #include <wx/file.h>
 #include <wx/log.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 
+#include <cstring>
 #include <cwchar>
 #include <string>
 
@@ -70,46 +69,6 @@ void TextDocument::Remove(std::size_t n)
         m_file.RemoveLine(n);
 }
 
-namespace {
-// Replaces the file at `path` by `size` bytes: they go to a new file in the
-// same directory, which is then renamed over the old one, so that the path
-// always names either the old file or the complete new one.
-bool ReplaceFile(const wxString& path, const char* data, std::size_t size)
-{
-    const std::string target(path.fn_str());
-    std::string temporary = target + ".XXXXXX";
-    const int fd = ::mkstemp(temporary.data());
-    if (fd < 0)
-        return false;
-    struct stat old {};
-    const mode_t mode = ::stat(target.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
-    bool written = ::fchmod(fd, mode) == 0;
-    for (std::size_t done = 0; written && done < size;) {
-        const ssize_t n = ::write(fd, data + done, size - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        written = n > 0;
-        if (written)
-            done += static_cast<std::size_t>(n);
-    }
-    written = written && ::fsync(fd) == 0;
-    written = ::close(fd) == 0 && written;
-    if (!written || ::rename(temporary.c_str(), target.c_str()) != 0) {
-        ::unlink(temporary.c_str());
-        return false;
-    }
-    // Make the rename itself durable.
-    const std::size_t slash = target.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : target.substr(0, slash + 1);
-    const int dirFd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dirFd >= 0) {
-        ::fsync(dirFd);
-        ::close(dirFd);
-    }
-    return true;
-}
-}  // namespace
-
 bool TextDocument::Write()
 {
     wxString text;
@@ -133,9 +92,12 @@ bool TextDocument::Write()
     wxCharBuffer bytes = m_conv.cWC2MB(text.wc_str(), text.length(), &size);
     if (!bytes && !text.empty())
         bytes = wxConvUTF8.cWC2MB(text.wc_str(), text.length(), &size);
-    if (!bytes && !text.empty())
+    if (!bytes && !text.empty()) {
+        m_error = EILSEQ;
         return false;
-    return ReplaceFile(m_file.GetName(), bytes.data(), size);
+    }
+    m_error = WriteFileAtomically(m_file.GetName(), bytes.data(), size);
+    return m_error == 0;
 }
 
 bool TextLines::Read(const wxString& path)
@@ -184,6 +146,27 @@ bool TextLines::Read(const wxString& path)
     return true;
 }
 
+void TextLines::Decode(const char* bytes, std::size_t size)
+{
+    m_lines.clear();
+    m_data = nullptr;
+    m_text.reset();
+    if (size == 0)
+        return;
+    wxConvAuto conv;
+    std::size_t length = 0;
+    m_text = conv.cMB2WC(bytes, size, &length);
+    if (!m_text) {
+        if (size >= 3 && std::memcmp(bytes, "\xEF\xBB\xBF", 3) == 0) {
+            bytes += 3;
+            size -= 3;
+        }
+        m_text = wxConvISO8859_1.cMB2WC(bytes, size, &length);
+    }
+    if (m_text)
+        Split(m_text.data(), length);
+}
+
 void TextLines::Split(const wchar_t* text, std::size_t length)
 {
     m_data = text;
@@ -215,11 +198,4 @@ std::wstring_view TextLines::Line(std::size_t n) const
 wxTextFileType TextLines::LineEnding() const
 {
     return MostCommonLineEnd(Count(), [this](std::size_t n) { return Type(n); });
-}
-
-bool CanRead(const wxString& path)
-{
-    wxLogNull quiet;
-    wxFile file;
-    return file.Open(path, wxFile::read);
 }

@@ -1,0 +1,293 @@
+#include "results/atomic_file.h"
+
+#include <wx/filename.h>
+#include <wx/log.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <vector>
+
+namespace {
+constexpr char TemporarySuffix[] = ".tmp";
+
+std::string Narrow(const wxString& path)
+{
+    return std::string(path.fn_str());
+}
+
+wxString Wide(const std::string& path)
+{
+    return wxString(path.c_str(), *wxConvFileName);
+}
+
+void SplitPath(const std::string& path, std::string& directory, std::string& name)
+{
+    const std::size_t slash = path.rfind('/');
+    directory = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    name = slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+mode_t NewFileMode()
+{
+    static const mode_t mask = [] {
+        const mode_t old = ::umask(022);
+        ::umask(old);
+        return old;
+    }();
+    return 0666 & ~mask;
+}
+
+int WriteAll(int fd, const char* data, std::size_t size)
+{
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t n = ::write(fd, data + done, size - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return n < 0 ? errno : EIO;
+        done += static_cast<std::size_t>(n);
+    }
+    return 0;
+}
+
+// Makes the directory entry of a rename or link durable.
+void SyncDirectory(const std::string& directory)
+{
+    const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+}
+
+// A new temporary file beside `target`, ".name.XXXXXX.tmp", holding the bytes,
+// flushed and closed. Returns 0 or the errno; `temporary` names it.
+int WriteTemporary(const std::string& target, const char* data, std::size_t size, mode_t mode,
+                   const struct stat* owner, std::string& temporary)
+{
+    std::string directory, name;
+    SplitPath(target, directory, name);
+    std::string pattern = directory + "/." + name + ".XXXXXX" + TemporarySuffix;
+    const int fd = ::mkostemps(pattern.data(), int(sizeof TemporarySuffix - 1), O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    temporary = pattern;
+    // Keep the group (and, for root, the owner) of the file replaced, so that
+    // a table a group shares stays theirs; where that is not allowed the new
+    // file is simply ours.
+    if (owner != nullptr && ::fchown(fd, ::geteuid() == 0 ? owner->st_uid : uid_t(-1), owner->st_gid) != 0)
+        errno = 0;
+    int error = ::fchmod(fd, mode) == 0 ? 0 : errno;
+    if (error == 0)
+        error = WriteAll(fd, data, size);
+    if (error == 0 && ::fsync(fd) != 0)
+        error = errno;
+    if (::close(fd) != 0 && error == 0)
+        error = errno;
+    if (error != 0) {
+        ::unlink(temporary.c_str());
+        temporary.clear();
+    }
+    return error;
+}
+
+// For a directory that takes no new files: the file itself rewritten.
+int WriteInPlace(const std::string& target, const char* data, std::size_t size)
+{
+    const int fd = ::open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    int error = WriteAll(fd, data, size);
+    if (error == 0 && ::fsync(fd) != 0)
+        error = errno;
+    if (::close(fd) != 0 && error == 0)
+        error = errno;
+    return error;
+}
+}  // namespace
+
+wxString FollowLinks(const wxString& path)
+{
+    std::string current = Narrow(path);
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat info {};
+        if (::lstat(current.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
+            break;
+        std::vector<char> target(PATH_MAX + 1);
+        const ssize_t n = ::readlink(current.c_str(), target.data(), target.size() - 1);
+        if (n <= 0)
+            break;
+        std::string next(target.data(), std::size_t(n));
+        if (next[0] != '/') {
+            const std::size_t slash = current.rfind('/');
+            if (slash != std::string::npos)
+                next = current.substr(0, slash + 1) + next;
+        }
+        current = next;
+    }
+    return Wide(current);
+}
+
+int WriteFileAtomically(const wxString& path, const char* data, std::size_t size)
+{
+    const std::string target = Narrow(FollowLinks(path));
+    struct stat old {};
+    if (::lstat(target.c_str(), &old) == 0 && S_ISLNK(old.st_mode))
+        return ELOOP;  // links that never end in a file: none of them is replaced
+    const bool exists = ::stat(target.c_str(), &old) == 0;
+    // A file its owner made read-only is not replaced behind their back.
+    if (exists && ::access(target.c_str(), W_OK) != 0)
+        return errno;
+    const mode_t mode = exists ? (old.st_mode & 07777) : NewFileMode();
+    std::string temporary;
+    int error = WriteTemporary(target, data, size, mode, exists ? &old : nullptr, temporary);
+    if (error == EACCES || error == EPERM)
+        return exists ? WriteInPlace(target, data, size) : error;
+    if (error != 0)
+        return error;
+    if (::rename(temporary.c_str(), target.c_str()) != 0) {
+        error = errno;
+        ::unlink(temporary.c_str());
+        return error;
+    }
+    std::string directory, name;
+    SplitPath(target, directory, name);
+    SyncDirectory(directory);
+    return 0;
+}
+
+int ReadAll(int fd, std::string& bytes)
+{
+    bytes.clear();
+    struct stat info {};
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0)
+        bytes.reserve(std::size_t(info.st_size));
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return errno;
+        if (n == 0)
+            return 0;
+        bytes.append(buffer, std::size_t(n));
+    }
+}
+
+int ReadWholeFile(const wxString& path, std::string& bytes)
+{
+    bytes.clear();
+    const int fd = ::open(Narrow(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    const int error = ReadAll(fd, bytes);
+    ::close(fd);
+    return error;
+}
+
+int ReadError(const wxString& path)
+{
+    const int fd = ::open(Narrow(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    struct stat info {};
+    const int error = ::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode) ? EISDIR : 0;
+    ::close(fd);
+    return error;
+}
+
+int CopyFileAtomically(const wxString& from, const wxString& to)
+{
+    std::string bytes;
+    const int error = ReadWholeFile(from, bytes);
+    return error != 0 ? error : WriteFileAtomically(to, bytes.data(), bytes.size());
+}
+
+int CreateFileFrom(const wxString& source, const wxString& path)
+{
+    const std::string target = Narrow(FollowLinks(path));
+    struct stat info {};
+    if (::stat(target.c_str(), &info) == 0)
+        return EEXIST;
+    std::string bytes;
+    int error = ReadWholeFile(source, bytes);
+    if (error != 0)
+        return error;
+    std::string temporary;
+    error = WriteTemporary(target, bytes.data(), bytes.size(), NewFileMode(), nullptr, temporary);
+    if (error != 0)
+        return error;
+    // link() puts the whole file in place and fails if one appeared meanwhile.
+    error = ::link(temporary.c_str(), target.c_str()) == 0 ? 0 : errno;
+    ::unlink(temporary.c_str());
+    if (error == EPERM || error == ENOTSUP || error == EMLINK) {
+        // A file system without hard links: create it exclusively instead.
+        const int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NewFileMode());
+        if (fd < 0)
+            return errno;
+        error = WriteAll(fd, bytes.data(), bytes.size());
+        if (::close(fd) != 0 && error == 0)
+            error = errno;
+        if (error != 0)
+            ::unlink(target.c_str());
+        return error;
+    }
+    if (error == 0) {
+        std::string directory, name;
+        SplitPath(target, directory, name);
+        SyncDirectory(directory);
+    }
+    return error;
+}
+
+bool IsTemporaryFor(const std::string& name, const std::string& target)
+{
+    const std::string prefix = "." + target + ".";
+    const std::size_t length = prefix.size() + 6 + (sizeof TemporarySuffix - 1);
+    if (name.size() != length || name.compare(0, prefix.size(), prefix) != 0 ||
+        name.compare(length - (sizeof TemporarySuffix - 1), std::string::npos, TemporarySuffix) != 0)
+        return false;
+    for (std::size_t i = prefix.size(); i < prefix.size() + 6; ++i) {
+        const char c = name[i];
+        if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')))
+            return false;
+    }
+    return true;
+}
+
+void RemoveStaleTemporaries(const wxString& path)
+{
+    std::string directory, name;
+    SplitPath(Narrow(FollowLinks(path)), directory, name);
+    DIR* entries = ::opendir(directory.c_str());
+    if (entries == nullptr)
+        return;
+    while (const dirent* entry = ::readdir(entries)) {
+        if (!IsTemporaryFor(entry->d_name, name))
+            continue;
+        const std::string stale = directory + "/" + entry->d_name;
+        struct stat info {};
+        if (::lstat(stale.c_str(), &info) == 0 && S_ISREG(info.st_mode))
+            ::unlink(stale.c_str());
+    }
+    ::closedir(entries);
+}
+
+wxString ErrorText(int error)
+{
+    return wxSysErrorMsgStr(static_cast<unsigned long>(error));
+}
+
+wxString AbsolutePath(const wxString& path)
+{
+    wxFileName name(path);
+    name.MakeAbsolute();
+    return name.GetFullPath();
+}

@@ -1,0 +1,485 @@
+// Files that others share: writes that follow symbolic links, whole
+// backups, what killed writers leave, another results file than the one
+// beside the program, and changes to a record another program has moved.
+#include "config/config_file.h"
+#include "file_fixture.h"
+#include "results/atomic_file.h"
+#include "results/last_test.h"
+#include "results/file_lock.h"
+#include "results/merge.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <set>
+#include <thread>
+
+namespace {
+class SharedFiles : public ProgramDirectory {
+protected:
+    void TearDown() override
+    {
+        SetResultsFilePath(wxString());
+        ProgramDirectory::TearDown();
+    }
+
+    static wxString W(const fs::path& path) { return wxString::FromUTF8(path.string()); }
+
+    void SetRecord(const std::vector<std::wstring>& fields)
+    {
+        for (int f = 0; f < RecordFieldCount; ++f)
+            CopyBounded(RecordFields[f].get(), ResultLineWidth, fields[f].c_str(), fields[f].size());
+    }
+
+    void AppendRecord(const std::wstring& model)
+    {
+        SetRecord({L"AMD", model, L"", L"", L"", L"", L"2", L"Linux", L"", L"1", L"2", L"yes"});
+        BackupPending = 1;
+        ASSERT_EQ(AccessResultsFile(ResultsOpAppend), 0);
+    }
+
+    bool IsLink(const std::string& relative) const { return fs::is_symlink(dir / relative); }
+
+    std::vector<std::string> Temporaries(const fs::path& where) const
+    {
+        std::vector<std::string> found;
+        for (const auto& entry : fs::directory_iterator(where))
+            if (entry.path().filename().string().find(".tmp") != std::string::npos)
+                found.push_back(entry.path().filename().string());
+        return found;
+    }
+
+    std::string Line(const std::string& model) const { return Record("AMD", model, "1", "2"); }
+};
+}  // namespace
+
+TEST_F(SharedFiles, FollowLinksGoesThroughAbsoluteRelativeAndChainedLinks)
+{
+    fs::create_directories(dir / "shared" / "deep");
+    Write("shared/deep/table.csv", "x\n");
+    fs::create_symlink(dir / "shared" / "deep" / "table.csv", dir / "absolute");
+    fs::create_symlink("shared/deep/table.csv", dir / "relative");
+    fs::create_symlink("relative", dir / "chained");
+    fs::create_symlink("deep/table.csv", dir / "shared" / "inner");
+    fs::create_symlink("shared/inner", dir / "through-a-relative-one");
+
+    const std::string target = (dir / "shared/deep/table.csv").string();
+    EXPECT_EQ(FollowLinks(W(dir / "absolute")).utf8_string(), target);
+    EXPECT_EQ(FollowLinks(W(dir / "relative")).utf8_string(), dir.string() + "/shared/deep/table.csv");
+    EXPECT_EQ(FollowLinks(W(dir / "chained")).utf8_string(), dir.string() + "/shared/deep/table.csv");
+    EXPECT_EQ(FollowLinks(W(dir / "through-a-relative-one")).utf8_string(), dir.string() + "/shared/deep/table.csv");
+    EXPECT_EQ(FollowLinks(W(dir / "shared/deep/table.csv")).utf8_string(), target);
+    EXPECT_EQ(FollowLinks(wxS("relative")).utf8_string(), "shared/deep/table.csv");
+}
+
+TEST_F(SharedFiles, ADanglingLinkLeadsToItsMissingTargetAndALoopEnds)
+{
+    fs::create_symlink("gone/table.csv", dir / "dangling");
+    EXPECT_EQ(FollowLinks(W(dir / "dangling")).utf8_string(), dir.string() + "/gone/table.csv");
+    fs::create_symlink("loop-b", dir / "loop-a");
+    fs::create_symlink("loop-a", dir / "loop-b");
+    const wxString end = FollowLinks(W(dir / "loop-a"));
+    EXPECT_TRUE(end.EndsWith(wxS("loop-a")) || end.EndsWith(wxS("loop-b")));
+    EXPECT_NE(WriteFileAtomically(W(dir / "loop-a"), "x", 1), 0);
+}
+
+TEST_F(SharedFiles, TemporaryNamesAreRecognisedExactly)
+{
+    EXPECT_TRUE(IsTemporaryFor(".cpu_results.csv.aB3xY9.tmp", "cpu_results.csv"));
+    EXPECT_FALSE(IsTemporaryFor(".cpu_results.csv.aB3xY.tmp", "cpu_results.csv"));
+    EXPECT_FALSE(IsTemporaryFor(".cpu_results.csv.aB3xY9.tmpx", "cpu_results.csv"));
+    EXPECT_FALSE(IsTemporaryFor(".cpu_results.csv.aB-xY9.tmp", "cpu_results.csv"));
+    EXPECT_FALSE(IsTemporaryFor(".cpu_result.bak.aB3xY9.tmp", "cpu_results.csv"));
+    EXPECT_FALSE(IsTemporaryFor("cpu_results.csv.aB3xY9.tmp", "cpu_results.csv"));
+    EXPECT_FALSE(IsTemporaryFor(".cpu_results.csv.backup", "cpu_results.csv"));
+}
+
+TEST_F(SharedFiles, AWriteLeavesNoTemporaryAndKeepsThePermissions)
+{
+    Write("table.csv", "old\n");
+    fs::permissions(dir / "table.csv", fs::perms(0640));
+    ASSERT_EQ(WriteFileAtomically(W(dir / "table.csv"), "new\n", 4), 0);
+    EXPECT_EQ(Read("table.csv"), "new\n");
+    EXPECT_EQ(fs::status(dir / "table.csv").permissions() & fs::perms::all, fs::perms(0640));
+    EXPECT_TRUE(Temporaries(dir).empty());
+}
+
+TEST_F(SharedFiles, AWriteReplacesTheFileWholeSoAReaderKeepsTheOldText)
+{
+    Write("table.csv", "old text\n");
+    const int reader = ::open((dir / "table.csv").c_str(), O_RDONLY);
+    ASSERT_GE(reader, 0);
+    ASSERT_EQ(WriteFileAtomically(W(dir / "table.csv"), "new\n", 4), 0);
+    char text[32] = {};
+    EXPECT_EQ(::read(reader, text, sizeof text - 1), 9);
+    EXPECT_STREQ(text, "old text\n");
+    ::close(reader);
+}
+
+TEST_F(SharedFiles, CreatingFromATemplateNeverReplacesAFile)
+{
+    Write("template.csv", "from the template\n");
+    Write("there.csv", "mine\n");
+    EXPECT_EQ(CreateFileFrom(W(dir / "template.csv"), W(dir / "there.csv")), EEXIST);
+    EXPECT_EQ(Read("there.csv"), "mine\n");
+    EXPECT_EQ(CreateFileFrom(W(dir / "template.csv"), W(dir / "new.csv")), 0);
+    EXPECT_EQ(Read("new.csv"), "from the template\n");
+    EXPECT_EQ(CreateFileFrom(W(dir / "no-template.csv"), W(dir / "other.csv")), ENOENT);
+    EXPECT_EQ(CreateFileFrom(W(dir / "template.csv"), W(dir / "no-dir/new.csv")), ENOENT);
+    EXPECT_FALSE(Exists("other.csv"));
+    EXPECT_TRUE(Temporaries(dir).empty());
+}
+
+TEST_F(SharedFiles, ReadingADirectoryOrAMissingFileSaysWhy)
+{
+    std::string bytes;
+    EXPECT_EQ(ReadWholeFile(W(dir), bytes), EISDIR);
+    EXPECT_EQ(ReadWholeFile(W(dir / "missing"), bytes), ENOENT);
+    Write("empty", "");
+    EXPECT_EQ(ReadWholeFile(W(dir / "empty"), bytes), 0);
+    EXPECT_EQ(bytes, "");
+}
+
+TEST_F(SharedFiles, ATableBehindAnAbsoluteLinkIsChangedThereAndTheLinkStays)
+{
+    fs::create_directory(dir / "drive");
+    Write("drive/lab.csv", Line("First") + "\n");
+    fs::create_symlink(dir / "drive" / "lab.csv", dir / "cpu_results.csv");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    AppendRecord(L"Second");
+
+    EXPECT_TRUE(IsLink("cpu_results.csv"));
+    EXPECT_EQ(Read("drive/lab.csv"), Line("First") + "\nAMD;Second;;;;;2;Linux;;1;2;yes\n");
+    // The backup stays beside the program: a copy of the table before the change.
+    EXPECT_FALSE(IsLink("cpu_result.bak"));
+    EXPECT_EQ(Read("cpu_result.bak"), Line("First") + "\n");
+    EXPECT_TRUE(Temporaries(dir / "drive").empty());
+    EXPECT_TRUE(Temporaries(dir).empty());
+}
+
+TEST_F(SharedFiles, ATableBehindARelativeLinkIsChangedThereAndTheLinkStays)
+{
+    fs::create_directory(dir / "drive");
+    Write("drive/lab.csv", Line("First") + "\n" + Line("Second") + "\n");
+    fs::create_symlink("drive/lab.csv", dir / "cpu_results.csv");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    CurrentResult = 0;
+    BackupPending = 1;
+    ASSERT_EQ(AccessResultsFile(ResultsOpDelete), 0);
+
+    EXPECT_TRUE(IsLink("cpu_results.csv"));
+    EXPECT_EQ(fs::read_symlink(dir / "cpu_results.csv"), fs::path("drive/lab.csv"));
+    EXPECT_EQ(Read("drive/lab.csv"), Line("Second") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_EQ(ResultLineCount, 1);
+}
+
+TEST_F(SharedFiles, ADanglingLinkGetsItsTargetMadeFromTheTemplate)
+{
+    Write("doc/cpu_results_original.csv", Line("Shipped") + "\n");
+    fs::create_directory(dir / "drive");
+    fs::create_symlink("drive/lab.csv", dir / "cpu_results.csv");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_TRUE(IsLink("cpu_results.csv"));
+    EXPECT_EQ(Read("drive/lab.csv"), Line("Shipped") + "\n");
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].first, "cpu_results.csv was created from original template!");
+    EXPECT_EQ(ResultLineCount, 1);
+}
+
+TEST_F(SharedFiles, ALinkIntoAMissingDirectoryGivesStatus1AndLeavesTheLink)
+{
+    Write("doc/cpu_results_original.csv", Line("Shipped") + "\n");
+    fs::create_symlink("unmounted/lab.csv", dir / "cpu_results.csv");
+    EXPECT_EQ(AccessResultsFile(ResultsOpLoad), 1);
+    EXPECT_TRUE(IsLink("cpu_results.csv"));
+    EXPECT_EQ(LastResultsProblem().error, ENOENT);
+    EXPECT_TRUE(messages.empty());
+}
+
+TEST_F(SharedFiles, ConfigurationBehindLinksIsSavedThereAndTheLinksStay)
+{
+    for (const bool relative : {false, true}) {
+        fs::remove_all(dir / "settings");
+        fs::remove(dir / "tarnwick.conf");
+        fs::create_directory(dir / "settings");
+        Write("settings/mine.conf", "# mine\ncpulist\t\t20\nheattime\t10\n");
+        fs::create_symlink(relative ? fs::path("settings/mine.conf") : dir / "settings" / "mine.conf",
+                           dir / "tarnwick.conf");
+        ASSERT_EQ(ProcessConfigFile(ConfigModeLoad), 0);
+        CpuListCount = 12;
+        HeatTestMillis = 180000;
+        ASSERT_EQ(ProcessConfigFile(ConfigModeSave), 0);
+        EXPECT_TRUE(IsLink("tarnwick.conf")) << relative;
+        EXPECT_EQ(Read("settings/mine.conf"), "# mine\ncpulist\t\t12\nheattime\t3\n") << relative;
+        EXPECT_TRUE(Temporaries(dir / "settings").empty());
+    }
+}
+
+TEST_F(SharedFiles, ADanglingConfigurationLinkGetsItsTargetFromTheTemplate)
+{
+    Write("doc/tarnwick_original.conf", "cpulist\t\t7\nheattime\t2\n");
+    fs::create_directory(dir / "settings");
+    fs::create_symlink("settings/mine.conf", dir / "tarnwick.conf");
+    ASSERT_EQ(ProcessConfigFile(ConfigModeLoad), 0);
+    EXPECT_TRUE(IsLink("tarnwick.conf"));
+    EXPECT_EQ(Read("settings/mine.conf"), "cpulist\t\t7\nheattime\t2\n");
+    EXPECT_EQ(CpuListCount, 7);
+}
+
+TEST_F(SharedFiles, TheBackupIsReplacedWholeNotWrittenInPlace)
+{
+    Write("cpu_results.csv", Line("First") + "\n");
+    Write("cpu_result.bak", "an older backup\n");
+    const int reader = ::open((dir / "cpu_result.bak").c_str(), O_RDONLY);
+    ASSERT_GE(reader, 0);
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    AppendRecord(L"Second");
+    char text[64] = {};
+    EXPECT_EQ(::read(reader, text, sizeof text - 1), 16);
+    EXPECT_STREQ(text, "an older backup\n");  // the old file, untouched
+    ::close(reader);
+    EXPECT_EQ(Read("cpu_result.bak"), Line("First") + "\n");
+}
+
+TEST_F(SharedFiles, TheNextWriterRemovesWhatKilledWritersLeftAndNothingElse)
+{
+    Write("cpu_results.csv", Line("First") + "\n");
+    Write(".cpu_results.csv.aB3xY9.tmp", "half a li");
+    Write(".cpu_result.bak.Zz09Qq.tmp", "half a backup");
+    Write(".cpu_results.csv.notours", "a user's file");
+    Write("cpu_results.csv.aB3xY9.tmp", "a user's file too");
+    fs::create_directory(dir / ".cpu_results.csv.dIr123.tmp");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_TRUE(Exists(".cpu_results.csv.aB3xY9.tmp"));  // a reader removes nothing
+
+    AppendRecord(L"Second");
+    EXPECT_FALSE(Exists(".cpu_results.csv.aB3xY9.tmp"));
+    EXPECT_FALSE(Exists(".cpu_result.bak.Zz09Qq.tmp"));
+    EXPECT_TRUE(Exists(".cpu_results.csv.notours"));
+    EXPECT_TRUE(Exists("cpu_results.csv.aB3xY9.tmp"));
+    EXPECT_TRUE(Exists(".cpu_results.csv.dIr123.tmp"));
+}
+
+TEST_F(SharedFiles, ALiveWritersTemporaryIsLeftAloneAndBothChangesLand)
+{
+    Write("cpu_results.csv", Line("First") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t writer = fork();
+    if (writer == 0) {
+        // Another copy of the program in the middle of its write.
+        const FileLock lock(W(dir / "cpu_results.csv"), FileLock::Mode::Exclusive);
+        const fs::path temporary = dir / ".cpu_results.csv.LiVe01.tmp";
+        std::ofstream(temporary) << Line("First") << "\n" << Line("Other") << "\n";
+        (void)!::write(ready[1], "x", 1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const bool kept = fs::exists(temporary);
+        fs::rename(temporary, dir / "cpu_results.csv");
+        _exit(kept ? 0 : 1);
+    }
+    char signal;
+    ASSERT_EQ(::read(ready[0], &signal, 1), 1);
+    AppendRecord(L"Mine");  // waits for the other writer's lock
+    int status = 0;
+    ::waitpid(writer, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the live writer's file was removed";
+    EXPECT_EQ(Read("cpu_results.csv"), Line("First") + "\n" + Line("Other") + "\nAMD;Mine;;;;;2;Linux;;1;2;yes\n");
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
+TEST_F(SharedFiles, AnotherResultsFileIsMadeFromTheTemplateWithItsBackupBesideIt)
+{
+    Write("doc/cpu_results_original.csv", Line("Shipped") + "\n");
+    fs::create_directory(dir / "lab");
+    SetResultsFilePath(W(dir / "lab" / "table.csv"));
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_EQ(Read("lab/table.csv"), Line("Shipped") + "\n");
+    EXPECT_FALSE(Exists("cpu_results.csv"));
+    AppendRecord(L"Measured");
+    EXPECT_EQ(Read("lab/cpu_result.bak"), Line("Shipped") + "\n");
+    EXPECT_FALSE(Exists("cpu_result.bak"));
+    EXPECT_EQ(ResultsBackupPath.utf8_string(), (dir / "lab" / "cpu_result.bak").string());
+}
+
+TEST_F(SharedFiles, AnotherResultsFileInAMissingDirectoryGivesStatus1AndTheReason)
+{
+    Write("doc/cpu_results_original.csv", Line("Shipped") + "\n");
+    SetResultsFilePath(W(dir / "no-such-dir" / "table.csv"));
+    EXPECT_EQ(AccessResultsFile(ResultsOpLoad), 1);
+    EXPECT_EQ(LastResultsProblem().error, ENOENT);
+    EXPECT_EQ(LastResultsProblem().path.utf8_string(), (dir / "no-such-dir" / "table.csv").string());
+}
+
+TEST_F(SharedFiles, AnotherResultsFileThatIsReadOnlyIsReadButNotChanged)
+{
+    const std::string before = Line("Shipped") + "\n";
+    const int code = RunUnprivileged([this, &before] {
+        const fs::path own = OwnProgramDirectory();
+        std::ofstream(own / "lab.csv") << before;
+        ::chmod((own / "lab.csv").c_str(), 0444);
+        SetResultsFilePath(W(own / "lab.csv"));
+        if (AccessResultsFile(ResultsOpLoad) != 0 || ResultLineCount != 1)
+            return 10;
+        BackupPending = 0;
+        SetRecord({L"AMD", L"B", L"", L"", L"", L"", L"2", L"Linux", L"", L"1", L"2", L"yes"});
+        if (AccessResultsFile(ResultsOpAppend) != 2 || messages.size() != 1)
+            return 20;
+        std::stringstream after;
+        after << std::ifstream(own / "lab.csv").rdbuf();
+        return after.str() == before ? 0 : 30;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_F(SharedFiles, TheShownRecordIsChangedWhereItStillIs)
+{
+    Write("cpu_results.csv", Line("First") + "\n" + Line("Second") + "\n" + Line("Third") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    CurrentResult = 1;
+    BackupPending = 1;
+    ASSERT_EQ(ChangeShownResult(ResultsOpDelete, wxString::FromUTF8(Line("Second"))), 0);
+    EXPECT_EQ(CurrentResult, 1);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("First") + "\n" + Line("Third") + "\n");
+    EXPECT_EQ(Read("cpu_result.bak"), Line("First") + "\n" + Line("Second") + "\n" + Line("Third") + "\n");
+}
+
+TEST_F(SharedFiles, DeletingARecordAnotherProgramMovedDeletesThatRecord)
+{
+    Write("cpu_results.csv", Line("First") + "\n" + Line("Second") + "\n" + Line("Third") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    CurrentResult = 2;  // "Third" shown
+    Write("cpu_results.csv", Line("Second") + "\n" + Line("Third") + "\n");  // another program deleted "First"
+    BackupPending = 1;
+    ASSERT_EQ(ChangeShownResult(ResultsOpDelete, wxString::FromUTF8(Line("Third"))), 0);
+    EXPECT_EQ(CurrentResult, 1);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Second") + "\n");
+}
+
+TEST_F(SharedFiles, ReplacingARecordAnotherProgramMovedReplacesThatRecord)
+{
+    Write("cpu_results.csv", Line("First") + "\n" + Line("Second") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    CurrentResult = 1;  // "Second" shown
+    Write("cpu_results.csv", Line("New") + "\n" + Line("First") + "\n" + Line("Second") + "\n");
+    SetRecord({L"AMD", L"Edited", L"", L"", L"", L"", L"2", L"Linux", L"", L"1", L"2", L"yes"});
+    BackupPending = 1;
+    ASSERT_EQ(ChangeShownResult(ResultsOpReplace, wxString::FromUTF8(Line("Second"))), 0);
+    EXPECT_EQ(CurrentResult, 2);
+    EXPECT_EQ(Read("cpu_results.csv"),
+              Line("New") + "\n" + Line("First") + "\nAMD;Edited;;;;;2;Linux;;1;2;yes\n");
+}
+
+TEST_F(SharedFiles, ARecordAnotherProgramRemovedIsNotReplacedByAnother)
+{
+    const std::string others = Line("First") + "\n" + Line("Third") + "\n";
+    Write("cpu_results.csv", Line("First") + "\n" + Line("Second") + "\n" + Line("Third") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    CurrentResult = 1;
+    Write("cpu_results.csv", others);  // "Second" is gone
+    BackupPending = 1;
+    EXPECT_EQ(ChangeShownResult(ResultsOpDelete, wxString::FromUTF8(Line("Second"))), ResultsRecordGone);
+    EXPECT_EQ(ChangeShownResult(ResultsOpReplace, wxString::FromUTF8(Line("Second"))), ResultsRecordGone);
+    EXPECT_EQ(Read("cpu_results.csv"), others);
+    EXPECT_FALSE(Exists("cpu_result.bak"));
+    EXPECT_EQ(BackupPending, 1);
+    EXPECT_EQ(CurrentResult, 1);
+}
+
+TEST_F(SharedFiles, OfTwoEqualLinesTheNearestIsTheOneChanged)
+{
+    Write("cpu_results.csv", Line("Same") + "\n" + Line("Other") + "\n" + Line("Same") + "\n" + Line("Last") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    CurrentResult = 3;  // shown as line 3: now "Last"; the copies of "Same" are at 0 and 2
+    ASSERT_EQ(ChangeShownResult(ResultsOpDelete, wxString::FromUTF8(Line("Same"))), 0);
+    EXPECT_EQ(CurrentResult, 2);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Same") + "\n" + Line("Other") + "\n" + Line("Last") + "\n");
+}
+
+TEST_F(SharedFiles, TwoProcessesMerging200RecordsEachLoseNone)
+{
+    Write("cpu_results.csv", "");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    std::vector<pid_t> children;
+    for (const char* who : {"A", "B"}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (int k = 0; k < 200; ++k) {
+                MergeSource source{wxS("test"), Line(std::string(who) + "-" + std::to_string(k)) + "\n"};
+                if (MergeResults({source}).added != 1)
+                    _exit(1);
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    std::istringstream lines(Read("cpu_results.csv"));
+    std::set<std::string> seen;
+    std::string line;
+    while (std::getline(lines, line))
+        seen.insert(line);
+    EXPECT_EQ(seen.size(), 400u);
+    for (int k = 0; k < 200; ++k)
+        for (const char* who : {"A", "B"})
+            EXPECT_EQ(seen.count(Line(std::string(who) + "-" + std::to_string(k))), 1u) << who << k;
+}
+
+TEST_F(SharedFiles, SettingsSavedToAReadOnlyFileApplyAndTheMessageSaysWhichAndWhy)
+{
+    const int code = RunUnprivileged([this] {
+        const fs::path own = OwnProgramDirectory();
+        std::ofstream(own / "tarnwick.conf") << "cpulist\t\t20\nheattime\t10\n";
+        ::chmod((own / "tarnwick.conf").c_str(), 0444);
+        if (ProcessConfigFile(ConfigModeLoad) != 0)
+            return 10;
+        CpuListCount = 12;
+        if (ProcessConfigFile(ConfigModeSave) != 0 || CpuListHalf != 6)
+            return 20;
+        const std::string expected = (own / "tarnwick.conf").string() +
+                                     " could not be written (Permission denied); the settings apply to this run only.";
+        if (messages.size() != 1 || messages[0].first != expected || messages[0].second != "Tarnwick - ConfigFile")
+            return 30;
+        std::stringstream after;
+        after << std::ifstream(own / "tarnwick.conf").rdbuf();
+        return after.str() == "cpulist\t\t20\nheattime\t10\n" ? 0 : 40;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_F(SharedFiles, SettingsSavedWhereTheFileCannotBeReadApplyAndSayWhy)
+{
+    fs::create_directory(dir / "tarnwick.conf");
+    CpuListCount = 8;
+    EXPECT_EQ(ProcessConfigFile(ConfigModeSave), 2);
+    EXPECT_EQ(CpuListHalf, 4);
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].first, (dir / "tarnwick.conf").string() +
+                                     " could not be read (Is a directory); the settings apply to this run only.");
+    // Loading says nothing, as before.
+    messages.clear();
+    EXPECT_EQ(ProcessConfigFile(ConfigModeLoad), 2);
+    EXPECT_TRUE(messages.empty());
+}
+
+TEST_F(SharedFiles, AChangeToATableThatCannotBeReadSaysWhyAndALoadDoesNot)
+{
+    fs::create_directory(dir / "cpu_results.csv");
+    EXPECT_EQ(AccessResultsFile(ResultsOpLoad), 2);
+    EXPECT_TRUE(messages.empty());
+    EnsureRecordBuffers();
+    EXPECT_EQ(AccessResultsFile(ResultsOpAppend), 2);
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].first,
+              (dir / "cpu_results.csv").string() + " could not be read (Is a directory); the change was not saved.");
+}
