@@ -213,9 +213,9 @@ TEST_F(Cli, HelpListsTheCommandsAndEveryOption)
 {
     const Outcome o = Run("--help");
     EXPECT_EQ(o.code, 0);
-    for (const char* text : {"Commands: speed, power, heat, info, results, record", "--seconds", "--threads",
-                             "--htt ", "--no-htt", "--htt-off-result", "--minutes", "--search", "--append",
-                             "--json", "--quiet", "--version"})
+    for (const char* text : {"Commands: speed, power, heat, info, results, record, merge FILE...", "--seconds",
+                             "--threads", "--htt ", "--no-htt", "--htt-off-result", "--minutes", "--search",
+                             "--append", "--results", "--json", "--quiet", "--version"})
         EXPECT_NE(o.out.find(text), std::string::npos) << text;
 }
 
@@ -362,6 +362,154 @@ TEST_F(Cli, TwoRecordAppendsAtOnceBothLand)
     EXPECT_TRUE(backup == Record + a || backup == Record + b) << backup;
 }
 
+namespace {
+const std::string Old = "Intel;Old;1;1;1;1;1;Linux;1;10;10;yes\n";
+const std::string New1 = "AMD;New one;1;1;1;1;1;Linux;1;20;20;yes\n";
+const std::string New2 = "AMD;New two;1;1;1;1;1;Linux;1;30;30;no\n";
+}  // namespace
+
+TEST_F(Cli, MergeAddsNewLinesSkipsPresentOnesAndRefusesTheRest)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", New1 + Old + "not a record\n" + New2 + "A;B;;;;;;;;1;2;maybe\n");
+    const Outcome o = Run("merge in.csv");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.out, "2 added, 1 already present, 2 refused\n");
+    EXPECT_EQ(o.err, "tarnwick-cli: in.csv:3: refused: 1 field, not 12\n"
+                     "tarnwick-cli: in.csv:5: refused: \"Display\" is \"maybe\", neither yes nor no\n");
+    EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old + New1 + New2);
+    EXPECT_EQ(ReadFile(dir / "cpu_result.bak"), Old);
+}
+
+TEST_F(Cli, MergeReadsStandardInputAndSeveralFilesInOrder)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", New2);
+    const Outcome o = Run("merge - in.csv < /dev/null && printf '" + New1.substr(0, New1.size() - 1) +
+                          "\\r\\n' | ./tarnwick-cli merge - in.csv");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.out, "1 added, 1 already present, 0 refused\n");
+    EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old + New2 + New1);
+}
+
+TEST_F(Cli, MergeAsJsonNamesEveryRefusedLine)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", Old + "\n" + New1);
+    const Outcome o = Run("merge --json in.csv");
+    ASSERT_EQ(o.code, 0);
+    EXPECT_EQ(o.err, "");
+    const Json json = ParseJson(o.out);
+    EXPECT_EQ(json["added"].Number(), 1);
+    EXPECT_EQ(json["present"].Number(), 1);
+    EXPECT_TRUE(json["written"].Flag());
+    ASSERT_EQ(json["refused"].Array().size(), 1u);
+    EXPECT_EQ(json["refused"].Array()[0]["file"].Text(), "in.csv");
+    EXPECT_EQ(json["refused"].Array()[0]["line"].Number(), 2);
+    EXPECT_EQ(json["refused"].Array()[0]["reason"].Text(), "an empty line");
+}
+
+TEST_F(Cli, MergeWithNothingNewWritesNothing)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", Old);
+    const Outcome o = Run("merge in.csv");
+    EXPECT_EQ(o.code, 0);
+    EXPECT_EQ(o.out, "0 added, 1 already present, 0 refused\n");
+    EXPECT_FALSE(fs::exists(dir / "cpu_result.bak"));
+}
+
+TEST_F(Cli, MergeOfAFileThatCannotBeReadChangesNothing)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", New1);
+    fs::create_directory(dir / "folder");
+    for (const auto& [arguments, reason] :
+         std::vector<std::pair<std::string, std::string>>{{"in.csv missing.csv", "missing.csv could not be read (No such file or directory)"},
+                                                          {"folder in.csv", "folder could not be read (Is a directory)"}}) {
+        const Outcome o = Run("merge " + arguments);
+        EXPECT_EQ(o.code, 1) << arguments;
+        EXPECT_EQ(o.out, "");
+        EXPECT_EQ(o.err, "tarnwick-cli: " + reason + "; the results table is unchanged\n");
+        EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old);
+    }
+}
+
+TEST_F(Cli, MergeIntoAReadOnlyTableSaysWhichAndWhy)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", New1);
+    fs::permissions(dir, fs::perms(0777));
+    fs::permissions(dir / "cpu_results.csv", fs::perms(0444));
+    // As an ordinary user: root may write any file.
+    const std::string as = geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
+    const std::string command = "cd '" + dir.string() + "' && " + as + "./tarnwick-cli merge in.csv > out.txt 2> err.txt";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
+    EXPECT_EQ(ReadFile(dir / "out.txt"), "");
+    EXPECT_EQ(ReadFile(dir / "err.txt"), "tarnwick-cli: " + (dir / "cpu_results.csv").string() +
+                         " could not be written (Permission denied); the change was not saved.\n");
+    EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old);
+}
+
+TEST_F(Cli, TwoMergesOf200RecordsAtOnceBothLand)
+{
+    std::string a, b;
+    for (int k = 0; k < 200; ++k) {
+        a += "AMD;A" + std::to_string(k) + ";1;1;1;1;1;Linux;1;" + std::to_string(k) + ";1;yes\n";
+        b += "AMD;B" + std::to_string(k) + ";1;1;1;1;1;Linux;1;" + std::to_string(k) + ";1;yes\n";
+    }
+    WriteFile("cpu_results.csv", "");
+    WriteFile("a.csv", a);
+    WriteFile("b.csv", b);
+    const std::string command = "cd '" + dir.string() + "' && (./tarnwick-cli merge a.csv > a.txt & "
+                                "./tarnwick-cli merge b.csv > b.txt; wait)";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(ReadFile(dir / "a.txt"), "200 added, 0 already present, 0 refused\n");
+    EXPECT_EQ(ReadFile(dir / "b.txt"), "200 added, 0 already present, 0 refused\n");
+    const std::string after = ReadFile(dir / "cpu_results.csv");
+    EXPECT_TRUE(after == a + b || after == b + a);
+}
+
+TEST_F(Cli, AnotherResultsFileIsMadeListedAndRecordedInto)
+{
+    fs::create_directory(dir / "lab");
+    const Outcome made = Run("results --results lab/table.csv");
+    EXPECT_EQ(made.code, 0);
+    EXPECT_EQ(made.err, "tarnwick-cli: cpu_results.csv was created from original template!\n");
+    EXPECT_EQ(ReadFile(dir / "lab/table.csv"), ReadFile(dir / "doc/cpu_results_original.csv"));
+    EXPECT_FALSE(fs::exists(dir / "cpu_results.csv"));
+
+    const Outcome recorded = Run("record --seconds 1 --threads 1 --no-htt --append --results lab/table.csv");
+    ASSERT_EQ(recorded.code, 0);
+    EXPECT_EQ(ReadFile(dir / "lab/table.csv"), ReadFile(dir / "doc/cpu_results_original.csv") + recorded.out);
+    EXPECT_EQ(ReadFile(dir / "lab/cpu_result.bak"), ReadFile(dir / "doc/cpu_results_original.csv"));
+
+    WriteFile("in.csv", New1);
+    EXPECT_EQ(Run("merge --results lab/table.csv in.csv").out, "1 added, 0 already present, 0 refused\n");
+    EXPECT_FALSE(fs::exists(dir / "cpu_results.csv"));
+}
+
+TEST_F(Cli, AnotherResultsFileInAMissingDirectoryIsOneLineAndCode1)
+{
+    const Outcome o = Run("results --results nowhere/table.csv");
+    EXPECT_EQ(o.code, 1);
+    EXPECT_EQ(o.out, "");
+    EXPECT_EQ(o.err, "tarnwick-cli: " + (dir / "nowhere/table.csv").string() +
+                         " does not exist and could not be made from the template (No such file or directory)\n");
+}
+
+TEST_F(Cli, ATableBehindALinkStaysALink)
+{
+    fs::create_directory(dir / "drive");
+    WriteFile("drive/lab.csv", Old);
+    fs::create_symlink("drive/lab.csv", dir / "cpu_results.csv");
+    WriteFile("in.csv", New1);
+    EXPECT_EQ(Run("merge in.csv").code, 0);
+    EXPECT_TRUE(fs::is_symlink(dir / "cpu_results.csv"));
+    EXPECT_EQ(ReadFile(dir / "drive/lab.csv"), Old + New1);
+}
+
 TEST_F(Cli, ProgressOnATerminalOnlyAndNotWhenQuiet)
 {
     if (std::system("command -v script > /dev/null") != 0)
@@ -404,4 +552,9 @@ INSTANTIATE_TEST_SUITE_P(
                       BadInput{"power --htt-off-result -5",
                                "--htt-off-result must be a whole number from 0 to 2147483647"},
                       BadInput{"speed --threads 2", "--threads does not go with 'speed'"},
-                      BadInput{"info --append", "--append does not go with 'info'"}));
+                      BadInput{"info --append", "--append does not go with 'info'"},
+                      BadInput{"merge", "merge needs at least one FILE (- reads standard input)"},
+                      BadInput{"merge --json", "merge needs at least one FILE (- reads standard input)"},
+                      BadInput{"speed --results x.csv", "--results does not go with 'speed'"},
+                      BadInput{"info extra", "unexpected 'extra' after 'info'"},
+                      BadInput{"merge --append a.csv", "--append does not go with 'merge'"}));
