@@ -205,3 +205,26 @@ TEST_F(Merge, AReadOnlyTableIsLeftAsItWasWithTheReason)
     });
     EXPECT_EQ(code, 0);
 }
+
+TEST(ShippedResults, EveryLineIsARecordWithItsProvenanceKept)
+{
+    const fs::path source = TARNWICK_SOURCE_DIR;
+    std::ifstream in(source / "doc" / "cpu_results_original.csv", std::ios::binary);
+    std::string line;
+    int records = 0;
+    while (std::getline(in, line)) {
+        ++records;
+        const wxString text = wxString::FromUTF8(line);
+        EXPECT_EQ(RecordProblem(std::wstring_view(text.wc_str(), text.length())), "") << line;
+        // Some file of benchmarks/records/ names this very line.
+        bool found = false;
+        for (const auto& entry : fs::directory_iterator(source / "benchmarks" / "records")) {
+            std::ifstream provenance(entry.path(), std::ios::binary);
+            std::stringstream text;
+            text << provenance.rdbuf();
+            found = found || text.str().find("  " + line + "\n") != std::string::npos;
+        }
+        EXPECT_TRUE(found) << "no provenance for " << line;
+    }
+    EXPECT_GE(records, 2);
+}
