@@ -59,7 +59,7 @@ test: deps-test
 
 fuzz-build:
 	@CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_FUZZ=ON -DTARNWICK_TESTS=ON >/dev/null
-	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config -j $(JOBS)
+	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge -j $(JOBS)
 
 fuzz: deps-test fuzz-build
 	scripts/run-fuzzers.sh $(FUZZ_BUILD) 600

@@ -1,5 +1,7 @@
 #include "results/atomic_file.h"
 
+#include "results/big_block.h"
+
 #include <wx/filename.h>
 #include <wx/log.h>
 
@@ -56,6 +58,14 @@ int WriteAll(int fd, const char* data, std::size_t size)
     return 0;
 }
 
+int WriteAll(int fd, const Pieces& pieces)
+{
+    for (const std::string_view piece : pieces)
+        if (const int error = WriteAll(fd, piece.data(), piece.size()))
+            return error;
+    return 0;
+}
+
 // Makes the directory entry of a rename or link durable.
 void SyncDirectory(const std::string& directory)
 {
@@ -68,7 +78,7 @@ void SyncDirectory(const std::string& directory)
 
 // A new temporary file beside `target`, ".name.XXXXXX.tmp", holding the bytes,
 // flushed and closed. Returns 0 or the errno; `temporary` names it.
-int WriteTemporary(const std::string& target, const char* data, std::size_t size, mode_t mode,
+int WriteTemporary(const std::string& target, const Pieces& data, mode_t mode,
                    const struct stat* owner, std::string& temporary)
 {
     std::string directory, name;
@@ -85,7 +95,7 @@ int WriteTemporary(const std::string& target, const char* data, std::size_t size
         errno = 0;
     int error = ::fchmod(fd, mode) == 0 ? 0 : errno;
     if (error == 0)
-        error = WriteAll(fd, data, size);
+        error = WriteAll(fd, data);
     if (error == 0 && ::fsync(fd) != 0)
         error = errno;
     if (::close(fd) != 0 && error == 0)
@@ -98,12 +108,12 @@ int WriteTemporary(const std::string& target, const char* data, std::size_t size
 }
 
 // For a directory that takes no new files: the file itself rewritten.
-int WriteInPlace(const std::string& target, const char* data, std::size_t size)
+int WriteInPlace(const std::string& target, const Pieces& data)
 {
     const int fd = ::open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
     if (fd < 0)
         return errno;
-    int error = WriteAll(fd, data, size);
+    int error = WriteAll(fd, data);
     if (error == 0 && ::fsync(fd) != 0)
         error = errno;
     if (::close(fd) != 0 && error == 0)
@@ -136,6 +146,11 @@ wxString FollowLinks(const wxString& path)
 
 int WriteFileAtomically(const wxString& path, const char* data, std::size_t size)
 {
+    return WriteFileAtomically(path, {std::string_view(data, size)});
+}
+
+int WriteFileAtomically(const wxString& path, const Pieces& data)
+{
     const std::string target = Narrow(FollowLinks(path));
     struct stat old {};
     if (::lstat(target.c_str(), &old) == 0 && S_ISLNK(old.st_mode))
@@ -146,9 +161,9 @@ int WriteFileAtomically(const wxString& path, const char* data, std::size_t size
         return errno;
     const mode_t mode = exists ? (old.st_mode & 07777) : NewFileMode();
     std::string temporary;
-    int error = WriteTemporary(target, data, size, mode, exists ? &old : nullptr, temporary);
+    int error = WriteTemporary(target, data, mode, exists ? &old : nullptr, temporary);
     if (error == EACCES || error == EPERM)
-        return exists ? WriteInPlace(target, data, size) : error;
+        return exists ? WriteInPlace(target, data) : error;
     if (error != 0)
         return error;
     if (::rename(temporary.c_str(), target.c_str()) != 0) {
@@ -166,18 +181,28 @@ int ReadAll(int fd, std::string& bytes)
 {
     bytes.clear();
     struct stat info {};
+    std::size_t expected = 0;
     if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0)
-        bytes.reserve(std::size_t(info.st_size));
-    char buffer[65536];
+        expected = std::size_t(info.st_size);
+    // Straight into the string as far as the size is known, then in pieces
+    // (a pipe, or a file that grew meanwhile).
+    bytes.reserve(expected);
+    AdviseHugePages(bytes.data(), expected);
+    bytes.resize(expected);
+    std::size_t done = 0;
+    char piece[65536];
     for (;;) {
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        const bool known = done < expected;
+        const ssize_t n = known ? ::read(fd, bytes.data() + done, expected - done) : ::read(fd, piece, sizeof piece);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0)
-            return errno;
-        if (n == 0)
-            return 0;
-        bytes.append(buffer, std::size_t(n));
+        if (n <= 0) {
+            bytes.resize(done);
+            return n < 0 ? errno : 0;
+        }
+        if (!known)
+            bytes.append(piece, std::size_t(n));
+        done += std::size_t(n);
     }
 }
 
@@ -221,7 +246,7 @@ int CreateFileFrom(const wxString& source, const wxString& path)
     if (error != 0)
         return error;
     std::string temporary;
-    error = WriteTemporary(target, bytes.data(), bytes.size(), NewFileMode(), nullptr, temporary);
+    error = WriteTemporary(target, {bytes}, NewFileMode(), nullptr, temporary);
     if (error != 0)
         return error;
     // link() puts the whole file in place and fails if one appeared meanwhile.

@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
+#include <vector>
 
 /// The file a path names once every symbolic link of its last component is
 /// followed (relative targets taken from the link's directory). A dangling
@@ -19,6 +21,10 @@ wxString FollowLinks(const wxString& path);
 /// failed; the old file is then untouched. When the directory refuses new
 /// files but the file itself may be written, it is rewritten in place.
 int WriteFileAtomically(const wxString& path, const char* data, std::size_t size);
+
+/// The same for bytes in pieces, written one after the other.
+using Pieces = std::vector<std::string_view>;
+int WriteFileAtomically(const wxString& path, const Pieces& data);
 
 /// Reads what the open descriptor `fd` holds up to its end; 0 or the errno.
 int ReadAll(int fd, std::string& bytes);

@@ -111,6 +111,33 @@ int Change(const wxString& data, const wxString& backup, const ResultsEditor& ed
     return 0;
 }
 
+int ChangeBytes(const wxString& data, const wxString& backup, const ResultsBytesEditor& edit)
+{
+    std::string bytes;
+    ResultsBytes replacement;
+    if (const int error = ReadWholeFile(data, bytes))
+        return Fail(2, data, error);
+    const ResultsEdit result = edit(bytes, replacement);
+    if (result == ResultsEdit::Gone)
+        return ResultsRecordGone;
+    if (result == ResultsEdit::Nothing)
+        return 0;
+    // The backup is the bytes just read: the file as it is under the lock.
+    if (BackupPending != 0) {
+        if (const int error = WriteFileAtomically(backup, bytes.data(), bytes.size()))
+            return Fail(3, backup, error);
+    }
+    if (result == ResultsEdit::Changed) {
+        Pieces pieces;
+        if (replacement.keepOld)
+            pieces.push_back(bytes);
+        pieces.push_back(replacement.tail);
+        if (const int error = WriteFileAtomically(data, pieces))
+            return Fail(2, FollowLinks(data), error, true);
+    }
+    return 0;
+}
+
 // Every access: the file found or made from its template, its lock held
 // across the whole read-modify-write (so that two running copies of the
 // program never lose each other's change), then `work`.
@@ -164,6 +191,12 @@ int ChangeResultsFile(const ResultsEditor& edit)
 {
     return Told(Access(
         true, [&edit](const FilePaths& paths) { return Change(paths.resultsFile, paths.resultsBackup, edit); }));
+}
+
+int ChangeResultsBytes(const ResultsBytesEditor& edit)
+{
+    return Told(Access(
+        true, [&edit](const FilePaths& paths) { return ChangeBytes(paths.resultsFile, paths.resultsBackup, edit); }));
 }
 
 int ChangeShownResult(int op, const wxString& shownLine)

@@ -4,6 +4,7 @@
 #include <wx/string.h>
 
 #include <functional>
+#include <string>
 
 class TextDocument;
 
@@ -44,6 +45,18 @@ using ResultsEditor = std::function<ResultsEdit(TextDocument& file)>;
 /// writes them back, after the backup when BackupPending is set. Returns the
 /// status of AccessResultsFile, or ResultsRecordGone.
 int ChangeResultsFile(const ResultsEditor& edit);
+
+/// What a results file is to hold after an edit of its bytes: its old
+/// bytes when `keepOld`, then `tail`.
+struct ResultsBytes {
+    bool keepOld = false;
+    std::string tail;
+};
+
+/// The same for an edit of the file's bytes: `edit` gets what the file
+/// holds and says what it is to hold.
+using ResultsBytesEditor = std::function<ResultsEdit(const std::string& bytes, ResultsBytes& replacement)>;
+int ChangeResultsBytes(const ResultsBytesEditor& edit);
 
 /// The file and the errno of the last access that failed (status 1 to 3).
 struct FileProblem {

@@ -2,6 +2,7 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
+#include "results/big_block.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,11 +15,6 @@
 namespace {
 constexpr std::size_t WidthReserve = 201;  // terminator and 200 characters to spare
 
-template <typename T>
-std::unique_ptr<T[]> Allocate(std::size_t count)
-{
-    return std::unique_ptr<T[]>(new (std::nothrow) T[count]);
-}
 
 double Score(const wchar_t* text)
 {
@@ -71,13 +67,13 @@ bool LoadResultTable(std::size_t count, const LineSource& line)
         (count != 0 && width > std::numeric_limits<std::size_t>::max() / sizeof(wchar_t) / count))
         return false;
 
-    auto lines = Allocate<wchar_t>(count * width);
-    auto title = Allocate<wchar_t>(width);
+    auto lines = AllocateBlock<wchar_t>(count * width);
+    auto title = AllocateBlock<wchar_t>(width);
     std::unique_ptr<wchar_t[]> fields[RecordFieldCount];
     for (auto& field : fields)
-        field = Allocate<wchar_t>(width);
-    auto speed = Allocate<RankedResult>(count);
-    auto power = Allocate<RankedResult>(count);
+        field = AllocateBlock<wchar_t>(width);
+    auto speed = AllocateBlock<RankedResult>(count);
+    auto power = AllocateBlock<RankedResult>(count);
     if (!lines || !title || !speed || !power ||
         std::any_of(std::begin(fields), std::end(fields), [](const auto& f) { return !f; }))
         return false;

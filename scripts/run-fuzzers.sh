@@ -8,7 +8,7 @@ seconds=$2
 here=$(cd "$(dirname "$0")/.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-for target in results config; do
+for target in results config merge; do
     mkdir -p "$work/$target"
     cp "$here/tests/fuzz/seeds/$target/"* "$work/$target/"
     # Inputs that once failed come along as seeds.

@@ -228,3 +228,39 @@ TEST(ShippedResults, EveryLineIsARecordWithItsProvenanceKept)
     }
     EXPECT_GE(records, 2);
 }
+
+TEST_F(Merge, ALatin1TableGetsLatin1LinesUntilALineNeedsMore)
+{
+    Write("cpu_results.csv", "Intel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\r\n");
+    EXPECT_EQ(Merge1("VIA;C3\xC2\xAE;1;;1;1;1;Linux;;5;5;yes\n").added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"),
+              "Intel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\r\nVIA;C3\xAE;1;;1;1;1;Linux;;5;5;yes\r\n");
+    // A character Latin-1 lacks: the whole table becomes UTF-8, every character kept.
+    EXPECT_EQ(Merge1("Intel;Core\xE2\x84\xA2;1;;1;1;1;Linux;;20;20;yes\n").added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), "Intel;Pentium\xC2\xAE;1;;1;1;1;Linux;;10;10;yes\r\n"
+                                       "VIA;C3\xC2\xAE;1;;1;1;1;Linux;;5;5;yes\r\n"
+                                       "Intel;Core\xE2\x84\xA2;1;;1;1;1;Linux;;20;20;yes\r\n");
+}
+
+TEST_F(Merge, AUtf16TableStaysUtf16)
+{
+    const std::string mark = "\xFF\xFE";
+    const auto utf16 = [](const std::string& ascii) {
+        std::string out;
+        for (char c : ascii)
+            out += std::string(1, c) + '\0';
+        return out;
+    };
+    Write("cpu_results.csv", mark + utf16(Line("Old") + "\n"));
+    const MergeOutcome o = Merge1(Line("Old") + "\n" + Line("New") + "\n");
+    EXPECT_EQ(o.present, 1u);
+    EXPECT_EQ(o.added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), mark + utf16(Line("Old") + "\n" + Line("New") + "\n"));
+}
+
+TEST_F(Merge, ALastLineWithoutALineEndGetsOneFirst)
+{
+    Write("cpu_results.csv", Line("Old"));
+    EXPECT_EQ(Merge1(Line("New") + "\n").added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + Line("New") + "\n");
+}

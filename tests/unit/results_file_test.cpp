@@ -493,3 +493,17 @@ TEST_F(ResultsFile, MixedLineEndsKeepEveryLineThroughReplaceAppendAndDelete)
     EXPECT_EQ(Row(1), L"");
     EXPECT_EQ(Row(2), L"");
 }
+
+TEST_F(ResultsFile, TextThatIsNotWhatItsMarkSaysIsReadByteByByteAndKeptThroughAChange)
+{
+    // A UTF-8 mark over Latin-1 text: no line may be lost when a change is written.
+    Write("cpu_results.csv", "\xEF\xBB\xBFIntel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    ASSERT_EQ(ResultLineCount, 1);
+    EXPECT_EQ(Row(0), L"Intel;Pentium\u00AE;1;;1;1;1;Linux;;10;10;yes");
+    SetRecord({L"AMD", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
+    ASSERT_EQ(AccessResultsFile(ResultsOpAppend), 0);
+    // Written as the mark says, every character kept.
+    EXPECT_EQ(Read("cpu_results.csv"),
+              "\xEF\xBB\xBFIntel;Pentium\xC2\xAE;1;;1;1;1;Linux;;10;10;yes\nAMD;B;;;;;4;Linux;;5;6;yes\n");
+}

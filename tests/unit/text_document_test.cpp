@@ -66,3 +66,64 @@ TEST_F(TextFiles, WrittenFileReplacesTheOldOneWhole)
         ++entries;
     EXPECT_EQ(entries, 1u);
 }
+
+namespace {
+// What the file reader's own conversion makes of `bytes`.
+std::wstring ByConvAuto(const std::string& bytes)
+{
+    wxConvAuto conv;
+    std::size_t length = 0;
+    const wxWCharBuffer text = conv.cMB2WC(bytes.data(), bytes.size(), &length);
+    return text ? std::wstring(text.data(), length) : std::wstring(L"(no conversion)");
+}
+
+std::wstring ByStrictUtf8(const std::string& bytes)
+{
+    std::vector<wchar_t> out(bytes.size() + 1);
+    const std::size_t n = DecodeStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
+                                           out.data());
+    return n == std::size_t(-1) ? std::wstring(L"(invalid)") : std::wstring(out.data(), n);
+}
+}  // namespace
+
+TEST(StrictUtf8, DecodesAsTheFileReaderDoesAtEveryBoundary)
+{
+    for (const char* text : {"plain ASCII;1;2;yes", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
+                             "\xEE\x80\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF",
+                             "Intel\xC2\xAE Core\xE2\x84\xA2 \xF0\x9F\x98\x80;1;2;yes"}) {
+        const std::string bytes = text;
+        EXPECT_EQ(ByStrictUtf8(bytes), ByConvAuto(bytes)) << bytes;
+    }
+}
+
+TEST(StrictUtf8, RefusesEverythingThatIsNotStrictUtf8)
+{
+    for (const char* text : {"\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xED\xA0\x80", "\xED\xBF\xBF",
+                             "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFE", "\xFF",
+                             "\xC2", "\xE2\x84", "\xF0\x9F\x98", "ok\xC2x", "Pentium\xAE"})
+        EXPECT_EQ(ByStrictUtf8(text), L"(invalid)") << text;
+}
+
+TEST(StrictUtf8, ReadingGivesWhatTheLineByLineReaderGives)
+{
+    // Latin-1, UTF-8 with and without a mark, and a NUL inside a line.
+    const std::string samples[] = {"Intel;Pentium\xAE;1\nAMD;K6\r\n", "\xEF\xBB\xBFIntel;Core\xE2\x84\xA2\n",
+                                   "Intel;Core\xC2\xAE\rx", std::string("a\0b\nc\n", 6)};
+    char pattern[] = "/tmp/tarnwick-utf8-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const std::string path = std::string(pattern) + "/f.csv";
+    for (const std::string& bytes : samples) {
+        std::ofstream(path, std::ios::binary) << bytes;
+        TextLines fast;
+        ASSERT_TRUE(fast.Read(wxString::FromUTF8(path)));
+        TextDocument slow;
+        ASSERT_TRUE(slow.Open(wxString::FromUTF8(path)));
+        ASSERT_EQ(fast.Count(), slow.LineCount()) << bytes;
+        for (std::size_t n = 0; n < fast.Count(); ++n) {
+            EXPECT_EQ(std::wstring(fast.Line(n)), std::wstring(slow.Line(n).wc_str(), slow.Line(n).length()));
+            EXPECT_EQ(fast.Type(n), slow.LineType(n));
+        }
+    }
+    std::remove(path.c_str());
+    rmdir(pattern);
+}
