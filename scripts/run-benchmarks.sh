@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs every benchmark the build produced (build/benchmarks/bench_*); those
-# that draw (bench_gui_*) run under Xvfb.
+# that draw (bench_gui_*) run under Xvfb. Then the window's speed score
+# against the runner's.
 set -eu
 build=${1:-build}
 found=0
@@ -14,3 +15,6 @@ for bench in "$build"/benchmarks/bench_*; do
     esac
 done
 [ "$found" -eq 1 ] || echo "No benchmarks are built yet."
+# The window's speed test against tarnwick-cli's, full length, alternated.
+echo "== window_speed"
+"$(dirname "$0")/../benchmarks/window_speed.sh" "$build" 5
