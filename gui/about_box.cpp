@@ -7,7 +7,7 @@
 namespace {
 const wxString LicenceText = wxS(
     "Tarnwick is distributed under the MIT License. The full text is in the\n"
-    "file LICENSE, shipped beside the program.\n"
+    "file LICENSE beside the program (installed, in share/doc/tarnwick/copyright).\n"
     "\n"
     "LICENSE\n"
     "Permission is hereby granted, free of charge, to any person obtaining a copy\n"

@@ -21,6 +21,11 @@ if [ "$(cat "$private/.installed" 2>/dev/null)" != "$stamp" ]; then
     cp -R "$installed/doc" "$private/.doc.new"
     rm -rf "$private/doc"
     mv "$private/.doc.new" "$private/doc"
+    # The licence, where the About box says it is: beside the program.
+    if [ -f "$installed/../../share/doc/tarnwick/copyright" ]; then
+        cp "$installed/../../share/doc/tarnwick/copyright" "$private/.LICENSE.new"
+        mv -f "$private/.LICENSE.new" "$private/LICENSE"
+    fi
     printf '%s\n' "$stamp" > "$private/.installed"
 fi
 

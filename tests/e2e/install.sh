@@ -23,9 +23,11 @@ done
 import -window root "$SHOTS/installed.png"
 press "$main" alt+x
 wait_for_exit "$pid"
-for file in tarnwick tarnwick-cli doc/manual_tarnwick.txt cpu_results.csv tarnwick.conf .installed; do
+for file in tarnwick tarnwick-cli doc/manual_tarnwick.txt cpu_results.csv tarnwick.conf .installed LICENSE; do
     test -e "$private/$file" || { echo "missing $private/$file" >&2; exit 1; }
 done
+# The licence the About box points to, beside the program.
+grep -q 'Permission is hereby granted' "$private/LICENSE"
 
 echo 'Mine;Edited;1;1;1;1;1;Linux;1;1;1;yes' >> "$private/cpu_results.csv"
 edited=$(cat "$private/cpu_results.csv")

@@ -84,7 +84,7 @@ TEST(AboutBox, WebAddressIsItsOwnLinkText)
 TEST(AboutBox, LicencePointsToTheFileThenHasItsThreeSections)
 {
     const wxString licence = MakeAboutInfo().GetLicence();
-    const size_t pointer = licence.find("LICENSE, shipped beside the program");
+    const size_t pointer = licence.find("LICENSE beside the program (installed, in share/doc/tarnwick/copyright)");
     const size_t license = licence.find("\nLICENSE\n");
     const size_t disclaimer = licence.find("\nDISCLAIMER\n");
     const size_t notice = licence.find("\nNOTICE\n");
