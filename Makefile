@@ -32,7 +32,7 @@ build: deps
 	@cmake --build $(BUILD) --target tarnwick tarnwick-cli -j $(JOBS)
 
 install: build
-	@cmake --build $(BUILD) --target tarnwick_changelog -j $(JOBS)
+	@cmake --build $(BUILD) --target tarnwick_changelog tarnwick_manpages tarnwick_completion -j $(JOBS)
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
 package: deps-package

@@ -15,14 +15,16 @@ echo "$info" | grep -q '^ Depends: .*libwxgtk3.2-1'
 echo "$info" | grep -q '^ Depends: .*libwxbase3.2-1'
 for path in ./usr/bin/tarnwick ./usr/bin/tarnwick-cli ./usr/lib/tarnwick/tarnwick ./usr/lib/tarnwick/tarnwick-cli \
             ./usr/lib/tarnwick/doc/manual_tarnwick.txt ./usr/lib/tarnwick/doc/cpu_results_original.csv \
-            ./usr/share/applications/tarnwick.desktop ./usr/share/icons/hicolor/48x48/apps/tarnwick.png \
+            ./usr/share/applications/org.example.tarnwick.desktop ./usr/share/metainfo/org.example.tarnwick.metainfo.xml \
+            ./usr/share/man/man1/tarnwick.1.gz ./usr/share/man/man1/tarnwick-cli.1.gz \
+            ./usr/share/bash-completion/completions/tarnwick-cli ./usr/share/icons/hicolor/48x48/apps/tarnwick.png \
             ./usr/share/icons/hicolor/128x128/apps/tarnwick.png ./usr/share/doc/tarnwick/copyright; do
     echo "$contents" | grep -q " $path\$" || { echo "missing $path" >&2; exit 1; }
 done
 lintian --allow-root "$deb" > lintian.log 2>&1 || true
 cat lintian.log
-if grep -q '^E:' lintian.log; then
-    echo "lintian found errors" >&2
+if grep -qE '^[EW]:' lintian.log; then
+    echo "lintian reported errors or warnings" >&2
     exit 1
 fi
-echo "$deb: contents as expected, no lintian errors"
+echo "$deb: contents as expected, nothing from lintian"

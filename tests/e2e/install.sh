@@ -7,7 +7,7 @@ set -eu
 
 prefix="$WORKDIR/../prefix"
 cmake --install "$BUILD_DIR" --prefix "$prefix" > /dev/null
-desktop-file-validate "$prefix/share/applications/tarnwick.desktop"
+desktop-file-validate "$prefix/share/applications/org.example.tarnwick.desktop"
 export HOME="$WORKDIR/../home"
 mkdir -p "$HOME"
 private="$HOME/.local/share/tarnwick"

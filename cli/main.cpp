@@ -1,4 +1,4 @@
-#include "app/cli.h"
+#include "cli/runner.h"
 #include "bench/workers.h"
 
 #include <wx/init.h>

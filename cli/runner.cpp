@@ -1,4 +1,6 @@
-#include "app/cli.h"
+#include "cli/runner.h"
+
+#include "cli/options.h"
 
 #include "app/notify.h"
 #include "app/numbers.h"
@@ -29,6 +31,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <cstdio>
 #include <limits>
 #include <mutex>
@@ -425,26 +428,16 @@ int Merge(const Options& options)
 // Checks the options against the command; an empty text when they fit.
 wxString Problem(const wxCmdLineParser& parser, Options& options)
 {
-    static const std::vector<std::pair<wxString, std::vector<wxString>>> allowed = {
-        {wxS("speed"), {wxS("seconds")}},
-        {wxS("power"), {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result")}},
-        {wxS("heat"), {wxS("seconds"), wxS("minutes")}},
-        {wxS("info"), {}},
-        {wxS("results"), {wxS("search"), wxS("results")}},
-        {wxS("record"), {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result"),
-                         wxS("append"), wxS("results")}},
-        {wxS("merge"), {wxS("results")}},
-    };
-    const auto command = std::find_if(allowed.begin(), allowed.end(),
-                                      [&](const auto& entry) { return entry.first == options.command; });
-    if (command == allowed.end())
+    const CliCommand* command = FindCliCommand(options.command.utf8_str());
+    if (command == nullptr)
         return wxString::Format(wxS("unknown command '%s'"), options.command);
-    for (const wxString name : {wxS("seconds"), wxS("threads"), wxS("htt"), wxS("no-htt"), wxS("htt-off-result"),
-                                 wxS("minutes"), wxS("search"), wxS("append"), wxS("results")}) {
-        if (parser.Found(name) &&
-            std::find(command->second.begin(), command->second.end(), name) == command->second.end())
-            return wxString::Format(wxS("--%s does not go with '%s'"), name, options.command);
-    }
+    const auto takes = [](const std::vector<const char*>& names, const char* name) {
+        return std::any_of(names.begin(), names.end(), [name](const char* n) { return std::strcmp(n, name) == 0; });
+    };
+    for (const CliOption& option : CliOptions())
+        if (parser.Found(option.name) && !takes(command->options, option.name) &&
+            !takes(CliCommonOptions(), option.name))
+            return wxString::Format(wxS("--%s does not go with '%s'"), option.name, options.command);
     const auto number = [&](const wxString& name, long minimum, long maximum, long& value) -> wxString {
         if (!parser.Found(name, &value))
             return wxString();
@@ -464,13 +457,19 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         options.htt = 1;
     if (parser.Found(wxS("no-htt")))
         options.htt = 0;
-    if (options.command == wxS("heat") && options.minutes < 0)
-        return wxS("heat needs --minutes M");
+    if (*command->required != '\0' && !parser.Found(command->required)) {
+        const CliOption* needed = nullptr;
+        for (const CliOption& option : CliOptions())
+            if (std::strcmp(option.name, command->required) == 0)
+                needed = &option;
+        return wxString::Format(wxS("%s needs --%s %s"), command->name, command->required,
+                                needed != nullptr && needed->value != nullptr ? needed->value : "");
+    }
     for (std::size_t k = 1; k < parser.GetParamCount(); ++k)
         options.files.push_back(parser.GetParam(k));
-    if (options.command == wxS("merge") && options.files.empty())
-        return wxS("merge needs at least one FILE (- reads standard input)");
-    if (options.command != wxS("merge") && !options.files.empty())
+    if (*command->operands != '\0' && options.files.empty())
+        return wxString::Format(wxS("%s needs at least one FILE (- reads standard input)"), command->name);
+    if (*command->operands == '\0' && !options.files.empty())
         return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
     if (parser.Found(wxS("results"), &options.results) && options.results.empty())
         return wxS("--results needs a PATH");
@@ -481,37 +480,12 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
     return wxString();
 }
 
-void Describe(wxCmdLineParser& parser)
-{
-    parser.SetSwitchChars(wxS("-"));
-    parser.EnableLongOptions();
-    parser.SetLogo(wxS("tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
-                       "Commands: speed, power, heat, info, results, record, merge FILE..."));
-    parser.AddSwitch(wxS("h"), wxS("help"), wxS("show this help"), wxCMD_LINE_OPTION_HELP);
-    parser.AddSwitch(wxEmptyString, wxS("version"), wxS("show the version"));
-    parser.AddSwitch(wxEmptyString, wxS("json"), wxS("print the result as one JSON object"));
-    parser.AddSwitch(wxEmptyString, wxS("quiet"), wxS("no progress line"));
-    parser.AddOption(wxEmptyString, wxS("seconds"), wxS("shorten a run to S whole seconds (speed, power, heat, record)"),
-                     wxCMD_LINE_VAL_NUMBER);
-    parser.AddOption(wxEmptyString, wxS("threads"), wxS("threads of the power test (default: the processors)"),
-                     wxCMD_LINE_VAL_NUMBER);
-    parser.AddSwitch(wxEmptyString, wxS("htt"), wxS("also find the per-core reference with half the threads"));
-    parser.AddSwitch(wxEmptyString, wxS("no-htt"), wxS("no per-core reference run"));
-    parser.AddOption(wxEmptyString, wxS("htt-off-result"),
-                     wxS("per-core points measured with Hyper-Threading switched off"), wxCMD_LINE_VAL_NUMBER);
-    parser.AddOption(wxEmptyString, wxS("minutes"), wxS("length of the heat test"), wxCMD_LINE_VAL_NUMBER);
-    parser.AddOption(wxEmptyString, wxS("search"), wxS("list the stored results containing TEXT"));
-    parser.AddSwitch(wxEmptyString, wxS("append"), wxS("add the record to the results file"));
-    parser.AddOption(wxEmptyString, wxS("results"),
-                     wxS("use the results file PATH instead of the one beside the program (results, record, merge)"));
-    parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL | wxCMD_LINE_PARAM_MULTIPLE);
-}
 }  // namespace
 
 int RunCommandLine(int argc, char** argv)
 {
     wxCmdLineParser parser(argc, argv);
-    Describe(parser);
+    DescribeCommandLine(parser);
     auto* collected = new CollectOutput;
     wxMessageOutput* previous = wxMessageOutput::Set(collected);
     const int parsed = parser.Parse(false);

@@ -1,0 +1,82 @@
+#include "cli/options.h"
+
+#include "app/version.h"
+
+#include <wx/cmdline.h>
+
+#include <cstring>
+
+const std::vector<CliOption>& CliOptions()
+{
+    static const std::vector<CliOption> options = {
+        {"json", nullptr, false, "print the result as one JSON object"},
+        {"quiet", nullptr, false, "no progress line"},
+        {"seconds", "S", true, "shorten a run to S whole seconds (speed, power, heat, record)"},
+        {"threads", "N", true, "threads of the power test (default: the processors)"},
+        {"htt", nullptr, false, "also find the per-core reference with half the threads"},
+        {"no-htt", nullptr, false, "no per-core reference run"},
+        {"htt-off-result", "P", true, "per-core points measured with Hyper-Threading switched off"},
+        {"minutes", "M", true, "length of the heat test"},
+        {"search", "TEXT", false, "list the stored results containing TEXT"},
+        {"append", nullptr, false, "add the record to the results file"},
+        {"results", "PATH", false,
+         "use the results file PATH instead of the one beside the program (results, record, merge)"},
+    };
+    return options;
+}
+
+const std::vector<CliCommand>& CliCommands()
+{
+    static const std::vector<CliCommand> commands = {
+        {"speed", "", "the speed test: one task for 10 s", {"seconds"}, ""},
+        {"power", "", "the power test: N threads for 10 s, with the per-core reference and the HTT efficiency",
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result"}, ""},
+        {"heat", "", "the heat test: every processor busy for M minutes", {"seconds", "minutes"}, "minutes"},
+        {"info", "", "what CPUID reports about the processor", {}, ""},
+        {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, ""},
+        {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results"}, ""},
+        {"merge", "FILE...",
+         "adds the records of other results files (- reads standard input) that the table does not hold yet",
+         {"results"}, ""},
+    };
+    return commands;
+}
+
+const CliCommand* FindCliCommand(const char* name)
+{
+    for (const CliCommand& command : CliCommands())
+        if (std::strcmp(command.name, name) == 0)
+            return &command;
+    return nullptr;
+}
+
+const std::vector<const char*>& CliCommonOptions()
+{
+    static const std::vector<const char*> common = {"json", "quiet"};
+    return common;
+}
+
+void DescribeCommandLine(wxCmdLineParser& parser)
+{
+    wxString names;
+    for (const CliCommand& command : CliCommands()) {
+        names << (names.empty() ? wxS("") : wxS(", ")) << command.name;
+        if (*command.operands != '\0')
+            names << wxS(" ") << command.operands;
+    }
+    parser.SetSwitchChars(wxS("-"));
+    parser.EnableLongOptions();
+    parser.SetLogo(wxS("tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
+                       "Commands: ") + names);
+    parser.AddSwitch(wxS("h"), wxS("help"), wxS("show this help"), wxCMD_LINE_OPTION_HELP);
+    parser.AddSwitch(wxEmptyString, wxS("version"), wxS("show the version"));
+    for (const CliOption& option : CliOptions()) {
+        if (option.value == nullptr)
+            parser.AddSwitch(wxEmptyString, option.name, option.help);
+        else
+            parser.AddOption(wxEmptyString, option.name, option.help,
+                             option.number ? wxCMD_LINE_VAL_NUMBER : wxCMD_LINE_VAL_STRING);
+    }
+    parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL | wxCMD_LINE_PARAM_MULTIPLE);
+}

@@ -1,0 +1,42 @@
+// What tarnwick-cli takes on its command line: one table, from which the
+// parser, --help, the check of each command's options and the manual page
+// are all made.
+#pragma once
+
+#include <vector>
+
+class wxCmdLineParser;
+
+/// An option: its long name, the name of its value (null for a switch),
+/// whether that value is a whole number, and what it does.
+struct CliOption {
+    const char* name;
+    const char* value;
+    bool number;
+    const char* help;
+};
+
+/// A command: its name, the operands after it, what it does, the options it
+/// takes and the one of them it needs.
+struct CliCommand {
+    const char* name;
+    const char* operands;  ///< "" or, for merge, "FILE..."
+    const char* summary;
+    std::vector<const char*> options;
+    const char* required;  ///< an option the command cannot do without, or ""
+};
+
+/// Every option but --help and --version, in the order --help lists them.
+const std::vector<CliOption>& CliOptions();
+
+/// Every command, in the order --help names them.
+const std::vector<CliCommand>& CliCommands();
+
+/// The command named `name`, or null.
+const CliCommand* FindCliCommand(const char* name);
+
+/// Options that go with every command.
+const std::vector<const char*>& CliCommonOptions();
+
+/// Sets `parser` up from the tables.
+void DescribeCommandLine(wxCmdLineParser& parser);
