@@ -4,6 +4,7 @@
 #include "app/state.h"
 #include "bench/work_cycle.h"
 
+#include <wx/time.h>
 #include <wx/utils.h>
 
 #include <memory>
@@ -14,6 +15,32 @@ PowerWorkObserver& Observer()
 {
     static PowerWorkObserver observer;
     return observer;
+}
+
+PowerWaitHook& WaitHook()
+{
+    static PowerWaitHook hook;
+    return hook;
+}
+
+// The sleep through most of the run: PowerTestMillis / 1000 + 1 whole
+// seconds, in one piece or in short naps around the hook.
+void SleepThroughTheRun()
+{
+    const int seconds = PowerTestMillis / 1000 + 1;
+    const PowerWaitHook& hook = WaitHook();
+    if (!hook) {
+        wxSleep(seconds);
+        return;
+    }
+    const wxLongLong end = wxGetLocalTimeMillis() + wxLongLong(seconds) * 1000;
+    for (;;) {
+        hook();
+        const wxLongLong left = end - wxGetLocalTimeMillis();
+        if (left <= 0)
+            return;
+        wxMilliSleep(left < 20 ? static_cast<unsigned long>(left.GetValue()) : 20);
+    }
 }
 
 // Starts workers 0 .. count-1 one after the other, nothing but the flag
@@ -28,7 +55,7 @@ void StartWorkers(std::uint32_t count)
 // Sleeps through most of the run, then spins until every flag is raised.
 void WaitForWorkers(std::uint32_t count)
 {
-    wxSleep(PowerTestMillis / 1000 + 1);
+    SleepThroughTheRun();
     do {
         DoneProduct = 1;
         for (std::uint32_t k = 0; k < count; ++k)
@@ -123,4 +150,9 @@ double RunPowerTest()
 void SetPowerWorkObserver(PowerWorkObserver observer)
 {
     Observer() = std::move(observer);
+}
+
+void SetPowerWaitHook(PowerWaitHook hook)
+{
+    WaitHook() = std::move(hook);
 }

@@ -48,6 +48,13 @@ PowerFigures ComputePowerFigures(double sum, std::uint32_t threads, std::uint32_
                                  std::uint32_t halfCount, std::uint32_t httOffResult, double halfSum,
                                  double previousReference);
 
+/// Called about fifty times a second while the power test waits for its
+/// threads, in place of one long sleep (the window answers its events
+/// there); without one the test sleeps the whole while. It runs on the
+/// thread that runs the test, never in a worker.
+using PowerWaitHook = std::function<void()>;
+void SetPowerWaitHook(PowerWaitHook hook);
+
 struct TimedRun;
 
 /// Called by every power worker when it has finished, with its index and its

@@ -5,6 +5,8 @@
 
 #include <wx/thread.h>
 
+class wxDialog;
+
 class MainFrame : public MainFrameBase {
 public:
     explicit MainFrame(wxWindow* parent);
@@ -28,5 +30,17 @@ protected:
     void OnAbout(wxCommandEvent& event) override;
 
 private:
+    /// Enables or disables every command that starts work, changes the
+    /// results or the settings, or changes what the area shows.
+    void EnableWorkCommands(bool enable);
+    /// Shows a help viewer modally over a blank area (over "Please wait ..."
+    /// during the power test).
+    void ShowViewer(wxDialog* viewer);
+    /// Handles the window's pending events (repaints, moves, menus) while
+    /// the power test waits for its threads.
+    void AnswerWhileWaiting();
+
     wxCriticalSection m_criticalSection;  // made and destroyed with the frame; never entered
+    bool m_powerTestRunning = false;
+    bool m_closeAfterTest = false;  ///< closed during the power test: goes when the workers have ended
 };
