@@ -57,7 +57,7 @@ void MainFrame::EnableWorkCommands(bool enable)
         item->Enable(enable);
 }
 
-void MainFrame::AnswerWhileWaiting()
+void AnswerWindowEvents()
 {
     // Every kind of event, the window's own queued ones too; the handlers
     // that must not run now know that the test runs.
@@ -117,7 +117,7 @@ void MainFrame::OnPower(wxCommandEvent&)
     // or changes the table or the settings can be chosen meanwhile.
     m_powerTestRunning = true;
     EnableWorkCommands(false);
-    SetPowerWaitHook([this] { AnswerWhileWaiting(); });
+    SetPowerWaitHook(AnswerWindowEvents);
     LastPowerPoints = RunPowerBenchmark();
     SetPowerWaitHook(nullptr);
     EnableWorkCommands(true);

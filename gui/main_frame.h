@@ -7,6 +7,10 @@
 
 class wxDialog;
 
+/// Handles the windows' pending events (repaints, moves, menus): what the
+/// main window does while the power test waits for its threads.
+void AnswerWindowEvents();
+
 class MainFrame : public MainFrameBase {
 public:
     explicit MainFrame(wxWindow* parent);
@@ -36,10 +40,6 @@ private:
     /// Shows a help viewer modally over a blank area (over "Please wait ..."
     /// during the power test).
     void ShowViewer(wxDialog* viewer);
-    /// Handles the window's pending events (repaints, moves, menus) while
-    /// the power test waits for its threads.
-    void AnswerWhileWaiting();
-
     wxCriticalSection m_criticalSection;  // made and destroyed with the frame; never entered
     bool m_powerTestRunning = false;
     bool m_closeAfterTest = false;  ///< closed during the power test: goes when the workers have ended
