@@ -3,6 +3,7 @@
 #include <wx/brush.h>
 #include <wx/colour.h>
 #include <wx/dc.h>
+#include <wx/pen.h>
 
 void DrawLayout(wxDC& dc, const ViewLayout& layout)
 {
@@ -12,7 +13,14 @@ void DrawLayout(wxDC& dc, const ViewLayout& layout)
             dc.DrawText(item.text, item.x, item.y);
             break;
         case ViewItem::Kind::Line:
-            dc.DrawLine(item.x, item.y, item.x2, item.y2);
+            if (item.pen.empty()) {
+                dc.DrawLine(item.x, item.y, item.x2, item.y2);
+            } else {
+                const wxPen previous = dc.GetPen();
+                dc.SetPen(wxPen(wxColour(item.pen), 1, wxPENSTYLE_SOLID));
+                dc.DrawLine(item.x, item.y, item.x2, item.y2);
+                dc.SetPen(previous);
+            }
             break;
         case ViewItem::Kind::Rectangle:
         case ViewItem::Kind::RoundedRectangle:

@@ -12,7 +12,7 @@ ViewItem TextItem(const wxString& text, int x, int y)
     return item;
 }
 
-ViewItem LineItem(int x1, int y1, int x2, int y2)
+ViewItem LineItem(int x1, int y1, int x2, int y2, const wxString& pen)
 {
     ViewItem item;
     item.kind = ViewItem::Kind::Line;
@@ -20,6 +20,7 @@ ViewItem LineItem(int x1, int y1, int x2, int y2)
     item.y = y1;
     item.x2 = x2;
     item.y2 = y2;
+    item.pen = pen;
     return item;
 }
 

@@ -17,6 +17,7 @@ struct ViewItem {
     int y2 = 0;           ///< rectangles: height; Line: end y
     double radius = 0.0;  ///< RoundedRectangle: corner radius
     wxString brush;       ///< rectangles: colour name of a solid brush; empty keeps the DC's brush
+    wxString pen;         ///< Line: colour name of a solid one-pixel pen; empty keeps the DC's pen
 
     bool operator==(const ViewItem&) const = default;
 };
@@ -24,7 +25,7 @@ struct ViewItem {
 using ViewLayout = std::vector<ViewItem>;
 
 ViewItem TextItem(const wxString& text, int x, int y);
-ViewItem LineItem(int x1, int y1, int x2, int y2);
+ViewItem LineItem(int x1, int y1, int x2, int y2, const wxString& pen = wxString());
 ViewItem RectangleItem(int x, int y, int width, int height, const wxString& brush);
 ViewItem RoundedRectangleItem(int x, int y, int width, int height, double radius,
                               const wxString& brush);
