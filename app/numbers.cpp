@@ -1,5 +1,8 @@
 #include "app/numbers.h"
 
+#include <charconv>
+#include <cmath>
+
 #include <clocale>
 #include <cwchar>
 #include <cwctype>
@@ -59,4 +62,11 @@ double ParseReal(const wchar_t* text, const wchar_t** end)
 std::int32_t WrappingMultiply(std::int32_t a, std::int32_t b)
 {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
+
+std::string FormatFixed(double value, int decimals)
+{
+    char text[400];
+    const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
+    return end.ec == std::errc() && std::isfinite(value) ? std::string(text, end.ptr) : std::string();
 }

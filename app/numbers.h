@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 /// Reads a decimal integer the way atoi does: leading white space, an
 /// optional sign, then digits; anything after them is ignored and text
@@ -12,6 +13,10 @@ std::int32_t ParseInt(const wchar_t* text);
 /// space, then the longest number; text that is no number gives 0. Sets
 /// `*end` (when given) just past what was read.
 double ParseReal(const wchar_t* text, const wchar_t** end = nullptr);
+
+/// `value` with `decimals` digits after a point, the same in every locale
+/// ("3.41", never "3,41"); an empty text for a value that is not finite.
+std::string FormatFixed(double value, int decimals);
 
 /// Multiplies with 32-bit two's-complement wrap-around, as the processor does.
 std::int32_t WrappingMultiply(std::int32_t a, std::int32_t b);

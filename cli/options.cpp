@@ -21,6 +21,8 @@ const std::vector<CliOption>& CliOptions()
         {"append", nullptr, false, "add the record to the results file"},
         {"results", "PATH", false,
          "use the results file PATH instead of the one beside the program (results, record, merge)"},
+        {"log", "FILE", false, "write the heat test's readings to FILE, one CSV row a second"},
+        {"plot", "FILE", false, "draw the finished heat view with its temperature curve into FILE as SVG"},
     };
     return options;
 }
@@ -31,7 +33,9 @@ const std::vector<CliCommand>& CliCommands()
         {"speed", "", "the speed test: one task for 10 s", {"seconds"}, ""},
         {"power", "", "the power test: N threads for 10 s, with the per-core reference and the HTT efficiency",
          {"seconds", "threads", "htt", "no-htt", "htt-off-result"}, ""},
-        {"heat", "", "the heat test: every processor busy for M minutes", {"seconds", "minutes"}, "minutes"},
+        {"heat", "", "the heat test: every processor busy for M minutes, with the temperatures and frequencies "
+                     "the machine's sensors report",
+         {"seconds", "minutes", "log", "plot"}, "minutes"},
         {"info", "", "what CPUID reports about the processor", {}, ""},
         {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, ""},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",

@@ -19,6 +19,9 @@
 #include "results/results_file.h"
 #include "results/results_table.h"
 #include "results/search.h"
+#include "sensors/heat_readings.h"
+#include "views/heat_view.h"
+#include "views/svg.h"
 
 #include <wx/cmdline.h>
 #include <wx/log.h>
@@ -28,7 +31,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -67,6 +72,8 @@ struct Options {
     wxString search;
     bool append = false;
     wxString results;                 ///< --results: another results file
+    wxString log;                     ///< --log: the heat test's readings, one CSV row a second
+    wxString plot;                    ///< --plot: the heat view with its readings, as SVG
     std::vector<wxString> files;      ///< merge's files; "-" is standard input
 };
 
@@ -243,16 +250,95 @@ int Power(const Options& options)
     return 0;
 }
 
+// The heat log, one row a second, flushed row by row (a stopped run keeps
+// what it logged).
+class HeatLog {
+public:
+    /// False, with the reason told, when the file cannot be written.
+    bool Open(const wxString& path)
+    {
+        m_file = std::fopen(path.fn_str(), "w");
+        if (m_file == nullptr) {
+            std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
+                         Utf8(ErrorText(errno)).c_str());
+            return false;
+        }
+        return true;
+    }
+    ~HeatLog()
+    {
+        if (m_file != nullptr)
+            std::fclose(m_file);
+    }
+    void Line(const std::string& text)
+    {
+        if (m_file == nullptr)
+            return;
+        std::fputs(text.c_str(), m_file);
+        std::fputc('\n', m_file);
+        std::fflush(m_file);
+    }
+
+private:
+    std::FILE* m_file = nullptr;
+};
+
+// The finished heat view with its readings, as an SVG picture.
+bool WritePlot(const wxString& path)
+{
+    const ViewLayout layout = LayoutHeatView(ReadClockMillis());
+    int bottom = 200;
+    for (const ViewItem& item : layout)
+        bottom = std::max(bottom, (item.kind == ViewItem::Kind::Line ? std::max(item.y, item.y2) : item.y) + 40);
+    const std::string svg = LayoutToSvg(layout, 900, bottom, 12);
+    if (const int error = WriteFileAtomically(path, svg.data(), svg.size())) {
+        std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
+                     Utf8(ErrorText(error)).c_str());
+        return false;
+    }
+    return true;
+}
+
+// What the sensors said, for the summary line.
+std::string SensorSummary()
+{
+    const std::optional<double> highest = HeatReadings.HighestCelsius();
+    const std::optional<double> lowest = HeatReadings.LowestMhz();
+    if (!highest && !lowest)
+        return "no temperature or frequency sensor answered";
+    std::string text = highest ? "highest temperature " + Points(*highest) + " \u00B0C"
+                               : std::string("no temperature sensor answered");
+    text += lowest ? ", lowest frequency " + FormatFixed(*lowest / 1000.0, 2) + " GHz"
+                   : std::string(", no frequency sensor answered");
+    if (HeatReadings.Throttled())
+        text += "; the processor slowed down at its highest temperature (thermal throttling)";
+    return text;
+}
+
 int Heat(const Options& options)
 {
     HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
                                          : static_cast<std::int32_t>(options.minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
+    HeatLog log;
+    if (!options.log.empty() && !log.Open(options.log))
+        return 1;
+    StartHeatReadings();
+    log.Line(HeatLogHeader(HeatSensorNames()));
     const auto start = std::chrono::steady_clock::now();
     {
         Progress progress(ShowProgress(options), HeatTestMillis / 1000.0);
         progress.SetPhase("heating");
         StartHeatTest();
+        // One sample a second, at whole seconds since the start.
+        std::int64_t nextSample = 1;
+        const auto sample = [&] {
+            const std::int64_t elapsed = ReadClockMillis() - HeatStart.GetValue();
+            if (elapsed < nextSample * 1000)
+                return;
+            log.Line(HeatLogRow(SampleHeatReadings(elapsed / 1000), HeatSensorNames().size()));
+            nextSample = elapsed / 1000 + 1;
+        };
         while (HeatDoneProduct() == 0) {
             wxMilliSleep(100);
             const wxString message = TakeHeatMessage();
@@ -260,17 +346,25 @@ int Heat(const Options& options)
                 std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(message).c_str());
                 return 1;
             }
+            sample();
         }
         FinishHeatTest();
     }
     const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (options.json)
-        std::printf("{\"test\": \"heat\", \"workers\": %u, \"milliseconds\": %d, \"seconds\": %.0f}\n", ThreadCount,
-                    HeatTestMillis, took);
-    else
-        std::printf("Heat test: %u workers busy for %.0f s (%s)\n", ThreadCount, took,
+    if (!options.plot.empty() && !WritePlot(options.plot))
+        return 1;
+    if (options.json) {
+        const auto number = [](const std::optional<double>& value) { return value ? JsonNumber(*value) : "null"; };
+        std::printf("{\"test\": \"heat\", \"workers\": %u, \"milliseconds\": %d, \"seconds\": %.0f, "
+                    "\"highestCelsius\": %s, \"lowestMhz\": %s, \"throttled\": %s}\n",
+                    ThreadCount, HeatTestMillis, took, number(HeatReadings.HighestCelsius()).c_str(),
+                    number(HeatReadings.LowestMhz()).c_str(), HeatReadings.Throttled() ? "true" : "false");
+    } else {
+        std::printf("Heat test: %u workers busy for %.0f s (%s); %s\n", ThreadCount, took,
                     options.seconds > 0 ? ("run shortened to " + std::to_string(options.seconds) + " s").c_str()
-                                        : (std::to_string(options.minutes) + " min").c_str());
+                                        : (std::to_string(options.minutes) + " min").c_str(),
+                    SensorSummary().c_str());
+    }
     return 0;
 }
 
@@ -473,6 +567,10 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
     if (parser.Found(wxS("results"), &options.results) && options.results.empty())
         return wxS("--results needs a PATH");
+    if (parser.Found(wxS("log"), &options.log) && options.log.empty())
+        return wxS("--log needs a FILE");
+    if (parser.Found(wxS("plot"), &options.plot) && options.plot.empty())
+        return wxS("--plot needs a FILE");
     options.searching = parser.Found(wxS("search"), &options.search);
     options.append = parser.Found(wxS("append"));
     options.json = parser.Found(wxS("json"));

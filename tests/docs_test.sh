@@ -68,6 +68,8 @@ expect "--json --quiet --results " tarnwick-cli merge lab.csv --
 expect "--json --quiet --results " tarnwick-cli --json merge -
 expect "--json --quiet --results --search " tarnwick-cli results --
 expect "" tarnwick-cli info x
+expect "folder lab.csv other.csv plot.svg " tarnwick-cli heat --minutes 1 --log ""
+expect "plot.svg " tarnwick-cli heat --plot p
 # Every option --help lists is offered after some command.
 all=""
 for command in $commands; do

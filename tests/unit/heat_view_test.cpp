@@ -1,7 +1,13 @@
 #include "app/state.h"
+#include "sensor_tree.h"
+#include "sensors/heat_readings.h"
+#include "view_printing.h"
 #include "views/heat_view.h"
 
 #include <gtest/gtest.h>
+
+#include <clocale>
+#include <string>
 
 namespace {
 class HeatView : public ::testing::Test {
@@ -10,12 +16,25 @@ protected:
     {
         HeatTestMillis = 600000;
         HeatStart = 1000000;
+        HeatReadings.Clear();
     }
     void TearDown() override
     {
         HeatState = 0;
         HeatTestMillis = 600000;
         HeatStart = HeatViewNow = 0;
+        HeatReadings.Clear();
+    }
+
+    static void Sample(double seconds, std::optional<double> celsius, std::optional<double> averageMhz,
+                       std::optional<double> lowestMhz)
+    {
+        SensorSample sample;
+        sample.seconds = seconds;
+        sample.celsius = celsius;
+        sample.averageMhz = averageMhz;
+        sample.lowestMhz = lowestMhz;
+        HeatReadings.Add(sample);
     }
 };
 
@@ -108,4 +127,182 @@ TEST_F(HeatView, AnyOtherStateShowsNothing)
 {
     HeatState = 7;
     EXPECT_TRUE(LayoutHeatView(0).empty());
+}
+
+// ---- what the sensors said, below the view's own items
+
+TEST_F(HeatView, WithoutReadingsEachStateIsTheViewAlone)
+{
+    for (const int state : {0, 1, 2}) {
+        HeatState = state;
+        EXPECT_EQ(LayoutHeatView(1000000 + 150000).size(), state == 0 || state == 1 ? 6u : 7u) << state;
+    }
+}
+
+TEST_F(HeatView, WhileRunningTheLatestAndExtremeReadingsAndTheCurveFollow)
+{
+    HeatState = 2;
+    Sample(1, 60.0, 3400.0, 3300.0);
+    Sample(2, 64.0, 3410.0, 3350.0);
+    const ViewLayout layout = LayoutHeatView(1000000 + 150000);
+    ASSERT_EQ(layout.size(), 7u + 4u + 7u);
+    const ViewLayout readings(layout.begin() + 7, layout.end());
+    const ViewLayout expected = {
+        TextItem(wxS("Temperature:"), 10, 144),
+        TextItem(wxS("64 \u00B0C (highest 64 \u00B0C)"), 150, 144),
+        TextItem(wxS("Frequency:"), 10, 160),
+        TextItem(wxS("3.41 GHz (lowest 3.30 GHz)"), 150, 160),
+        // The plot two lines further down: axes, scale in tens, time across the test.
+        LineItem(60, 208, 60, 328),
+        LineItem(60, 328, 460, 328),
+        TextItem(wxS("70 \u00B0C"), 10, 202),
+        TextItem(wxS("60 \u00B0C"), 10, 322),
+        TextItem(wxS("0"), 60, 332),
+        TextItem(wxS("10 min"), 420, 332),
+        LineItem(60, 328, 61, 280, wxS("RED")),
+    };
+    EXPECT_EQ(readings, expected);
+}
+
+TEST_F(HeatView, FinishedAndThrottledSaysSo)
+{
+    HeatState = 1;
+    HeatTestMillis = 120000;
+    for (int second = 1; second <= 120; ++second) {
+        const bool late = second >= 90;
+        Sample(second, late ? 95.0 : 80.0 + second / 10.0, late ? 2900.0 : 3400.0, late ? 2800.0 : 3350.0);
+    }
+    const ViewLayout layout = LayoutHeatView(0);
+    ASSERT_GE(layout.size(), 6u + 5u);
+    EXPECT_EQ(layout[6], TextItem(wxS("Temperature:"), 10, 144));
+    EXPECT_EQ(layout[7], TextItem(wxS("95 \u00B0C (highest 95 \u00B0C)"), 150, 144));
+    EXPECT_EQ(layout[9], TextItem(wxS("2.90 GHz (lowest 2.80 GHz)"), 150, 160));
+    EXPECT_EQ(layout[10],
+              TextItem(wxS("The processor slowed down at its highest temperature (thermal throttling)."), 10, 176));
+    EXPECT_EQ(layout[11], LineItem(60, 224, 60, 344));  // the plot below that line
+    EXPECT_EQ(layout[16], TextItem(wxS("2 min"), 420, 348));
+    EXPECT_EQ(layout.size(), 6u + 5u + 6u + 119u);  // a segment between each two samples
+}
+
+TEST_F(HeatView, TheThrottlingLineWaitsForTheEnd)
+{
+    HeatState = 2;
+    for (int second = 1; second <= 120; ++second)
+        Sample(second, 95.0, second >= 90 ? 2900.0 : 3400.0, 2800.0);
+    ASSERT_TRUE(HeatReadings.Throttled());
+    for (const ViewItem& item : LayoutHeatView(1000000 + 60000))
+        EXPECT_EQ(item.text.find(wxS("throttling")), wxString::npos);
+}
+
+TEST_F(HeatView, AVirtualMachineWithOnlyAFrequencyShowsThatLineAndNoPlot)
+{
+    HeatState = 1;
+    Sample(1, std::nullopt, 2096.04, 2096.04);
+    Sample(2, std::nullopt, 2096.04, 2096.04);
+    const ViewLayout layout = LayoutHeatView(0);
+    ASSERT_EQ(layout.size(), 6u + 2u);
+    EXPECT_EQ(layout[6], TextItem(wxS("Frequency:"), 10, 144));
+    EXPECT_EQ(layout[7], TextItem(wxS("2.10 GHz (lowest 2.10 GHz)"), 150, 144));
+}
+
+TEST_F(HeatView, ASensorThatStoppedAnsweringShowsNoLatestValue)
+{
+    HeatState = 2;
+    Sample(1, 70.0, 3000.0, 3000.0);
+    Sample(2, std::nullopt, std::nullopt, std::nullopt);
+    const ViewLayout layout = LayoutHeatView(1000000 + 2000);
+    EXPECT_EQ(layout[8], TextItem(wxS("- (highest 70 \u00B0C)"), 150, 144));
+    EXPECT_EQ(layout[10], TextItem(wxS("- (lowest 3.00 GHz)"), 150, 160));
+    // One reading is one point of the curve.
+    EXPECT_EQ(layout.back(), LineItem(60, 328, 61, 328, wxS("RED")));
+}
+
+TEST_F(HeatView, AShortTestIsPlottedInSeconds)
+{
+    HeatState = 1;
+    HeatTestMillis = 30000;
+    Sample(10, 50.0, std::nullopt, std::nullopt);
+    Sample(20, 50.0, std::nullopt, std::nullopt);
+    const ViewLayout layout = LayoutHeatView(0);
+    ASSERT_EQ(layout.size(), 6u + 2u + 7u);
+    EXPECT_EQ(layout[10], TextItem(wxS("60 \u00B0C"), 10, 186));
+    EXPECT_EQ(layout[11], TextItem(wxS("50 \u00B0C"), 10, 306));
+    EXPECT_EQ(layout[13], TextItem(wxS("30 s"), 420, 316));
+    EXPECT_EQ(layout.back(), LineItem(193, 312, 326, 312, wxS("RED")));
+}
+
+TEST_F(HeatView, FrequenciesKeepTheirPointInACommaLocale)
+{
+    const std::string saved = std::setlocale(LC_ALL, nullptr);
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr) << "the de_DE.UTF-8 locale is not installed";
+    HeatState = 1;
+    Sample(1, std::nullopt, 3456.0, 3210.0);
+    const ViewLayout layout = LayoutHeatView(0);
+    std::setlocale(LC_ALL, saved.c_str());
+    EXPECT_EQ(layout[7], TextItem(wxS("3.46 GHz (lowest 3.21 GHz)"), 150, 144));
+}
+
+namespace {
+class HeatReadingsOfAMachine : public ::testing::Test, public MachineTree {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(Create());
+        SensorRoot = root.string();
+    }
+    void TearDown() override
+    {
+        SensorRoot = "/";
+        HeatReadings.Clear();
+        StartHeatReadings();  // forget this machine's sensors
+        HeatReadings.Clear();
+        Destroy();
+    }
+};
+}  // namespace
+
+TEST_F(HeatReadingsOfAMachine, EachSampleReadsEverySensorOnceAndIsKept)
+{
+    Desktop();
+    Write("proc/stat", "cpu  100 0 100 800 0 0 0 0 0 0\n");
+    StartHeatReadings();
+    EXPECT_TRUE(HeatSensorsFound());
+    EXPECT_EQ(HeatSensorNames(), (std::vector<std::string>{"k10temp:Tctl", "k10temp:Tccd1", "k10temp:Tccd2"}));
+    // A second later the processors were busy for 150 of 200 jiffies.
+    Write("proc/stat", "cpu  200 0 150 850 0 0 0 0 0 0\n");
+    const HeatSample sample = SampleHeatReadings(1.0);
+    EXPECT_EQ(sample.busyPercent, std::optional<double>(75.0));
+    EXPECT_EQ(sample.sensors.celsius, std::optional<double>(65.25));
+    EXPECT_EQ(sample.sensors.averageMhz, std::optional<double>(3750.0));
+    EXPECT_EQ(sample.sensors.lowestMhz, std::optional<double>(3000.0));
+    ASSERT_EQ(HeatReadings.Samples().size(), 1u);
+    EXPECT_EQ(HeatReadings.HighestCelsius(), std::optional<double>(65.25));
+    EXPECT_EQ(HeatLogHeader(HeatSensorNames()),
+              "seconds,busy %,k10temp:Tctl,k10temp:Tccd1,k10temp:Tccd2,average MHz,lowest MHz");
+    EXPECT_EQ(HeatLogRow(sample, 3), "1,75.0,65.2,70.1,60.0,3750,3000");
+    // The next test starts afresh.
+    StartHeatReadings();
+    EXPECT_TRUE(HeatReadings.Samples().empty());
+}
+
+TEST_F(HeatReadingsOfAMachine, AMachineWithoutSensorsLogsOnlyTimeAndLoad)
+{
+    StartHeatReadings();
+    EXPECT_FALSE(HeatSensorsFound());
+    EXPECT_TRUE(HeatSensorNames().empty());
+    const HeatSample sample = SampleHeatReadings(3.0);
+    EXPECT_EQ(HeatLogHeader({}), "seconds,busy %,average MHz,lowest MHz");
+    EXPECT_EQ(HeatLogRow(sample, 0), "3,,,");  // no /proc/stat either
+    EXPECT_FALSE(HeatReadings.HighestCelsius());
+}
+
+TEST_F(HeatReadingsOfAMachine, LogCellsAreQuotedWhenTheyHoldASeparatorAndEmptyWhenASensorIsGone)
+{
+    EXPECT_EQ(HeatLogHeader({"chip:a,b", "chip:say \"hi\""}),
+              "seconds,busy %,\"chip:a,b\",\"chip:say \"\"hi\"\"\",average MHz,lowest MHz");
+    HeatSample sample;
+    sample.sensors.seconds = 5;
+    sample.sensors.sensors = {71.25, std::nullopt};
+    sample.busyPercent = 99.96;
+    EXPECT_EQ(HeatLogRow(sample, 2), "5,100.0,71.2,,,");
 }

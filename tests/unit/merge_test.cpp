@@ -88,8 +88,9 @@ TEST_F(Merge, ALineTwiceInTheInputIsAddedOnce)
 TEST_F(Merge, RefusedLinesAreReportedWithFileAndLineAndNeverReachTheTable)
 {
     Write("cpu_results.csv", Line("Old") + "\n");
+    const std::string second = std::string(1, '\n') + Line("B", "fast") + "\n" + Line("C");  // an empty line first
     const MergeOutcome o = MergeResults({MergeSource{wxS("first.csv"), Line("A") + "\nnot a record\n"},
-                                         MergeSource{wxS("second.csv"), "\n" + Line("B", "fast") + "\n" + Line("C")}});
+                                         MergeSource{wxS("second.csv"), second}});
     EXPECT_EQ(o.added, 2u);
     ASSERT_EQ(o.refused.size(), 3u);
     EXPECT_EQ(o.refused[0].source, "first.csv");

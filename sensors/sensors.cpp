@@ -1,0 +1,361 @@
+#include "sensors/sensors.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Plausible bounds: anything outside is a broken sensor, not a reading.
+constexpr long long LowestMillidegrees = -50000;
+constexpr long long HighestMillidegrees = 150000;
+constexpr long long HighestKilohertz = 20000000;  // 20 GHz
+constexpr double HighestMhz = 20000.0;
+
+// /proc/cpuinfo of a very large machine stays far below this.
+constexpr std::size_t CpuinfoLimit = 16u << 20;
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+std::string_view Trim(std::string_view text)
+{
+    while (!text.empty() && IsSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+/// The whole text as one integer, or nullopt (empty, junk, out of range).
+std::optional<long long> ParseWholeInteger(std::string_view text)
+{
+    text = Trim(text);
+    if (text.empty())
+        return std::nullopt;
+    long long value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || ptr != end)
+        return std::nullopt;
+    return value;
+}
+
+/// One "cpu MHz" value: a plain decimal such as "2096.040".
+std::optional<double> ParseMhz(std::string_view text)
+{
+    text = Trim(text);
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+    // Written so that NaN fails the bounds too.
+    if (error != std::errc() || ptr != end || !(value > 0.0 && value <= HighestMhz))
+        return std::nullopt;
+    return value;
+}
+
+/// Reads a small file with one read into `buffer`. Returns the bytes read,
+/// or -1 when the file cannot be read or fills the buffer (too long to be
+/// what we look for). Non-blocking, so that a FIFO in the tree cannot hang.
+template <std::size_t N>
+ssize_t ReadSmallFile(const char* path, std::array<char, N>& buffer)
+{
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return -1;
+    ssize_t count;
+    do
+        count = ::read(fd, buffer.data(), buffer.size());
+    while (count < 0 && errno == EINTR);
+    ::close(fd);
+    if (count < 0 || static_cast<std::size_t>(count) >= buffer.size())
+        return -1;
+    return count;
+}
+
+/// A short text file (a chip's name, a label), trimmed, with control
+/// characters made spaces so that it stays one line; nullopt when absent,
+/// unreadable or empty. Longer text is cut at 255 bytes.
+std::optional<std::string> ReadShortText(const std::string& path)
+{
+    std::array<char, 256> buffer;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return std::nullopt;
+    ssize_t count;
+    do
+        count = ::read(fd, buffer.data(), buffer.size() - 1);
+    while (count < 0 && errno == EINTR);
+    ::close(fd);
+    if (count <= 0)
+        return std::nullopt;
+    std::string text(Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count))));
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = ' ';
+    if (text.empty())
+        return std::nullopt;
+    return text;
+}
+
+/// A whole file of any length up to CpuinfoLimit; nullopt when unreadable.
+std::optional<std::string> ReadWholeFile(const char* path)
+{
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return std::nullopt;
+    std::string text;
+    constexpr std::size_t Chunk = 65536;
+    for (;;) {
+        const std::size_t used = text.size();
+        if (used >= CpuinfoLimit)
+            break;
+        text.resize(used + Chunk);
+        ssize_t count;
+        do
+            count = ::read(fd, text.data() + used, Chunk);
+        while (count < 0 && errno == EINTR);
+        if (count < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        text.resize(used + static_cast<std::size_t>(count));
+        if (count == 0)
+            break;
+    }
+    ::close(fd);
+    return text;
+}
+
+/// The entries of `dir` named prefix + digits + suffix ("hwmon3",
+/// "temp10_input"), sorted by their number. Missing directories give none.
+std::vector<std::pair<unsigned long, std::string>> NumberedEntries(const fs::path& dir, std::string_view prefix,
+                                                                   std::string_view suffix)
+{
+    std::vector<std::pair<unsigned long, std::string>> found;
+    std::error_code error;
+    fs::directory_iterator it(dir, error);
+    if (error)
+        return found;
+    for (; it != fs::directory_iterator(); it.increment(error)) {
+        if (error)
+            break;
+        const std::string name = it->path().filename().string();
+        std::string_view rest(name);
+        if (rest.size() <= prefix.size() + suffix.size() || !rest.starts_with(prefix) || !rest.ends_with(suffix))
+            continue;
+        rest = rest.substr(prefix.size(), rest.size() - prefix.size() - suffix.size());
+        if (!std::all_of(rest.begin(), rest.end(), IsDigit))
+            continue;
+        unsigned long number = 0;
+        const auto [ptr, parseError] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+        if (parseError != std::errc() || ptr != rest.data() + rest.size())
+            continue;
+        found.emplace_back(number, name);
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+bool Exists(const fs::path& path)
+{
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
+bool IsProcessorChip(std::string_view chip)
+{
+    return chip == "k10temp" || chip == "coretemp" || chip == "zenpower" || chip == "cpu_thermal";
+}
+
+/// The sensors that speak for the whole processor rather than a part of it.
+bool IsChipLevel(std::string_view chip, std::string_view label)
+{
+    if (chip == "k10temp" || chip == "zenpower")
+        return label == "Tctl" || label == "Tdie";
+    if (chip == "coretemp")
+        return label.starts_with("Package id ");
+    return false;
+}
+
+}  // namespace
+
+std::optional<double> ParseMillidegrees(std::string_view text)
+{
+    const std::optional<long long> value = ParseWholeInteger(text);
+    if (!value || *value < LowestMillidegrees || *value > HighestMillidegrees)
+        return std::nullopt;
+    return static_cast<double>(*value) / 1000.0;
+}
+
+std::optional<double> ParseKilohertz(std::string_view text)
+{
+    const std::optional<long long> value = ParseWholeInteger(text);
+    if (!value || *value <= 0 || *value > HighestKilohertz)
+        return std::nullopt;
+    return static_cast<double>(*value) / 1000.0;
+}
+
+std::vector<double> ParseCpuinfoMhz(std::string_view text)
+{
+    constexpr std::string_view key = "cpu MHz";
+    std::vector<double> values;
+    while (!text.empty()) {
+        const std::size_t newline = text.find('\n');
+        std::string_view line = text.substr(0, newline);
+        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
+        if (!line.starts_with(key))
+            continue;
+        line.remove_prefix(key.size());
+        while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
+            line.remove_prefix(1);
+        if (line.empty() || line.front() != ':')
+            continue;
+        if (const std::optional<double> mhz = ParseMhz(line.substr(1)))
+            values.push_back(*mhz);
+    }
+    return values;
+}
+
+MachineSensors::MachineSensors(std::string root)
+{
+    if (root.empty())
+        root.push_back('/');  // the machine itself
+    FindHwmonTemperatures(root);
+    if (m_temperatures.empty())
+        FindThermalZones(root);
+    FindFrequencies(root);
+}
+
+void MachineSensors::AddTemperature(std::string name, std::string path, bool headline)
+{
+    // Two sockets give two chips of one name: later ones get "#2", "#3".
+    std::string unique = name;
+    for (int copy = 2; std::find(m_names.begin(), m_names.end(), unique) != m_names.end(); ++copy)
+        unique = name + "#" + std::to_string(copy);
+    m_names.push_back(std::move(unique));
+    m_temperatures.push_back({std::move(path), headline});
+}
+
+void MachineSensors::FindHwmonTemperatures(const std::string& root)
+{
+    const fs::path hwmon = fs::path(root) / "sys/class/hwmon";
+    for (const auto& [index, entry] : NumberedEntries(hwmon, "hwmon", "")) {
+        // Older kernels keep the attributes in the device's directory.
+        fs::path chipDir = hwmon / entry;
+        if (!Exists(chipDir / "name") && Exists(chipDir / "device/name"))
+            chipDir /= "device";
+        const std::optional<std::string> chip = ReadShortText((chipDir / "name").string());
+        if (!chip || !IsProcessorChip(*chip))
+            continue;
+        const std::size_t first = m_temperatures.size();
+        bool chipHasLevel = false;
+        for (const auto& [number, file] : NumberedEntries(chipDir, "temp", "_input")) {
+            const std::string stem = "temp" + std::to_string(number);
+            const std::string label = ReadShortText((chipDir / (stem + "_label")).string()).value_or(stem);
+            const bool level = IsChipLevel(*chip, label);
+            chipHasLevel = chipHasLevel || level;
+            AddTemperature(*chip + ":" + label, (chipDir / file).string(), level);
+        }
+        // A chip without processor-wide sensors (cpu_thermal) offers all of its own.
+        if (!chipHasLevel)
+            for (std::size_t i = first; i < m_temperatures.size(); ++i)
+                m_temperatures[i].headline = true;
+    }
+}
+
+void MachineSensors::FindThermalZones(const std::string& root)
+{
+    const fs::path thermal = fs::path(root) / "sys/class/thermal";
+    std::vector<std::pair<std::string, fs::path>> package, acpi;  // (name, temp file)
+    for (const auto& [index, entry] : NumberedEntries(thermal, "thermal_zone", "")) {
+        const std::optional<std::string> type = ReadShortText((thermal / entry / "type").string());
+        if (type == "x86_pkg_temp")
+            package.emplace_back(*type + ":" + entry, thermal / entry / "temp");
+        else if (type == "acpitz")
+            acpi.emplace_back(*type + ":" + entry, thermal / entry / "temp");
+    }
+    for (auto& [name, path] : package.empty() ? acpi : package)
+        AddTemperature(std::move(name), path.string(), true);
+}
+
+void MachineSensors::FindFrequencies(const std::string& root)
+{
+    const fs::path cpus = fs::path(root) / "sys/devices/system/cpu";
+    bool anyAnswered = false;
+    for (const auto& [index, entry] : NumberedEntries(cpus, "cpu", "")) {
+        const fs::path path = cpus / entry / "cpufreq/scaling_cur_freq";
+        if (!Exists(path))
+            continue;
+        m_frequencyPaths.push_back(path.string());
+        std::array<char, 32> buffer;
+        const ssize_t count = ReadSmallFile(m_frequencyPaths.back().c_str(), buffer);
+        if (count > 0 && ParseKilohertz(std::string_view(buffer.data(), static_cast<std::size_t>(count))))
+            anyAnswered = true;
+    }
+    m_cpuinfoPath = (fs::path(root) / "proc/cpuinfo").string();
+    // cpufreq when it answers; else /proc/cpuinfo when it has "cpu MHz";
+    // else cpufreq files that may answer later.
+    if (anyAnswered) {
+        m_frequencySource = FrequencySource::Cpufreq;
+        return;
+    }
+    const std::optional<std::string> cpuinfo = ReadWholeFile(m_cpuinfoPath.c_str());
+    if (cpuinfo && !ParseCpuinfoMhz(*cpuinfo).empty()) {
+        m_frequencySource = FrequencySource::Cpuinfo;
+        m_frequencyPaths.clear();
+    } else if (!m_frequencyPaths.empty()) {
+        m_frequencySource = FrequencySource::Cpufreq;
+    }
+}
+
+MachineSensors::Reading MachineSensors::Read() const
+{
+    Reading reading;
+    reading.celsius.reserve(m_temperatures.size());
+    std::array<char, 32> buffer;
+    for (const Temperature& sensor : m_temperatures) {
+        const ssize_t count = ReadSmallFile(sensor.path.c_str(), buffer);
+        std::optional<double> celsius;
+        if (count > 0)
+            celsius = ParseMillidegrees(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+        if (celsius && sensor.headline && (!reading.headlineCelsius || *celsius > *reading.headlineCelsius))
+            reading.headlineCelsius = celsius;
+        reading.celsius.push_back(celsius);
+    }
+
+    double sum = 0;
+    std::size_t count = 0;
+    auto add = [&](double mhz) {
+        sum += mhz;
+        ++count;
+        if (!reading.lowestMhz || mhz < *reading.lowestMhz)
+            reading.lowestMhz = mhz;
+    };
+    if (m_frequencySource == FrequencySource::Cpufreq) {
+        for (const std::string& path : m_frequencyPaths) {
+            const ssize_t bytes = ReadSmallFile(path.c_str(), buffer);
+            if (bytes <= 0)
+                continue;
+            if (const std::optional<double> mhz =
+                    ParseKilohertz(std::string_view(buffer.data(), static_cast<std::size_t>(bytes))))
+                add(*mhz);
+        }
+    } else if (m_frequencySource == FrequencySource::Cpuinfo) {
+        if (const std::optional<std::string> text = ReadWholeFile(m_cpuinfoPath.c_str()))
+            for (const double mhz : ParseCpuinfoMhz(*text))
+                add(mhz);
+    }
+    if (count > 0)
+        reading.averageMhz = sum / static_cast<double>(count);
+    return reading;
+}

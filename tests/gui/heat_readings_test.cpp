@@ -1,0 +1,136 @@
+// The heat view with what a machine's sensors said, on real pixels: the
+// readings and the temperature curve below the view's own picture, and
+// without sensors the view's own picture and nothing else.
+#include "../unit/sensor_tree.h"
+#include "app/resources.h"
+#include "app/state.h"
+#include "gui/main_frame.h"
+#include "gui_support.h"
+#include "sensors/heat_readings.h"
+#include "views/display.h"
+#include "views/heat_view.h"
+
+#include <wx/bitmap.h>
+#include <wx/dcmemory.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+class HeatReadingsPicture : public ::testing::Test, public MachineTree {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(Create());
+        SensorRoot = root.string();
+        HeatTestMillis = 120000;
+        HeatState = 1;
+    }
+    void TearDown() override
+    {
+        SensorRoot = "/";
+        HeatReadings.Clear();
+        HeatState = 0;
+        HeatTestMillis = 600000;
+        DisplayMode = DisplayBlank;
+        TheFrame().RepaintNow();
+        Destroy();
+    }
+
+    // Two minutes of a desktop heating up from 60 to 90 degrees while its
+    // processors slow down in the last half minute.
+    void TwoMinutesOfADesktop()
+    {
+        const std::string chip = Desktop();
+        StartHeatReadings();
+        for (int second = 1; second <= 120; ++second) {
+            const int celsius = second < 90 ? 60 + second / 3 : 90;
+            Write(chip + "/temp1_input", std::to_string(celsius * 1000) + "\n");
+            if (second == 90)
+                for (int cpu = 0; cpu < 16; ++cpu)
+                    Write("sys/devices/system/cpu/cpufreq/policy" + std::to_string(cpu) + "/scaling_cur_freq",
+                          "2500000\n");
+            SampleHeatReadings(second);
+        }
+    }
+
+    wxImage Show()
+    {
+        DisplayMode = DisplayHeat;
+        TheFrame().RepaintNow();
+        PumpEvents(50);
+        return CaptureClientArea(TheFrame());
+    }
+
+    // Red as the curve is drawn: its smoothed joints blend a little.
+    static bool IsRed(const wxImage& image, int x, int y)
+    {
+        return image.GetRed(x, y) >= 200 && image.GetGreen(x, y) <= 40 && image.GetBlue(x, y) <= 40;
+    }
+
+    static bool Is(const wxImage& image, int x, int y, const wxColour& colour)
+    {
+        return image.GetRed(x, y) == colour.Red() && image.GetGreen(x, y) == colour.Green() &&
+               image.GetBlue(x, y) == colour.Blue();
+    }
+};
+}  // namespace
+
+TEST_F(HeatReadingsPicture, AFinishedTestShowsItsReadingsAndItsCurveBelowTheView)
+{
+    TwoMinutesOfADesktop();
+    ASSERT_TRUE(HeatReadings.Throttled());
+    const wxImage image = Show();
+    // The view's own picture: the red bar and "100 %".
+    EXPECT_TRUE(Is(image, 100, 88, wxColour(wxS("RED"))));
+    // Three lines of text from y 144: temperature, frequency, throttling.
+    for (const int y : {144, 160, 176})
+        EXPECT_FALSE(InkBounds(image, BackgroundColour, wxRect(10, y, 400, 14)).IsEmpty()) << y;
+    EXPECT_TRUE(InkBounds(image, BackgroundColour, wxRect(10, 194, 40, 10)).IsEmpty());
+    // The plot two lines further: black axes (their smoothed ends aside), a
+    // red curve inside them.
+    const int top = 224, bottom = top + 120;
+    for (int y = top + 2; y <= bottom - 2; y += 10)
+        EXPECT_TRUE(Is(image, 60, y, *wxBLACK)) << y;
+    for (int x = 62; x <= 458; x += 12)
+        EXPECT_TRUE(Is(image, x, bottom, *wxBLACK) || IsRed(image, x, bottom)) << x;
+    int red = 0;
+    for (int y = top; y < bottom; ++y)
+        for (int x = 61; x <= 460; ++x)
+            red += IsRed(image, x, y) ? 1 : 0;
+    EXPECT_GT(red, 100);
+    // The curve ends at the highest temperature: 90 degrees is the top of the scale.
+    for (int x = 400; x <= 455; x += 5)
+        EXPECT_TRUE(IsRed(image, x, top)) << x;
+    EXPECT_TRUE(InkBounds(image, BackgroundColour, wxRect(470, top - 10, 400, 140)).IsEmpty());
+}
+
+TEST_F(HeatReadingsPicture, WithoutSensorsTheViewIsItsOwnPictureExactly)
+{
+    StartHeatReadings();  // an empty machine
+    for (int second = 1; second <= 5; ++second)
+        SampleHeatReadings(second);
+    ASSERT_EQ(HeatReadings.Samples().size(), 5u);
+    const wxImage window = Show();
+
+    // The same view drawn from its own items alone.
+    HeatReadings.Clear();
+    wxBitmap bitmap(window.GetWidth(), window.GetHeight(), 24);
+    {
+        wxMemoryDC dc(bitmap);
+        PaintDisplay(dc, DisplayHeat);
+    }
+    const wxImage alone = bitmap.ConvertToImage();
+    ASSERT_EQ(window.GetSize(), alone.GetSize());
+    int differing = 0;
+    for (int y = 0; y < window.GetHeight(); ++y)
+        for (int x = 0; x < window.GetWidth(); ++x)
+            differing += window.GetRed(x, y) != alone.GetRed(x, y) || window.GetGreen(x, y) != alone.GetGreen(x, y) ||
+                                 window.GetBlue(x, y) != alone.GetBlue(x, y)
+                             ? 1
+                             : 0;
+    EXPECT_EQ(differing, 0);
+    EXPECT_TRUE(InkBounds(window, BackgroundColour, wxRect(0, 130, window.GetWidth(), window.GetHeight() - 130))
+                    .IsEmpty());
+}
