@@ -4,7 +4,9 @@
 #include "bench/work_cycle.h"
 
 #include <wx/time.h>
+#include <wx/utils.h>
 
+#include <atomic>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -29,6 +31,14 @@ HeatBufferAllocator& Allocator()
     static HeatBufferAllocator allocator;
     return allocator;
 }
+
+void SleepMillis(unsigned long milliseconds)
+{
+    wxMilliSleep(milliseconds);
+}
+
+std::atomic<HeatClock> ClockInUse{ReadClockMillis};
+std::atomic<HeatSleep> SleepInUse{SleepMillis};
 
 void LeaveMessage(const wxString& text)
 {
@@ -108,22 +118,22 @@ void RunHeatWork(std::uint32_t index)
         arithmetic.c1 = 0;
         arithmetic.c2 = 0;
         for (std::int32_t pass = 0; pass < 65536; ++pass) {
-            const std::int64_t t1 = ReadClockMillis();
+            const std::int64_t t1 = HeatClockMillis();
             std::snprintf(buffer.get() + std::size_t(slotA) * 80, 80, "%f", static_cast<double>(t1));
-            const std::int64_t t2 = ReadClockMillis();
+            const std::int64_t t2 = HeatClockMillis();
             std::snprintf(buffer.get() + std::size_t(slotB) * 80, 80, "%f", static_cast<double>(t2));
             arithmetic.Pass(t1, t2);
             ++slotA;
             ++slotB;
         }
-        HeatWorkNow.store(ReadClockMillis(), std::memory_order_relaxed);
+        HeatWorkNow.store(HeatClockMillis(), std::memory_order_relaxed);
     }
     ThreadDone[index].store(1, std::memory_order_release);
 }
 
 void StartHeatTest()
 {
-    const wxLongLong now = wxGetLocalTimeMillis();
+    const wxLongLong now = HeatClockMillis();
     HeatStart = now;
     HeatWorkNow.store(now.GetValue(), std::memory_order_relaxed);
     HeatViewNow = now;
@@ -146,6 +156,33 @@ void FinishHeatTest()
 {
     HeatState = 1;
     ThreadDone.reset();
+}
+
+void RunHeatLoop(const std::function<void()>& eachSecond)
+{
+    StartHeatTest();
+    std::uint32_t done;
+    do {
+        done = HeatDoneProduct();  // taken before the sleep: one more second follows the last worker
+        SleepInUse.load(std::memory_order_relaxed)(1000);
+        eachSecond();
+    } while (done == 0);
+    FinishHeatTest();
+}
+
+std::int64_t HeatClockMillis()
+{
+    return ClockInUse.load(std::memory_order_relaxed)();
+}
+
+void SetHeatClock(HeatClock clock)
+{
+    ClockInUse.store(clock != nullptr ? clock : ReadClockMillis, std::memory_order_relaxed);
+}
+
+void SetHeatSleep(HeatSleep sleep)
+{
+    SleepInUse.store(sleep != nullptr ? sleep : SleepMillis, std::memory_order_relaxed);
 }
 
 wxString TakeHeatMessage()

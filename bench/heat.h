@@ -45,6 +45,25 @@ std::uint32_t HeatDoneProduct();
 /// HeatState 1 and the flags freed.
 void FinishHeatTest();
 
+/// The heat test after its dialog: StartHeatTest, then once a second the
+/// product of the flags, the one-second sleep and `eachSecond` (the repaint),
+/// until the product taken before a sleep was non-zero (so one more second
+/// follows the last worker); then FinishHeatTest.
+void RunHeatLoop(const std::function<void()>& eachSecond);
+
+/// The clock of the heat test, in milliseconds: its start, its workers and
+/// its view read it. ReadClockMillis unless a test has put another in.
+std::int64_t HeatClockMillis();
+
+/// Replaces the heat test's clock and the loop's sleep (for tests that run
+/// simulated time); null puts back ReadClockMillis and wxMilliSleep. Plain
+/// function pointers: the workers read the clock twice a pass. Set them only
+/// while no heat worker runs.
+using HeatClock = std::int64_t (*)();
+using HeatSleep = void (*)(unsigned long milliseconds);
+void SetHeatClock(HeatClock clock);
+void SetHeatSleep(HeatSleep sleep);
+
 /// A message a worker left for the user (shown by the waiting loop on the
 /// GUI thread), or an empty text; taking it clears it.
 wxString TakeHeatMessage();

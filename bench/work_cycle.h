@@ -1,6 +1,7 @@
 // The unit of benchmark work, and the timed loop that counts it.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 
@@ -29,6 +30,9 @@ void RunWorkCycle(WorkState& state);
 
 /// Phase 1: 32-bit integer and real arithmetic, logic and shifts, 1000 passes.
 void RunScalarMix(WorkState& state);
+/// Phase 1 stopped after `passes` passes (for tests: the values of the first
+/// passes); the same code as RunScalarMix.
+void RunScalarMixPasses(WorkState& state, double passes);
 /// Phase 2: signed bytes compared, multiplied and divided, 255 passes.
 void RunByteArrays(WorkState& state);
 /// Phase 3: doubles compared, multiplied and divided, 1000 passes.
@@ -53,3 +57,36 @@ struct TimedRun {
 /// on storage of the calling thread's stack. `millis` is at least 1000: the
 /// points divide by whole seconds.
 TimedRun RunTimedBlocks(std::int32_t millis, const MillisClock& clock = ReadClockMillis);
+
+/// The loop of RunTimedBlocks with `cycle(state)` as the cycle (RunTimedBlocks
+/// passes RunWorkCycle, inlined as if written there; tests pass one that
+/// counts).
+template <class Cycle>
+[[gnu::always_inline]] inline TimedRun RunTimedBlocksOf(std::int32_t millis, const MillisClock& clock, Cycle&& cycle)
+{
+    WorkState state;
+    state.bytesC[0] = 0;
+    state.valuesC[0] = 0.0;
+
+    TimedRun run;
+    run.startNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                         std::chrono::steady_clock::now().time_since_epoch())
+                         .count();
+    run.startMillis = static_cast<double>(clock());
+    double now = run.startMillis;
+    const double limit = static_cast<double>(millis);
+    volatile double blocks = 0.0;
+    while (limit > now - run.startMillis) {
+        volatile double cycles = 0.0;
+        while (cycles < 100.0) {
+            cycle(state);
+            cycles = cycles + 1.0;
+        }
+        now = static_cast<double>(clock());
+        blocks = blocks + 1.0;
+    }
+    run.blocks = blocks;
+    run.endMillis = now;
+    run.points = 10.0 * run.blocks / static_cast<double>(millis / 1000);
+    return run;
+}

@@ -286,7 +286,7 @@ private:
 // The finished heat view with its readings, as an SVG picture.
 bool WritePlot(const wxString& path)
 {
-    const ViewLayout layout = LayoutHeatView(ReadClockMillis());
+    const ViewLayout layout = LayoutHeatView(HeatClockMillis());
     int bottom = 200;
     for (const ViewItem& item : layout)
         bottom = std::max(bottom, (item.kind == ViewItem::Kind::Line ? std::max(item.y, item.y2) : item.y) + 40);
@@ -333,7 +333,7 @@ int Heat(const Options& options)
         // One sample a second, at whole seconds since the start.
         std::int64_t nextSample = 1;
         const auto sample = [&] {
-            const std::int64_t elapsed = ReadClockMillis() - HeatStart.GetValue();
+            const std::int64_t elapsed = HeatClockMillis() - HeatStart.GetValue();
             if (elapsed < nextSample * 1000)
                 return;
             log.Line(HeatLogRow(SampleHeatReadings(elapsed / 1000), HeatSensorNames().size()));

@@ -8,13 +8,13 @@
 #include "gui/power_thread_dialog.h"
 #include "gui/result_dialog.h"
 #include "gui/search_dialog.h"
+#include "sensors/heat_readings.h"
 
 #include <algorithm>
 
 #include <wx/app.h>
 #include <wx/thread.h>
 #include <wx/msgdlg.h>
-#include <wx/utils.h>
 #include <wx/window.h>
 
 void ShowSearchDialog()
@@ -46,21 +46,19 @@ void RunHeatTest()
     (new HeatDialog(nullptr))->ShowModal();
     if (DialogCancelled != 0)
         return;
-    StartHeatTest();
     wxWindow* frame = wxTheApp != nullptr ? wxTheApp->GetTopWindow() : nullptr;
-    std::uint32_t done;
-    do {
-        done = HeatDoneProduct();  // taken before the sleep: one more second follows the last worker
-        wxMilliSleep(1000);
+    StartHeatReadings();
+    RunHeatLoop([frame] {
         // Workers never touch the window; what one of them has to say is
         // shown from here.
         const wxString message = TakeHeatMessage();
         if (!message.empty())
             wxMessageBox(message, wxS("Tarnwick Benchmark"), wxOK | wxCENTRE);
+        // What the sensors say, once a second, for the view.
+        SampleHeatReadings(static_cast<double>(HeatClockMillis() - HeatStart.GetValue()) / 1000.0);
         if (frame != nullptr) {
             frame->Refresh(true);
             frame->Update();
         }
-    } while (done == 0);
-    FinishHeatTest();
+    });
 }

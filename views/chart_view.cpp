@@ -63,11 +63,23 @@ void AddBar(ViewLayout& layout, int k, double length, const wxString& colour, co
     layout.push_back(TextItem(label, static_cast<int>(length + 515.0), y));
 }
 
-// Splits one copied row into the record buffers, as the results table does,
-// and adds its texts when its display field is exactly "yes".
-void AddRowTexts(ViewLayout& layout, const wchar_t* row, int k)
+// The chart's split of one copied row: the title, fields 3 to 8 and the
+// display field (from its start to the end of the line) into the record
+// buffers; the fields the chart does not draw stay cleared.
+void SplitChartRow(const wchar_t* row)
 {
     SplitRow(row);
+    const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
+    for (int field : {FieldManufacturer, FieldModel, FieldRatedFrequency, FieldSpeedPoints, FieldPowerPoints})
+        if (RecordFields[field])
+            std::wmemset(RecordFields[field].get(), L'\0', width);
+}
+
+// Splits one copied row and adds its texts when its display field is exactly
+// "yes".
+void AddRowTexts(ViewLayout& layout, const wchar_t* row, int k)
+{
+    SplitChartRow(row);
     if (!RecordFields[FieldDisplay] || std::wcscmp(RecordFields[FieldDisplay].get(), L"yes") != 0)
         return;
     const int y = FirstRowTop + RowHeight * k;

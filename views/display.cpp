@@ -2,6 +2,7 @@
 
 #include "app/resources.h"
 #include "app/state.h"
+#include "bench/heat.h"
 #include "views/chart_view.h"
 #include "views/draw.h"
 #include "views/heat_view.h"
@@ -12,7 +13,6 @@
 #include <wx/brush.h>
 #include <wx/dc.h>
 #include <wx/dcmemory.h>
-#include <wx/time.h>
 
 namespace {
 // What `mode` shows now. Computing it is what updates a view's own scratch
@@ -25,7 +25,7 @@ ViewLayout LayoutOf(int mode)
     case DisplayPowerChart:
         return LayoutPowerChart();
     case DisplayHeat:
-        return LayoutHeatView(wxGetLocalTimeMillis().GetValue());
+        return LayoutHeatView(HeatClockMillis());
     case DisplayInfo:
         return LayoutInfoView();
     case DisplaySearch:

@@ -1,8 +1,13 @@
+#include "app/resources.h"
 #include "app/state.h"
+#include "bench/heat.h"
 #include "gui/heat_dialog.h"
 #include "gui/main_frame.h"
 #include "gui/power_thread_dialog.h"
+#include "views/heat_view.h"
 #include "gui_support.h"
+#include "tests/unit/saved_state.h"
+#include "tests/unit/simulated_heat_time.h"
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
@@ -14,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -41,15 +47,9 @@ protected:
         HeatTestMillis = 600000;
         DialogCancelled = 0;
     }
-    void TearDown() override
-    {
-        ThreadCount = CpuCount;
-        HttOption = CpuHtt;
-        HttOffResult = 0;
-        HeatTestMillis = 600000;
-        DialogCancelled = 0;
-        ProcessIdle();
-    }
+    void TearDown() override { ProcessIdle(); }
+
+    StateGuard m_saved;  ///< the parameters, results and display mode the tests change
 };
 }  // namespace
 
@@ -299,6 +299,45 @@ TEST_F(BenchDialogs, HeatTestOfZeroMinutesEndsAfterTheFirstWaitAndShowsRed)
     EXPECT_EQ(image.GetGreen(100, 88), 0);
     EXPECT_EQ(image.GetBlue(100, 88), 0);
     EXPECT_EQ(image.GetRed(100, 80) + image.GetGreen(100, 80) + image.GetBlue(100, 80), 0);  // its black outline
+}
+
+TEST_F(BenchDialogs, TwoMinutesOfHeatEndWithinABlockAndShowAHundredPerCent)
+{
+    // Two minutes of simulated time: the real loop, workers and view, with
+    // the loop's sleep moving the heat clock on.
+    const SimulatedHeatTime time(1700000000000);
+    PaintRecorder paints(TheFrame());
+    wxTEST_DIALOG(SendMenuCommand(TheFrame().m_heatItem), ExpectDialog<HeatDialog>([](HeatDialog* d) {
+                      d->m_minutesText->SetValue(wxS("2"));
+                      PressButton(d->m_okButton);
+                  }));
+    EXPECT_EQ(HeatTestMillis, 120000);
+    EXPECT_EQ(HeatState, 1);
+    EXPECT_EQ(DisplayMode, DisplayHeat);
+    EXPECT_EQ(ThreadDone, nullptr);
+    EXPECT_EQ(HeatStart, 1700000000000);
+    // The workers stopped at the end of the block in which 120 s were reached;
+    // one more second followed, then the loop ended.
+    EXPECT_EQ(HeatWorkNow.load() - HeatStart.GetValue(), 120000);
+    EXPECT_EQ(SimulatedHeatTime::Read() - HeatStart.GetValue(), 121000);
+    // The idle view before the dialog, one repaint a second, the last one.
+    EXPECT_EQ(paints.modes.size(), 1u + 121u + 1u);
+    for (int mode : paints.modes)
+        EXPECT_EQ(mode, DisplayHeat);
+    // The last repaint while running read the heat clock: 121 s.
+    EXPECT_EQ(HeatViewNow - HeatStart, 121000);
+    // The finished view: the whole bar red, and "100 %" beside it.
+    const wxImage image = CaptureClientArea(TheFrame());
+    for (int x : {12, 100, 257}) {
+        EXPECT_EQ(image.GetRed(x, 88), 255) << x;
+        EXPECT_EQ(image.GetGreen(x, 88), 0) << x;
+        EXPECT_EQ(image.GetBlue(x, 88), 0) << x;
+    }
+    const wxRect percent = InkBounds(image, BackgroundColour, wxRect(270, 78, 200, 20));
+    ASSERT_FALSE(percent.IsEmpty());
+    EXPECT_GE(percent.GetLeft(), 280);
+    const ViewLayout finished = LayoutHeatView(HeatClockMillis());
+    EXPECT_NE(std::find(finished.begin(), finished.end(), TextItem(wxS("100 %"), 280, 80)), finished.end());
 }
 
 TEST_F(BenchDialogs, AfterAHeatTestThePowerDialogOffersTheProcessorCount)

@@ -1,12 +1,17 @@
 #include "app/resources.h"
 #include "app/state.h"
 #include "gui_support.h"
+#include "tests/unit/saved_state.h"
 #include "config/config_file.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 #include "views/display.h"
+#include "views/draw.h"
+#include "views/info_view.h"
+#include "views/layout.h"
 
 #include <wx/bitmap.h>
+#include <wx/brush.h>
 #include <wx/dcmemory.h>
 #include <wx/time.h>
 
@@ -24,6 +29,28 @@ wxImage Render(int mode)
 }
 
 const wxRect Whole(0, 0, 900, 578);
+
+// `layout` drawn afresh on a new bitmap, as a paint draws it (view font,
+// background cleared, black pen), without the picture the display keeps.
+wxImage RenderAfresh(const ViewLayout& layout)
+{
+    wxBitmap bitmap(900, 578, 24);
+    {
+        wxMemoryDC dc(bitmap);
+        dc.SetFont(ViewFont);
+        dc.SetBackground(wxBrush(BackgroundColour, wxBRUSHSTYLE_SOLID));
+        dc.Clear();
+        dc.SetPen(BlackPen);
+        DrawLayout(dc, layout);
+    }
+    return bitmap.ConvertToImage();
+}
+
+bool SamePixels(const wxImage& a, const wxImage& b)
+{
+    return a.GetWidth() == b.GetWidth() && a.GetHeight() == b.GetHeight() &&
+           memcmp(a.GetData(), b.GetData(), size_t(a.GetWidth()) * a.GetHeight() * 3) == 0;
+}
 }  // namespace
 
 TEST(Display, BlankModesShowOnlyTheBackground)
@@ -60,10 +87,13 @@ TEST(Display, PleaseWaitIsBlackTextFrom10And16)
 
 TEST(Display, EveryPaintDrawsTheSamePicture)
 {
-    const wxImage first = Render(DisplayPleaseWait);
-    const wxImage second = Render(DisplayPleaseWait);
-    ASSERT_EQ(first.GetWidth() * first.GetHeight(), second.GetWidth() * second.GetHeight());
-    EXPECT_EQ(0, memcmp(first.GetData(), second.GetData(), size_t(first.GetWidth()) * first.GetHeight() * 3));
+    Render(DisplayInfo);  // another picture is kept before
+    const wxImage first = Render(DisplayPleaseWait);   // drawn anew, then kept
+    const wxImage second = Render(DisplayPleaseWait);  // the kept picture
+    const wxImage fresh = RenderAfresh(LayoutPleaseWait());
+    ASSERT_FALSE(InkBounds(fresh, BackgroundColour, Whole).IsEmpty());
+    EXPECT_TRUE(SamePixels(first, fresh));
+    EXPECT_TRUE(SamePixels(second, fresh));
 }
 
 namespace {
@@ -111,13 +141,18 @@ TEST(Display, InfoViewTextStartsAtTheLeftColumnBelowTheTitleLine)
 
 TEST(Display, InfoViewIsTheSameOnEveryRepaint)
 {
+    Render(DisplayPleaseWait);  // another picture is kept before
     const wxImage first = Render(DisplayInfo);
     const wxImage second = Render(DisplayInfo);
-    EXPECT_EQ(0, memcmp(first.GetData(), second.GetData(), size_t(900) * 578 * 3));
+    const wxImage fresh = RenderAfresh(LayoutInfoView());
+    ASSERT_FALSE(InkBounds(fresh, BackgroundColour, Whole).IsEmpty());
+    EXPECT_TRUE(SamePixels(first, fresh));
+    EXPECT_TRUE(SamePixels(second, fresh));
 }
 
 TEST(Display, HeatViewBarAtAQuarterIsRedThenGreen)
 {
+    const StateGuard saved;
     HeatState = 2;
     HeatTestMillis = 600000;
     HeatStart = wxGetLocalTimeMillis() - 150000;
@@ -144,13 +179,7 @@ protected:
         }));
         ApplyChartRows();
     }
-    void TearDown() override
-    {
-        // Put back what the start-up loaded for the other tests.
-        AccessResultsFile(ResultsOpLoad);
-        ProcessConfigFile(ConfigModeApply);
-        LastSpeedPoints = LastPowerPoints = 0.0;
-    }
+    StateGuard m_saved;  ///< puts back the table the start-up loaded, and the chart state
     std::vector<wxString> m_lines;
 };
 

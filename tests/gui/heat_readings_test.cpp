@@ -23,13 +23,14 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(Create());
+        m_previousRoot = SensorRoot;
         SensorRoot = root.string();
         HeatTestMillis = 120000;
         HeatState = 1;
     }
     void TearDown() override
     {
-        SensorRoot = "/";
+        SensorRoot = m_previousRoot;
         HeatReadings.Clear();
         HeatState = 0;
         HeatTestMillis = 600000;
@@ -37,6 +38,8 @@ protected:
         TheFrame().RepaintNow();
         Destroy();
     }
+
+    std::string m_previousRoot;
 
     // Two minutes of a desktop heating up from 60 to 90 degrees while its
     // processors slow down in the last half minute.

@@ -5,6 +5,7 @@
 #include "gui/main_frame.h"
 #include "gui/power_thread_dialog.h"
 #include "gui_support.h"
+#include "tests/unit/saved_state.h"
 
 #include <wx/app.h>
 #include <wx/generic/aboutdlgg.h>
@@ -26,16 +27,9 @@ protected:
         DisplayMode = DisplayBlank;
         LastSpeedPoints = 0.0;
     }
-    void TearDown() override
-    {
-        PowerTestMillis = 10000;
-        ThreadCount = CpuCount;
-        HttOption = CpuHtt;
-        LastPowerPoints = LastSpeedPoints = 0.0;
-        DisplayMode = DisplayBlank;
-        DialogCancelled = 0;
-        ProcessIdle();
-    }
+    void TearDown() override { ProcessIdle(); }
+
+    StateGuard m_saved;  ///< the parameters, results, charts and display mode as they were
 };
 
 // What the window was like while the threads ran.

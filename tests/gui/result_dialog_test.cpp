@@ -2,6 +2,7 @@
 #include "gui/main_frame.h"
 #include "gui/result_dialog.h"
 #include "gui_support.h"
+#include "tests/unit/saved_state.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>
@@ -60,12 +61,9 @@ protected:
         if (dialog != nullptr)
             PressButton(dialog->m_closeButton);
         ProcessIdle();
-        WriteBytes("cpu_results.csv", "");
-        AccessResultsFile(ResultsOpLoad);
-        DialogCancelled = 0;
-        BackupPending = 0;
-        LastSpeedPoints = LastPowerPoints = 0.0;
     }
+
+    StateGuard m_saved{"cpu_results.csv", "cpu_result.bak"};  ///< the table, the file and its backup as they were
 
     wxString Field(int f) const { return dialog->m_fields[f]->GetValue(); }
     wxString Shown() const { return dialog->m_resultText->GetValue(); }
@@ -191,8 +189,24 @@ TEST_F(ResultsDialog, SaveOnAnEmptyTableOnlyEnablesTheButtons)
 {
     Use("");
     EXPECT_EQ(Field(0), "");
+    // Every button off but Save and Cancel, as new-record mode leaves them,
+    // while the dialog is not in new-record mode.
+    const std::vector<wxButton*> buttons = {
+        dialog->m_newButton,   dialog->m_lastTestButton,     dialog->m_deleteButton,   dialog->m_saveButton,
+        dialog->m_findPreviousButton, dialog->m_findNextButton, dialog->m_showButton, dialog->m_cancelButton,
+        dialog->m_firstButton, dialog->m_previousButton,     dialog->m_nextButton,     dialog->m_lastButton,
+        dialog->m_closeButton};
+    for (wxButton* button : buttons)
+        button->Enable(button == dialog->m_saveButton || button == dialog->m_cancelButton);
+    ASSERT_EQ(dialog->NewRecordMode, 0);
+    Type(0, wxS("typed"));
     PressButton(dialog->m_saveButton);
-    EXPECT_TRUE(dialog->m_newButton->IsEnabled());
+    for (wxButton* button : buttons)
+        EXPECT_TRUE(button->IsEnabled()) << button->GetLabel();
+    EXPECT_EQ(dialog->NewRecordMode, 0);
+    EXPECT_EQ(Field(0), "typed");  // nothing read, nothing shown anew
+    EXPECT_EQ(ResultLineCount, 0);
+    EXPECT_EQ(BackupPending, 0);
     EXPECT_EQ(ReadBytes("cpu_results.csv"), "");
     EXPECT_FALSE(wxFileExists(wxS("cpu_result.bak")));
 }

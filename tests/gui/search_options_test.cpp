@@ -4,6 +4,7 @@
 #include "gui/options_dialog.h"
 #include "gui/search_dialog.h"
 #include "gui_support.h"
+#include "tests/unit/saved_state.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>
@@ -40,14 +41,9 @@ protected:
         ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
         DialogCancelled = 0;
     }
-    void TearDown() override
-    {
-        WriteBytes("cpu_results.csv", "");
-        AccessResultsFile(ResultsOpLoad);
-        DialogCancelled = 0;
-        DisplayMode = DisplayBlank;
-        ProcessIdle();
-    }
+    void TearDown() override { ProcessIdle(); }
+
+    StateGuard m_saved{"cpu_results.csv"};  ///< the file, the table and the search as they were
 
     static void Search(const wxString& text)
     {
@@ -98,6 +94,11 @@ TEST_F(SearchCommand, EnterInTheFieldConfirms)
 TEST_F(SearchCommand, CancelKeepsTheLastSearchAndBlanksTheArea)
 {
     Search(wxS("ryzen"));
+    ASSERT_EQ(SearchHitCount, 1);
+    // A table in which the kept text would find two other lines: a search run
+    // again, with the old text or the typed one, would show.
+    WriteBytes("cpu_results.csv", "Ryzen one intel\nryzen two intel\nother\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
     wxTEST_DIALOG(SendMenuCommand(TheFrame().m_searchItem), ExpectDialog<SearchDialog>(
                                                                 [](SearchDialog* d) {
                                                                     d->m_text->SetValue(wxS("intel"));
@@ -106,7 +107,8 @@ TEST_F(SearchCommand, CancelKeepsTheLastSearchAndBlanksTheArea)
                                                                 wxID_CANCEL));
     EXPECT_EQ(DisplayMode, DisplayBlank);
     EXPECT_STREQ(SearchText.get(), L"ryzen");
-    EXPECT_EQ(SearchHitCount, 1);
+    ASSERT_EQ(SearchHitCount, 1);
+    EXPECT_EQ(wxString(SearchHits.get()), "AMD;Ryzen;1;2;1;8;16;Linux;6;900;9000;yes");
 }
 
 TEST_F(SearchCommand, TheCloseBoxRunsTheLastSearchAgain)
@@ -150,15 +152,9 @@ protected:
         ASSERT_EQ(ProcessConfigFile(ConfigModeLoad), 0);
         DialogCancelled = 0;
     }
-    void TearDown() override
-    {
-        WriteBytes("tarnwick.conf", "cpulist\t\t20\nheattime\t10\n");
-        ProcessConfigFile(ConfigModeLoad);
-        ConfigMode = 'i';
-        DialogCancelled = 0;
-        DisplayMode = DisplayBlank;
-        ProcessIdle();
-    }
+    void TearDown() override { ProcessIdle(); }
+
+    StateGuard m_saved{"tarnwick.conf"};  ///< the file and the settings as they were
 };
 
 const wxString Positive = wxS("Please enter a positive number!");
@@ -199,18 +195,29 @@ TEST_F(OptionsCommand, ADashAloneIsZeroAndANegativeNumberIsRefused)
 
 TEST_F(OptionsCommand, DefaultThenCancelChangesNothing)
 {
+    // Settings other than the defaults, so that keeping the defaults would show.
+    WriteBytes("tarnwick.conf", "# options test\ncpulist\t\t12\nheattime\t7\n");
+    ASSERT_EQ(ProcessConfigFile(ConfigModeLoad), 0);
+    ASSERT_EQ(CpuListCount, 12);
+    ASSERT_EQ(HeatTestMillis, 420000);
     PaintRecorder paints(TheFrame());
     wxTEST_DIALOG(SendMenuCommand(TheFrame().m_optionsItem), ExpectDialog<OptionsDialog>(
                                                                  [](OptionsDialog* d) {
+                                                                     EXPECT_EQ(d->m_resultLinesText->GetValue(), "12");
+                                                                     EXPECT_EQ(d->m_heatTimeText->GetValue(), "7");
                                                                      PressButton(d->m_defaultButton);
                                                                      EXPECT_EQ(CpuListCount, 20);
                                                                      EXPECT_EQ(HeatTestMillis, 60000);
+                                                                     EXPECT_EQ(d->m_resultLinesText->GetValue(), "20");
                                                                      EXPECT_EQ(d->m_heatTimeText->GetValue(), "1");
                                                                      PressButton(d->m_cancelButton);
                                                                  },
                                                                  wxID_CANCEL));
-    EXPECT_EQ(CpuListCount, 20);
-    EXPECT_EQ(HeatTestMillis, 600000);
+    EXPECT_EQ(CpuListCount, 12);
+    EXPECT_EQ(CpuListHalf, 6);
+    EXPECT_EQ(HeatTestMillis, 420000);
+    EXPECT_EQ(DialogCancelled, 1);
+    EXPECT_EQ(ReadBytes("tarnwick.conf"), "# options test\ncpulist\t\t12\nheattime\t7\n");
     EXPECT_EQ(DisplayMode, DisplayAfterOptions);
     EXPECT_EQ(paints.modes, (std::vector<int>{DisplayPleaseWait, DisplayAfterOptions}));
 }

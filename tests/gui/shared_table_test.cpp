@@ -7,6 +7,7 @@
 #include "gui/options_dialog.h"
 #include "gui/result_dialog.h"
 #include "gui_support.h"
+#include "tests/unit/saved_state.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>
@@ -93,10 +94,6 @@ protected:
         ProcessIdle();
         if (wxDirExists(wxS("cpu_result.bak")))
             wxRmdir(wxS("cpu_result.bak"));
-        WriteBytes("cpu_results.csv", "");
-        AccessResultsFile(ResultsOpLoad);
-        DialogCancelled = 0;
-        BackupPending = 0;
     }
 
     // The other window's change, made the way every copy of the program
@@ -109,6 +106,7 @@ protected:
 
     wxString Shown() const { return dialog->m_resultText->GetValue(); }
 
+    StateGuard m_saved{"cpu_results.csv", "cpu_result.bak"};  ///< the files and the table as they were
     ResultDialog* dialog = nullptr;
 };
 }  // namespace
@@ -202,6 +200,7 @@ TEST_F(TwoPrograms, TheDialogsOwnMessagesAreCentred)
 
 TEST(OptionsSave, SettingsTheFileDoesNotTakeApplyAndTheMessageSaysWhy)
 {
+    const StateGuard saved;  // the settings and the display mode as they were
     // A configuration that cannot be read: the saved settings stay for this run.
     ASSERT_TRUE(wxRenameFile(wxS("tarnwick.conf"), wxS("tarnwick.conf.kept")));
     ASSERT_TRUE(wxMkdir(wxS("tarnwick.conf")));
@@ -218,8 +217,5 @@ TEST(OptionsSave, SettingsTheFileDoesNotTakeApplyAndTheMessageSaysWhy)
     EXPECT_EQ(DisplayMode, DisplayAfterOptions);
     wxRmdir(wxS("tarnwick.conf"));
     ASSERT_TRUE(wxRenameFile(wxS("tarnwick.conf.kept"), wxS("tarnwick.conf")));
-    ProcessConfigFile(ConfigModeLoad);
-    ConfigMode = 'i';
-    DisplayMode = DisplayBlank;
     ProcessIdle();
 }

@@ -1,5 +1,6 @@
 #include "app/state.h"
 #include "config/config_file.h"
+#include "saved_state.h"
 #include "results/results_table.h"
 #include "views/chart_view.h"
 
@@ -8,6 +9,7 @@
 #include <cstring>
 #include <cwchar>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,18 +26,6 @@ protected:
         CpuListCount = 20;
         ThreadCount = 8;
     }
-    void TearDown() override
-    {
-        ReleaseGlobalArrays();
-        ResultLineCount = ResultLineWidth = RankedCount = 0;
-        CpuListCount = 20;
-        CpuListHalf = 0;
-        LastSpeedPoints = LastPowerPoints = 0.0;
-        AverageThreadPoints = ReferenceCorePoints = HttEfficiency = 0.0;
-        HttOption = HttOffResult = ThreadCount = 0;
-        CpuDisplayName[0] = OsName[0] = L'\0';
-        CpuCount = CpuCores = 0;
-    }
 
     // Loads `lines` as the results file and sizes the chart rows.
     void Load(const std::vector<std::string>& lines)
@@ -49,13 +39,15 @@ protected:
         ApplyChartRows();
     }
 
-    // `count` records named R0, R1 ... with speed 3000 - 10 i and power 100 i.
+    // `count` records named R0, R1 ... with speed 3000 - 10 i and power
+    // 100 (i + 1): the speed ranking is the file order, the power ranking
+    // the file order reversed.
     void LoadDescending(int count)
     {
         std::vector<std::string> lines;
         for (int i = 0; i < count; ++i)
             lines.push_back(Record(wxString::Format("R%d", i).utf8_string(), std::to_string(3000 - 10 * i),
-                                   std::to_string(100 * i)));
+                                   std::to_string(100 * (i + 1))));
         Load(lines);
     }
 
@@ -78,6 +70,7 @@ protected:
         return separator;
     }
 
+    StateGuard m_saved;
     std::vector<wxString> m_lines;
 };
 
@@ -115,92 +108,251 @@ wxString Name(int i)
 }
 }  // namespace
 
-TEST_F(Chart, ThirtyResultsHalfTenPlaceFifteen)
+namespace {
+enum class Kind { Speed, Power };
+
+// The place, window and clamp cases, run for the speed chart and for the
+// power chart over tables that rank differently in the two, so that each
+// chart must take its own ranking and this machine's own score.
+class ChartPlaces : public Chart, public ::testing::WithParamInterface<Kind> {
+protected:
+    bool IsPower() const { return GetParam() == Kind::Power; }
+
+    void LoadRanked(int count)
+    {
+        m_count = count;
+        LoadDescending(count);
+    }
+
+    // The score and the name at ranking place p of the chart under test.
+    double Score(int p) const { return IsPower() ? 100.0 * (m_count - p) : 3000.0 - 10.0 * p; }
+    wxString NameAt(int p) const { return Name(IsPower() ? m_count - 1 - p : p); }
+    // A score that puts this machine at place p: between places p - 1 and p.
+    double Between(int p) const { return (Score(p - 1) + Score(p)) / 2; }
+
+    // This machine's points in the chart under test; in the other chart it
+    // is faster than every stored result, a place no case here expects.
+    void SetPoints(double points) const
+    {
+        (IsPower() ? LastPowerPoints : LastSpeedPoints) = points;
+        (IsPower() ? LastSpeedPoints : LastPowerPoints) = 1.0e9;
+    }
+
+    ViewLayout Layout() const { return IsPower() ? LayoutPowerChart() : LayoutSpeedChart(); }
+    double Scale() const { return IsPower() ? PowerChartScale : SpeedChartScale; }
+    wxString OwnColour() const { return IsPower() ? wxS("MAGENTA") : wxS("YELLOW"); }
+
+    int m_count = 0;
+};
+
+std::string KindName(const ::testing::TestParamInfo<Kind>& info)
 {
-    LoadDescending(30);
-    LastSpeedPoints = 2855.0;  // between R14 (2860) and R15 (2850)
-    const ViewLayout layout = LayoutSpeedChart();
+    return info.param == Kind::Power ? "Power" : "Speed";
+}
+
+void PrintTo(Kind kind, std::ostream* out)
+{
+    *out << (kind == Kind::Power ? "the power chart" : "the speed chart");
+}
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(BothCharts, ChartPlaces, ::testing::Values(Kind::Speed, Kind::Power), KindName);
+
+TEST_P(ChartPlaces, ThirtyResultsHalfTenPlaceFifteen)
+{
+    LoadRanked(30);
+    SetPoints(Between(15));
+    const ViewLayout layout = Layout();
     EXPECT_EQ(ChartRowsAbove, 10);
     EXPECT_EQ(ChartRowsBelow, 10);
     std::vector<wxString> expected;
-    for (int i = 5; i <= 14; ++i)
-        expected.push_back(Name(i));
+    for (int p = 5; p <= 14; ++p)
+        expected.push_back(NameAt(p));
     expected.push_back(wxS("This CPU"));
-    for (int i = 15; i <= 24; ++i)
-        expected.push_back(Name(i));
+    for (int p = 15; p <= 24; ++p)
+        expected.push_back(NameAt(p));
     EXPECT_EQ(Names(layout), expected);
     const auto bars = Bars(layout);
     ASSERT_EQ(bars.size(), 21u);
-    EXPECT_EQ(SpeedChartScale, 2950.0);
-    EXPECT_EQ(bars[0], RoundedRectangleItem(495, 132, 225, 8, 5.0, wxS("GREEN")));  // row 5: the full bar
-    EXPECT_EQ(Texts(layout).at({515 + 225, 128}), "2950");
-    // This machine's bar last, yellow, on row 10.
-    EXPECT_EQ(bars.back(), RoundedRectangleItem(495, 132 + 160, int(2855.0 * 225 / 2950), 8, 5.0, wxS("YELLOW")));
+    EXPECT_EQ(Scale(), Score(5));
+    EXPECT_EQ(bars[0], RoundedRectangleItem(495, 132, 225, 8, 5.0, wxS("GREEN")));  // place 5: the full bar
+    EXPECT_EQ(Texts(layout).at({515 + 225, 128}), wxString::Format(wxS("%.0f"), Score(5)));
+    // This machine's bar last, in its own colour, on row 10.
+    EXPECT_EQ(bars.back(),
+              RoundedRectangleItem(495, 132 + 160, int(Between(15) * 225 / Score(5)), 8, 5.0, OwnColour()));
 }
 
-TEST_F(Chart, PlaceThreeOfForty)
+TEST_P(ChartPlaces, PlaceThreeOfForty)
 {
-    LoadDescending(40);
-    LastSpeedPoints = 2975.0;  // below R2 (2980)
-    const ViewLayout layout = LayoutSpeedChart();
+    LoadRanked(40);
+    SetPoints(Between(3));
+    const ViewLayout layout = Layout();
     EXPECT_EQ(ChartRowsAbove, 3);
     EXPECT_EQ(ChartRowsBelow, 17);
     const auto names = Names(layout);
     ASSERT_EQ(names.size(), 21u);
-    EXPECT_EQ(names[0], Name(0));
+    EXPECT_EQ(names[0], NameAt(0));
+    EXPECT_EQ(names[2], NameAt(2));
     EXPECT_EQ(names[3], "This CPU");
-    EXPECT_EQ(names[4], Name(3));
-    EXPECT_EQ(names[20], Name(19));
+    EXPECT_EQ(names[4], NameAt(3));
+    EXPECT_EQ(names[20], NameAt(19));
 }
 
-TEST_F(Chart, FasterThanEveryStoredResult)
+TEST_P(ChartPlaces, FasterThanEveryStoredResult)
 {
-    LoadDescending(30);
-    LastSpeedPoints = 5000.0;
-    const ViewLayout layout = LayoutSpeedChart();
+    LoadRanked(30);
+    SetPoints(2 * Score(0));
+    const ViewLayout layout = Layout();
     EXPECT_EQ(ChartRowsAbove, 0);
     EXPECT_EQ(ChartRowsBelow, 20);
-    EXPECT_EQ(SpeedChartScale, 5000.0);
+    EXPECT_EQ(Scale(), 2 * Score(0));
     const auto names = Names(layout);
+    ASSERT_EQ(names.size(), 21u);
     EXPECT_EQ(names[0], "This CPU");
-    EXPECT_EQ(names[1], Name(0));
-    EXPECT_EQ(Bars(layout).back(), RoundedRectangleItem(495, 132, 225, 8, 5.0, wxS("YELLOW")));
+    EXPECT_EQ(names[1], NameAt(0));
+    EXPECT_EQ(names[20], NameAt(19));
+    EXPECT_EQ(Bars(layout).back(), RoundedRectangleItem(495, 132, 225, 8, 5.0, OwnColour()));
 }
 
-TEST_F(Chart, AnEqualStoredScoreIsDrawnAbove)
+TEST_P(ChartPlaces, AnEqualStoredScoreIsDrawnAbove)
 {
-    LoadDescending(30);
-    LastSpeedPoints = 2900.0;  // R10 has exactly 2900
-    const auto names = Names(LayoutSpeedChart());
+    LoadRanked(30);
+    SetPoints(Score(10));
+    const auto names = Names(Layout());
     EXPECT_EQ(ChartRowsAbove, 10);
-    EXPECT_EQ(names[9], Name(10));
+    ASSERT_EQ(names.size(), 21u);
+    EXPECT_EQ(names[9], NameAt(10));
     EXPECT_EQ(names[10], "This CPU");
-    EXPECT_EQ(names[11], Name(11));
+    EXPECT_EQ(names[11], NameAt(11));
 }
 
-TEST_F(Chart, SevenRowsGiveThreeAboveAndThreeBelow)
+TEST_P(ChartPlaces, SevenRowsGiveThreeAboveAndThreeBelow)
 {
     CpuListCount = 7;
-    LoadDescending(30);
-    LastSpeedPoints = 2855.0;
-    const auto names = Names(LayoutSpeedChart());
+    LoadRanked(30);
+    SetPoints(Between(15));
+    const auto names = Names(Layout());
     EXPECT_EQ(ChartRowsAbove, 3);
     EXPECT_EQ(ChartRowsBelow, 3);
-    EXPECT_EQ(names, (std::vector<wxString>{Name(12), Name(13), Name(14), wxS("This CPU"), Name(15), Name(16),
-                                            Name(17)}));
+    EXPECT_EQ(names, (std::vector<wxString>{NameAt(12), NameAt(13), NameAt(14), wxS("This CPU"), NameAt(15),
+                                            NameAt(16), NameAt(17)}));
 }
 
-TEST_F(Chart, AnEmptyDisplayFieldGetsABarButNoTexts)
+TEST_P(ChartPlaces, AnEmptyDisplayFieldGetsABarButNoTexts)
 {
-    Load({Record("A", "300", "1"), Record("B", "200", "1", ""), Record("C", "100", "1")});
-    LastSpeedPoints = 50.0;
-    const ViewLayout layout = LayoutSpeedChart();
+    // Ranked A, B, C by speed and C, B, A by power; B's display field is empty.
+    Load({Record("A", "300", "100"), Record("B", "200", "200", ""), Record("C", "100", "300")});
+    SetPoints(50.0);
+    const ViewLayout layout = Layout();
     const auto texts = Texts(layout);
-    EXPECT_EQ(texts.at({10, 128}), "Maker A @ 3000 MHz");
+    EXPECT_EQ(texts.at({10, 128}), IsPower() ? "Maker C @ 3000 MHz" : "Maker A @ 3000 MHz");
     EXPECT_EQ(texts.count({10, 144}), 0u);
     EXPECT_EQ(texts.count({295, 144}), 0u);
     EXPECT_EQ(texts.at({int(200 * 225.0 / 300 + 515.0), 144}), "200");
+    EXPECT_EQ(texts.at({10, 160}), IsPower() ? "Maker A @ 3000 MHz" : "Maker C @ 3000 MHz");
     EXPECT_EQ(Bars(layout).size(), 4u);
+}
+
+TEST_P(ChartPlaces, SlowerThanEveryStoredResultComesLast)
+{
+    LoadRanked(5);
+    SetPoints(Score(4) / 2);
+    const auto names = Names(Layout());
+    EXPECT_EQ(ChartRowsAbove, 5);
+    EXPECT_EQ(ChartRowsBelow, 0);
+    EXPECT_EQ(names, (std::vector<wxString>{NameAt(0), NameAt(1), NameAt(2), NameAt(3), NameAt(4),
+                                            wxS("This CPU")}));
+}
+
+TEST_P(ChartPlaces, RowsPastTheEndOfTheRankingDrawNothing)
+{
+    LoadRanked(30);
+    SetPoints(Between(25));
+    const ViewLayout layout = Layout();
+    EXPECT_EQ(ChartRowsAbove, 10);
+    EXPECT_EQ(ChartRowsBelow, 10);
+    const auto names = Names(layout);
+    ASSERT_EQ(names.size(), 16u);  // places 15 .. 24, this machine, 25 .. 29
+    EXPECT_EQ(names.front(), NameAt(15));
+    EXPECT_EQ(names[11], NameAt(25));
+    EXPECT_EQ(names.back(), NameAt(29));
+    EXPECT_EQ(Bars(layout).size(), 16u);
+}
+
+TEST_P(ChartPlaces, AnEmptyRankingScalesToThisMachine)
+{
+    Load({});
+    SetPoints(1234.0);
+    const ViewLayout layout = Layout();
+    EXPECT_EQ(ChartRowsAbove, 0);
+    EXPECT_EQ(ChartRowsBelow, 0);
+    EXPECT_EQ(Scale(), 1234.0);
+    EXPECT_EQ(Bars(layout), std::vector<ViewItem>{RoundedRectangleItem(495, 132, 225, 8, 5.0, OwnColour())});
+}
+
+TEST_P(ChartPlaces, TheRecordBuffersKeepOnlyWhatTheChartDraws)
+{
+    // The last row split leaves its title, fields 3 to 8 and the display
+    // field (to the end of the line); the others stay cleared, whatever the
+    // results dialog had put there.
+    Load({"AMD;Ryzen;3800;4700;2;8;16;Linux;6.1;900;9000;yes", "Intel;Core;3600;5000;1;6;12;Win;11;800;8000;yes;x"});
+    SetPoints(1.0);
+    SplitResultRecord(0);
+    ASSERT_STREQ(RecordFields[FieldManufacturer].get(), L"AMD");
+    Layout();  // AMD, then Intel, then this machine in both rankings
+    EXPECT_STREQ(RecordTitle.get(), L"Intel Core @ 3600 MHz");
+    EXPECT_STREQ(RecordFields[FieldManufacturer].get(), L"");
+    EXPECT_STREQ(RecordFields[FieldModel].get(), L"");
+    EXPECT_STREQ(RecordFields[FieldRatedFrequency].get(), L"");
+    EXPECT_STREQ(RecordFields[FieldMaximumFrequency].get(), L"5000");
+    EXPECT_STREQ(RecordFields[FieldProcessors].get(), L"1");
+    EXPECT_STREQ(RecordFields[FieldCores].get(), L"6");
+    EXPECT_STREQ(RecordFields[FieldLogicalProcessors].get(), L"12");
+    EXPECT_STREQ(RecordFields[FieldOperatingSystem].get(), L"Win");
+    EXPECT_STREQ(RecordFields[FieldOsVersion].get(), L"11");
+    EXPECT_STREQ(RecordFields[FieldSpeedPoints].get(), L"");
+    EXPECT_STREQ(RecordFields[FieldPowerPoints].get(), L"");
+    EXPECT_STREQ(RecordFields[FieldDisplay].get(), L"yes;x");
+}
+
+TEST_P(ChartPlaces, MissingChartBuffersAreMadeRatherThanWrittenThrough)
+{
+    LoadRanked(10);
+    SpeedChartRows.reset();
+    PowerChartRows.reset();
+    ChartRowsCapacity = 0;
+    SetPoints(Between(5));
+    EXPECT_EQ(Names(Layout()).size(), 11u);
+    EXPECT_NE(IsPower() ? PowerChartRows : SpeedChartRows, nullptr);
+}
+
+TEST_F(Chart, StoredPowerRowsShowOnlyTheirPointsAndThisMachineAllFour)
+{
+    LoadDescending(30);  // by power: R29 (3000 points) down to R0 (100)
+    LastPowerPoints = 1550.0;  // place 15, between R15 (1600) and R14 (1500)
+    ReferenceCorePoints = 800.0;
+    AverageThreadPoints = 181.25;
+    HttEfficiency = 12.4;
+    HttOption = 1;
+    const ViewLayout layout = LayoutPowerChart();
+    const auto texts = Texts(layout);
+    // Each bar's label stands 20 pixels right of its end, on its row.
+    std::vector<wxString> stored, own;
+    for (const ViewItem& bar : Bars(layout)) {
+        const wxString label = texts.at({bar.x2 + 515, bar.y - 4});
+        (bar.brush == "MAGENTA" ? own : stored).push_back(label);
+    }
+    std::vector<wxString> expected;
+    for (int p = 5; p <= 24; ++p)
+        expected.push_back(wxString::Format(wxS("%d"), 100 * (30 - p)));
+    EXPECT_EQ(stored, expected);
+    EXPECT_EQ(own, std::vector<wxString>{wxS("1550 ( 800 / 181 / 12% ) ")});
+    // Nothing else in the table speaks of cores, threads or efficiency.
+    int fourNumberLabels = 0;
+    for (const auto& [at, text] : texts)
+        if (at.second >= 128 && text.Contains(wxS("(")))
+            ++fourNumberLabels;
+    EXPECT_EQ(fourNumberLabels, 1);
 }
 
 TEST_F(Chart, TextsOnlyForExactlyYes)
@@ -326,40 +478,6 @@ TEST_F(Chart, SpeedAndPowerPlacesAreIndependent)
     EXPECT_EQ(Names(LayoutPowerChart())[0], "Maker Strong @ 3000 MHz");
 }
 
-TEST_F(Chart, SlowerThanEveryStoredResultComesLast)
-{
-    LoadDescending(5);
-    LastSpeedPoints = 1.0;
-    const auto names = Names(LayoutSpeedChart());
-    EXPECT_EQ(ChartRowsAbove, 5);
-    EXPECT_EQ(names.back(), "This CPU");
-    EXPECT_EQ(names.size(), 6u);
-}
-
-TEST_F(Chart, RowsPastTheEndOfTheRankingDrawNothing)
-{
-    LoadDescending(30);
-    LastSpeedPoints = 2755.0;  // place 25
-    const ViewLayout layout = LayoutSpeedChart();
-    EXPECT_EQ(ChartRowsAbove, 10);
-    EXPECT_EQ(ChartRowsBelow, 10);
-    const auto names = Names(layout);
-    ASSERT_EQ(names.size(), 16u);  // 15 .. 24, this machine, 25 .. 29
-    EXPECT_EQ(names.back(), Name(29));
-    EXPECT_EQ(Bars(layout).size(), 16u);
-}
-
-TEST_F(Chart, AnEmptyRankingScalesToThisMachine)
-{
-    Load({});
-    LastSpeedPoints = 1234.0;
-    const ViewLayout layout = LayoutSpeedChart();
-    EXPECT_EQ(ChartRowsAbove, 0);
-    EXPECT_EQ(ChartRowsBelow, 0);
-    EXPECT_EQ(SpeedChartScale, 1234.0);
-    EXPECT_EQ(Bars(layout), std::vector<ViewItem>{RoundedRectangleItem(495, 132, 225, 8, 5.0, wxS("YELLOW"))});
-}
-
 TEST_F(Chart, AScaleOfZeroDrawsBarsWithoutLength)
 {
     Load({Record("A", "0", "0"), Record("B", "-5", "0")});
@@ -370,17 +488,6 @@ TEST_F(Chart, AScaleOfZeroDrawsBarsWithoutLength)
     const auto bars = Bars(LayoutPowerChart());
     EXPECT_EQ(bars.back().x2, 0);
     EXPECT_EQ(Texts(LayoutPowerChart()).at({515, 128 + 16 * ChartRowsAbove}).Left(2), "-2");
-}
-
-TEST_F(Chart, MissingChartBuffersAreMadeRatherThanWrittenThrough)
-{
-    LoadDescending(10);
-    SpeedChartRows.reset();
-    PowerChartRows.reset();
-    ChartRowsCapacity = 0;
-    LastSpeedPoints = 2955.0;
-    EXPECT_EQ(Names(LayoutSpeedChart()).size(), 11u);
-    EXPECT_NE(SpeedChartRows, nullptr);
 }
 
 TEST_F(Chart, AWiderTableAfterAReloadStillShowsEveryRow)

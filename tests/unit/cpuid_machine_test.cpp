@@ -3,6 +3,7 @@
 #include "app/startup.h"
 #include "app/state.h"
 #include "cpu/cpuid.h"
+#include "saved_state.h"
 
 #include <wx/thread.h>
 
@@ -10,6 +11,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <string>
@@ -39,23 +41,39 @@ std::map<std::string, std::string> FirstProcessor()
 }
 }  // namespace
 
-TEST(CpuidMachine, DecodedFactsAgreeWithProcCpuinfo)
+// What the kernel and CPUID always share: the vendor identification and the
+// signature. The kernel's names for the processor are not shared: a
+// hypervisor may show the guest another brand string than the kernel's
+// "model name".
+TEST(CpuidMachine, DecodedSignatureAgreesWithProcCpuinfo)
 {
     auto kernel = FirstProcessor();
-    ASSERT_TRUE(kernel.count("vendor_id")) << "no /proc/cpuinfo";
+    if (!kernel.count("vendor_id"))
+        GTEST_SKIP() << "/proc/cpuinfo is not readable here";
     const ProcessorFacts facts = DecodeProcessorFacts(ReadCpuid(), 1);
     EXPECT_EQ(facts.vendorId, kernel["vendor_id"]);
-    EXPECT_EQ(std::to_string(facts.family), kernel["cpu family"]);
-    EXPECT_EQ(std::to_string(facts.model), kernel["model"]);
     EXPECT_EQ(std::to_string(facts.stepping), kernel["stepping"]);
-    EXPECT_EQ(facts.brandString, kernel["model name"]);
+    // The kernel adds the extended family to a base family of 15, as the
+    // decoder does.
+    EXPECT_EQ(std::to_string(facts.family), kernel["cpu family"]);
+    // The kernel adds the extended model for every family from 6 on, the
+    // decoder for base families 6 and 15 only: they differ for base families
+    // 7 to 14, which no x86-64 processor has. Compare like with like there.
+    const std::uint32_t baseFamily = (facts.signature >> 8) & 0xF;
+    const std::uint32_t kernelModel =
+        baseFamily >= 7 && baseFamily <= 14 ? facts.model + 16 * facts.extendedModel : facts.model;
+    EXPECT_EQ(std::to_string(kernelModel), kernel["model"]);
 }
 
 TEST(CpuidMachine, ProcessorCountIsTheOnlineCount)
 {
+    const StateGuard saved;
     InitProcessorGlobals(wxThread::GetCPUCount());
-    EXPECT_EQ(long(CpuCount), sysconf(_SC_NPROCESSORS_ONLN));
+    EXPECT_EQ(long(CpuCount), std::max(sysconf(_SC_NPROCESSORS_ONLN), 1L));
     EXPECT_EQ(ThreadCount, CpuCount);
     EXPECT_EQ(HttOption, CpuHtt);
-    EXPECT_STREQ(CpuVendorId, FirstProcessor()["vendor_id"].c_str());
+    const auto kernel = FirstProcessor();
+    if (kernel.count("vendor_id")) {
+        EXPECT_STREQ(CpuVendorId, kernel.at("vendor_id").c_str());
+    }
 }

@@ -5,6 +5,7 @@
 #include "app/notify.h"
 #include "app/state.h"
 #include "config/paths.h"
+#include "saved_state.h"
 
 #include <gtest/gtest.h>
 
@@ -107,6 +108,7 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : 101;
     }
 
+    StateGuard savedState;  ///< the paths the file routines resolve, and the rest, put back at the end
     fs::path dir;
     fs::path previousCwd;
     Notifier previousNotifier;

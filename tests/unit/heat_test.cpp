@@ -1,13 +1,18 @@
 #include "app/state.h"
 #include "bench/heat.h"
 #include "bench/workers.h"
+#include "saved_state.h"
+#include "simulated_heat_time.h"
+#include "views/heat_view.h"
 
 #include <wx/time.h>
 #include <wx/utils.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <vector>
 
 namespace {
 class HeatTest : public ::testing::Test {
@@ -23,10 +28,6 @@ protected:
         EXPECT_EQ(LiveWorkerThreads(), 0u);
         SetHeatBufferAllocator(nullptr);
         TakeHeatMessage();
-        ThreadDone.reset();
-        ThreadCount = 0;
-        HeatState = 0;
-        HeatTestMillis = 600000;
     }
 
     // Polls the flags every 10 ms for at most `limit` ms; the time it took.
@@ -37,6 +38,8 @@ protected:
             wxMilliSleep(10);
         return static_cast<long>((wxGetLocalTimeMillis() - start).GetValue());
     }
+
+    StateGuard m_saved;
 };
 }  // namespace
 
@@ -116,4 +119,81 @@ TEST_F(HeatTest, AWorkerRaisesItsOwnFlagOnly)
     EXPECT_EQ(ThreadDone[0].load(), 0u);
     EXPECT_EQ(ThreadDone[1].load(), 1u);
     EXPECT_EQ(ThreadDone[2].load(), 0u);
+}
+
+namespace {
+// The percentage the heat view shows beside its bar, or "(none)".
+wxString PercentShown(const ViewLayout& layout)
+{
+    for (const ViewItem& item : layout)
+        if (item.kind == ViewItem::Kind::Text && item.x == 280 && item.y == 80)
+            return item.text;
+    return wxS("(none)");
+}
+}  // namespace
+
+TEST_F(HeatTest, TwoMinutesEndWithinABlockAfterTheirTimeAndTheViewShowsAHundredPerCent)
+{
+    const SimulatedHeatTime time(1700000000000);
+    HeatTestMillis = 120000;
+    ThreadCount = 2;
+    std::vector<std::uint32_t> products;  // the flags' product taken before each second
+    std::vector<wxString> percents;       // the view's percentage after each second
+    RunHeatLoop([&] {
+        EXPECT_EQ(HeatState, 2);
+        products.push_back(DoneProduct);
+        percents.push_back(PercentShown(LayoutHeatView(HeatClockMillis())));
+    });
+
+    EXPECT_EQ(HeatState, 1);
+    EXPECT_EQ(ThreadDone, nullptr);
+    // Every worker stopped at the end of the block in which 120 s were
+    // reached: its reading then is the last one.
+    EXPECT_EQ(HeatWorkNow.load() - HeatStart.GetValue(), 120000);
+    // The product taken before the 121st second finds every flag up; that
+    // second and its repaint still follow, then the loop ends.
+    ASSERT_EQ(products.size(), 121u);
+    EXPECT_EQ(HeatStart, 1700000000000);
+    EXPECT_EQ(SimulatedHeatTime::Read() - HeatStart.GetValue(), 121000);
+    for (std::size_t k = 0; k < 120; ++k)
+        EXPECT_EQ(products[k], 0u) << "second " << k + 1;
+    EXPECT_EQ(products[120], 1u);
+    // The view follows the simulated clock while the test runs...
+    EXPECT_EQ(percents[0], "1 %");
+    EXPECT_EQ(percents[59], "50 %");
+    EXPECT_EQ(percents[119], "100 %");
+    EXPECT_EQ(HeatViewNow, SimulatedHeatTime::Read());
+    // ... and shows the whole bar red at 100 % afterwards.
+    const ViewLayout finished = LayoutHeatView(HeatClockMillis());
+    EXPECT_EQ(PercentShown(finished), "100 %");
+    EXPECT_NE(std::find(finished.begin(), finished.end(), RectangleItem(10, 80, 250, 16, wxS("RED"))),
+              finished.end());
+}
+
+TEST_F(HeatTest, TheClockIsTheRealOneUnlessReplaced)
+{
+    {
+        const SimulatedHeatTime time(42);
+        EXPECT_EQ(HeatClockMillis(), 42);
+    }
+    const std::int64_t before = wxGetLocalTimeMillis().GetValue();
+    const std::int64_t now = HeatClockMillis();
+    EXPECT_GE(now, before);
+    EXPECT_LE(now, wxGetLocalTimeMillis().GetValue());
+}
+
+TEST_F(HeatTest, WithoutTimeTheLoopEndsAfterOneOrTwoRealSeconds)
+{
+    // The workers raise their flags at once: the product before the first
+    // or the second sleep of a real second finds them up.
+    HeatTestMillis = 0;
+    int seconds = 0;
+    const wxLongLong start = wxGetLocalTimeMillis();
+    RunHeatLoop([&] { ++seconds; });
+    const long took = static_cast<long>((wxGetLocalTimeMillis() - start).GetValue());
+    EXPECT_GE(seconds, 1);
+    EXPECT_LE(seconds, 2);
+    EXPECT_GE(took, 1000L * seconds);
+    EXPECT_LT(took, 1000L * seconds + 1000);
+    EXPECT_EQ(HeatState, 1);
 }

@@ -248,16 +248,19 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(Create());
+        m_previousRoot = SensorRoot;
         SensorRoot = root.string();
     }
     void TearDown() override
     {
-        SensorRoot = "/";
+        SensorRoot = m_previousRoot;
         HeatReadings.Clear();
         StartHeatReadings();  // forget this machine's sensors
         HeatReadings.Clear();
         Destroy();
     }
+
+    std::string m_previousRoot;
 };
 }  // namespace
 

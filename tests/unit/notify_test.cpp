@@ -1,4 +1,5 @@
 #include "app/notify.h"
+#include "saved_state.h"
 
 #include <gtest/gtest.h>
 
@@ -22,6 +23,7 @@ TEST(Notify, CurrentNotifierReceivesTextAndCaption)
 
 TEST(Notify, SettingANotifierReturnsThePreviousOne)
 {
+    const StateGuard saved;  // puts the notifier of the tests back
     int firstCalls = 0;
     SetNotifier([&](const wxString&, const wxString&) { ++firstCalls; });
     Notifier first = SetNotifier(nullptr);

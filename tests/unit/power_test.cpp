@@ -2,6 +2,7 @@
 #include "bench/power.h"
 #include "bench/work_cycle.h"
 #include "bench/workers.h"
+#include "saved_state.h"
 
 #include <wx/thread.h>
 
@@ -40,9 +41,6 @@ protected:
         EXPECT_TRUE(WaitForWorkerThreads(5000));
         EXPECT_EQ(LiveWorkerThreads(), 0u);
         SetPowerWorkObserver(nullptr);
-        PowerTestMillis = 10000;
-        ThreadCount = HttOption = HttOffResult = HalfThreadCount = 0;
-        AverageThreadPoints = ReferenceCorePoints = HttEfficiency = PointsSum = 0.0;
     }
 
     std::vector<Finished> Finishes()
@@ -72,6 +70,7 @@ protected:
     }
 
 private:
+    StateGuard m_saved;
     std::mutex m_lock;
     std::vector<Finished> m_finished;
 };

@@ -1,22 +1,17 @@
 #include "app/startup.h"
 #include "app/state.h"
+#include "saved_state.h"
 
 #include <gtest/gtest.h>
 
 #include <cwchar>
 
 namespace {
-// Puts back what the initialiser changes, so tests do not see each other.
+// Puts back what the initialiser changes (the processor facts included), so
+// tests do not see each other.
 class Initialiser : public ::testing::Test {
 protected:
-    void TearDown() override
-    {
-        OsName[0] = L'\0';
-        CpuCount = 0;
-        ThreadCount = 0;
-        HttOption = 0;
-        HalfThreadCount = 0;
-    }
+    StateGuard m_saved;
 };
 }  // namespace
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <cmath>
 #include <cstdint>
 #include <deque>
@@ -136,18 +137,35 @@ TEST(WorkCycle, ScalarPhaseLastPassValuesWorkedOutByHand)
 
 TEST(WorkCycle, QOverflowsFromPass216On)
 {
-    // Q of pass k is k^4: 215^4 still fits in 31 bits, 216^4 does not.
-    EXPECT_GT(ScalarPhase(215).Q, 0);
-    EXPECT_EQ(ScalarPhase(215).Q, 215 * 215 * 215 * 215);
-    EXPECT_EQ(ScalarPhase(216).Q, Wrap(std::int64_t{216} * 216 * 216 * 216));
-    EXPECT_LT(ScalarPhase(216).Q, 0);
+    // Q of pass k is k^4: 215^4 still fits in 31 bits, 216^4 does not. The
+    // phase itself, stopped after those passes, wraps without a trap.
+    auto state = FreshState();
+    RunScalarMixPasses(*state, 215.0);
+    EXPECT_EQ(state->x, 215.0);
+    EXPECT_EQ(state->Q, 215 * 215 * 215 * 215);
+    EXPECT_GT(state->Q, 0);
+    RunScalarMixPasses(*state, 216.0);
+    EXPECT_EQ(state->x, 216.0);
+    EXPECT_EQ(state->Q, Wrap(std::int64_t{216} * 216 * 216 * 216));
+    EXPECT_LT(state->Q, 0);
+    EXPECT_EQ(state->Q, ScalarPhase(216).Q);
 }
 
 TEST(WorkCycle, FirstPassDividesZeroByZeroWithoutTrapping)
 {
-    // s = p / q on the first pass is 0 / 0; later passes overwrite it.
-    const ScalarReference first = ScalarPhase(1);
-    EXPECT_TRUE(std::isnan(first.w));
+    // s = p / q on the first pass is 0 / 0: the invalid-operation flag is
+    // raised and the quotient is a NaN, which t = r x s and w = r / s carry;
+    // step 16 then overwrites s with O / M = 1 / 1. The run goes on: nothing
+    // traps.
+    auto state = FreshState();
+    std::feclearexcept(FE_ALL_EXCEPT);
+    RunScalarMixPasses(*state, 1.0);
+    EXPECT_TRUE(std::fetestexcept(FE_INVALID));
+    EXPECT_EQ(state->x, 1.0);
+    EXPECT_TRUE(std::isnan(state->t));
+    EXPECT_TRUE(std::isnan(state->w));
+    EXPECT_EQ(state->s, 1.0);
+    EXPECT_TRUE(std::isnan(ScalarPhase(1).w));
 }
 
 TEST(WorkCycle, BytePhaseEndsWithTheReferenceArrays)
@@ -277,10 +295,22 @@ TEST(TimedBlocks, AtLeastOneBlockRunsSoPointsAreNeverZero)
 
 TEST(TimedBlocks, TheClockIsReadOncePerBlockOfAHundredCycles)
 {
-    int reads = 0;
-    const TimedRun run = RunTimedBlocks(1000, Ticks({0}, 300, &reads));
+    // The clock notes how many cycles ran since it was last read.
+    int cycles = 0, cyclesAtLastRead = 0;
+    std::vector<int> cyclesBetweenReads;
+    const MillisClock clock = [&] {
+        cyclesBetweenReads.push_back(cycles - cyclesAtLastRead);
+        cyclesAtLastRead = cycles;
+        return std::int64_t{300} * std::int64_t(cyclesBetweenReads.size() - 1);
+    };
+    const TimedRun run = RunTimedBlocksOf(1000, clock, [&](WorkState& state) {
+        RunWorkCycle(state);
+        ++cycles;
+    });
     EXPECT_EQ(run.blocks, 4.0);
-    EXPECT_EQ(reads, 1 + 4);  // the start, then once after each block
+    // The start, then once after each block of 100 cycles.
+    EXPECT_EQ(cyclesBetweenReads, (std::vector<int>{0, 100, 100, 100, 100}));
+    EXPECT_EQ(cycles, 400);
 }
 
 TEST(TimedBlocks, AClockSteppingBackOnlyLengthensTheRun)
