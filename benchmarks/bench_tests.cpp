@@ -7,6 +7,8 @@
 #include "bench/power.h"
 #include "bench/work_cycle.h"
 #include "bench/workers.h"
+#include "sensors/heat_readings.h"
+#include "sensors/sensors.h"
 
 #include <wx/init.h>
 #include <wx/thread.h>
@@ -14,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -144,6 +147,23 @@ void Scaling(int online)
     }
 }
 
+void SensorReading()
+{
+    std::printf("\n== Reading every sensor of this machine once (1000 readings)\n");
+    const MachineSensors sensors("/");
+    std::vector<double> micros;
+    for (int k = 0; k < 1000; ++k) {
+        const auto start = std::chrono::steady_clock::now();
+        const MachineSensors::Reading reading = sensors.Read();
+        micros.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        if (k == 0)
+            std::printf("%zu temperature sensors, frequencies %s\n", reading.celsius.size(),
+                        reading.averageMhz ? "answered" : "did not answer");
+    }
+    std::sort(micros.begin(), micros.end());
+    std::printf("median %.1f us, slowest %.1f us  (target < 1000 us)\n", micros[micros.size() / 2], micros.back());
+}
+
 void ThreadStart(int online)
 {
     std::printf("\n== Thread start: spread of the workers' first clock readings\n");
@@ -166,17 +186,21 @@ void ThreadStart(int online)
 
 void HeatLoad(int online)
 {
-    std::printf("\n== Heat load: busy share of all processors during 10 s\n");
+    std::printf("\n== Heat load: busy share of all processors during 8 s of a 10 s heat test, the sensors\n"
+                "   read once a second as the window reads them\n");
     ThreadCount = online;
     HeatTestMillis = 10000;
-    StartHeatTest();
-    wxMilliSleep(500);  // past the start
-    const auto before = CpuJiffies();
-    wxMilliSleep(8000);
-    const auto after = CpuJiffies();
-    while (HeatDoneProduct() == 0)
-        wxMilliSleep(100);
-    FinishHeatTest();
+    StartHeatReadings();
+    std::pair<long long, long long> before, after;
+    int second = 0;
+    RunHeatLoop([&] {
+        ++second;
+        SampleHeatReadings(second);
+        if (second == 1)
+            before = CpuJiffies();
+        if (second == 9)
+            after = CpuJiffies();
+    });
     std::printf("tarnwick heat test (%d workers):  %.1f %% busy  (target >= 99 %%)\n", online,
                 BusyShare(before, after));
     if (Have("stress-ng")) {
@@ -232,6 +256,7 @@ int main(int argc, char** argv)
     Repeatability();
     Scaling(online);
     ThreadStart(online);
+    SensorReading();
     HeatLoad(online);
     Instructions(argv[0]);
     WaitForWorkerThreads(10000);
