@@ -1,6 +1,8 @@
 // Merging 100,000 new records into a table of 100,000 with tarnwick-cli,
 // against sort -u over the two files: two programs on the same files, their
 // processor time, in the same run, alternated.
+#include "measure.h"
+
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -15,14 +17,6 @@
 namespace {
 constexpr int Records = 100000;
 constexpr int Runs = 7;
-
-double CpuMilliseconds(int who)
-{
-    rusage usage{};
-    getrusage(who, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
-}
 
 void WriteRecords(const std::filesystem::path& file, unsigned seed)
 {
@@ -66,11 +60,6 @@ double MeasureSortUnique(const std::filesystem::path& dir)
     return CpuMilliseconds(RUSAGE_CHILDREN) - before;
 }
 
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 }  // namespace
 
 int main()

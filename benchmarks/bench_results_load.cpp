@@ -5,6 +5,8 @@
 #include "config/paths.h"
 #include "results/results_file.h"
 
+#include "measure.h"
+
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,14 +47,6 @@ void WriteRecords(const std::filesystem::path& file)
             << ";Linux;6." << random() % 10 << ';' << 100 + random() % 30000 << ';'
             << 100 + random() % 400000 << ';' << (random() % 10 == 0 ? "no" : "yes") << '\n';
     }
-}
-
-double CpuMilliseconds(int who)
-{
-    rusage usage{};
-    getrusage(who, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
 }
 
 struct LoadRun {
@@ -105,12 +99,6 @@ double MeasureSort(const std::filesystem::path& file)
     return CpuMilliseconds(RUSAGE_CHILDREN) - before;
 }
 
-template <typename T>
-T Median(std::vector<T> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 }  // namespace
 
 int main()

@@ -31,14 +31,6 @@ std::string Roff(const char* text)
     return out;
 }
 
-const CliOption* Option(const char* name)
-{
-    for (const CliOption& option : CliOptions())
-        if (std::strcmp(option.name, name) == 0)
-            return &option;
-    return nullptr;
-}
-
 // "\fB\-\-threads\fR \fIN\fR"
 std::string Usage(const CliOption& option)
 {
@@ -57,12 +49,12 @@ void ManualPage()
     for (const CliCommand& command : CliCommands()) {
         std::printf(".B tarnwick\\-cli\n.B %s\n", command.name);
         if (*command.required != '\0')
-            std::printf("%s\n", Usage(*Option(command.required)).c_str());
+            std::printf("%s\n", Usage(*FindCliOption(command.required)).c_str());
         for (const char* name : command.options)
             if (std::strcmp(name, command.required) != 0)
-                std::printf("[%s]\n", Usage(*Option(name)).c_str());
+                std::printf("[%s]\n", Usage(*FindCliOption(name)).c_str());
         for (const char* name : CliCommonOptions())
-            std::printf("[%s]\n", Usage(*Option(name)).c_str());
+            std::printf("[%s]\n", Usage(*FindCliOption(name)).c_str());
         if (*command.operands != '\0')
             std::printf(".IR %s\n", Roff(command.operands).c_str());
         std::printf(".br\n");

@@ -47,6 +47,14 @@ const std::vector<CliCommand>& CliCommands()
     return commands;
 }
 
+const CliOption* FindCliOption(const char* name)
+{
+    for (const CliOption& option : CliOptions())
+        if (std::strcmp(option.name, name) == 0)
+            return &option;
+    return nullptr;
+}
+
 const CliCommand* FindCliCommand(const char* name)
 {
     for (const CliCommand& command : CliCommands())

@@ -32,6 +32,9 @@ const std::vector<CliOption>& CliOptions();
 /// Every command, in the order --help names them.
 const std::vector<CliCommand>& CliCommands();
 
+/// The option named `name`, or null.
+const CliOption* FindCliOption(const char* name);
+
 /// The command named `name`, or null.
 const CliCommand* FindCliCommand(const char* name);
 

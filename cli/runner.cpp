@@ -552,10 +552,7 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
     if (parser.Found(wxS("no-htt")))
         options.htt = 0;
     if (*command->required != '\0' && !parser.Found(command->required)) {
-        const CliOption* needed = nullptr;
-        for (const CliOption& option : CliOptions())
-            if (std::strcmp(option.name, command->required) == 0)
-                needed = &option;
+        const CliOption* needed = FindCliOption(command->required);
         return wxString::Format(wxS("%s needs --%s %s"), command->name, command->required,
                                 needed != nullptr && needed->value != nullptr ? needed->value : "");
     }
@@ -565,12 +562,9 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         return wxString::Format(wxS("%s needs at least one FILE (- reads standard input)"), command->name);
     if (*command->operands == '\0' && !options.files.empty())
         return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
-    if (parser.Found(wxS("results"), &options.results) && options.results.empty())
-        return wxS("--results needs a PATH");
-    if (parser.Found(wxS("log"), &options.log) && options.log.empty())
-        return wxS("--log needs a FILE");
-    if (parser.Found(wxS("plot"), &options.plot) && options.plot.empty())
-        return wxS("--plot needs a FILE");
+    for (auto [name, value] : {std::pair{"results", &options.results}, {"log", &options.log}, {"plot", &options.plot}})
+        if (parser.Found(name, value) && value->empty())
+            return wxString::Format(wxS("--%s needs a %s"), name, FindCliOption(name)->value);
     options.searching = parser.Found(wxS("search"), &options.search);
     options.append = parser.Found(wxS("append"));
     options.json = parser.Found(wxS("json"));

@@ -105,6 +105,27 @@ PaintRecorder::~PaintRecorder()
     m_window.RemoveEventHandler(this);
 }
 
+std::string ReadBytes(const char* path)
+{
+    wxFFile file(path, "rb");
+    std::string bytes;
+    char buffer[4096];
+    while (file.IsOpened() && !file.Eof()) {
+        const size_t n = file.Read(buffer, sizeof buffer);
+        if (n == 0)
+            break;
+        bytes.append(buffer, n);
+    }
+    return bytes;
+}
+
+void WriteBytes(const char* path, const std::string& bytes)
+{
+    wxFFile file(path, "wb");
+    EXPECT_TRUE(file.IsOpened()) << path;
+    file.Write(bytes.data(), bytes.size());
+}
+
 TempDir::TempDir()
 {
     wxString base = wxFileName::CreateTempFileName(wxFileName::GetTempDir() + wxS("/tarnwick"));

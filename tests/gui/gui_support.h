@@ -12,6 +12,7 @@
 #include <wx/testing.h>
 
 #include <functional>
+#include <string>
 #include <vector>
 
 class MainFrame;
@@ -87,6 +88,13 @@ public:
 private:
     wxWindow& m_window;
 };
+
+/// The bytes of the file at `path` (relative to the working directory); none
+/// when it cannot be read.
+std::string ReadBytes(const char* path);
+
+/// Replaces the file at `path` by `bytes`.
+void WriteBytes(const char* path, const std::string& bytes);
 
 /// A fresh directory, removed with everything in it at the end of the scope.
 class TempDir {

@@ -21,27 +21,6 @@ namespace {
 const wxString NoResults = wxS("There are no results!");
 const wxString Caption = wxS("Message");
 
-std::string ReadBytes(const char* path)
-{
-    wxFFile file(path, "rb");
-    std::string bytes;
-    char buffer[4096];
-    while (file.IsOpened() && !file.Eof()) {
-        const size_t n = file.Read(buffer, sizeof buffer);
-        if (n == 0)
-            break;
-        bytes.append(buffer, n);
-    }
-    return bytes;
-}
-
-void WriteBytes(const char* path, const std::string& bytes)
-{
-    wxFFile file(path, "wb");
-    ASSERT_TRUE(file.IsOpened());
-    file.Write(bytes.data(), bytes.size());
-}
-
 // The results file beside the program (the test's working directory),
 // loaded into the table; emptied again afterwards.
 class ResultsDialog : public ::testing::Test {

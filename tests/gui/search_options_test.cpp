@@ -17,20 +17,6 @@
 #include <string>
 
 namespace {
-std::string ReadBytes(const char* path)
-{
-    wxFFile file(path, "rb");
-    wxString text;
-    file.ReadAll(&text, wxConvUTF8);
-    return text.utf8_string();
-}
-
-void WriteBytes(const char* path, const std::string& bytes)
-{
-    wxFFile file(path, "wb");
-    file.Write(bytes.data(), bytes.size());
-}
-
 class SearchCommand : public ::testing::Test {
 protected:
     void SetUp() override

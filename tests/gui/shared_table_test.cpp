@@ -29,27 +29,6 @@ const wxString Changed = wxS("Another program has changed the results table: the
                              "it, and nothing was changed.\nThe table is shown as it is now.");
 const wxString Confirm = wxS("The result will be deleted.\nAre you sure?");
 
-std::string ReadBytes(const char* path)
-{
-    wxFFile file(path, "rb");
-    std::string bytes;
-    char buffer[4096];
-    while (file.IsOpened() && !file.Eof()) {
-        const size_t n = file.Read(buffer, sizeof buffer);
-        if (n == 0)
-            break;
-        bytes.append(buffer, n);
-    }
-    return bytes;
-}
-
-void WriteBytes(const char* path, const std::string& bytes)
-{
-    wxFFile file(path, "wb");
-    ASSERT_TRUE(file.IsOpened());
-    file.Write(bytes.data(), bytes.size());
-}
-
 // A message box with this text and caption, centred, answered OK.
 class ExpectCentred : public wxExpectModalBase<wxMessageDialog, ExpectCentred> {
 public:

@@ -5,6 +5,7 @@
 #include "app/notify.h"
 #include "app/state.h"
 #include "config/paths.h"
+#include "unprivileged.h"
 #include "saved_state.h"
 
 #include <gtest/gtest.h>
@@ -93,20 +94,8 @@ protected:
         return own;
     }
 
-    /// Runs `body` in a child process without root's privileges (as "nobody"
-    /// when the tests run as root) and returns its exit code.
-    int RunUnprivileged(const std::function<int()>& body) const
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-                _exit(100);
-            _exit(body());
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 101;
-    }
+    /// Runs `body` as an ordinary user (unprivileged.h).
+    int RunUnprivileged(const std::function<int()>& body) const { return ::RunUnprivileged(body); }
 
     StateGuard savedState;  ///< the paths the file routines resolve, and the rest, put back at the end
     fs::path dir;

@@ -3,6 +3,7 @@
 #include "sensors/sensor_history.h"
 #include "sensors/sensors.h"
 #include "sensor_tree.h"
+#include "unprivileged.h"
 
 #include <gtest/gtest.h>
 
@@ -64,21 +65,6 @@ protected:
         const MachineSensors::Reading reading = sensors.Read();
         EXPECT_EQ(reading.averageMhz, std::optional<double>(3200.0));
         EXPECT_EQ(reading.lowestMhz, std::optional<double>(3000.0));
-    }
-
-    /// Runs `body` in a child without root's privileges ("nobody" when the
-    /// tests run as root) and returns its exit code.
-    static int RunUnprivileged(const std::function<int()>& body)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-                _exit(100);
-            _exit(body());
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 101;
     }
 };
 
