@@ -7,6 +7,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -77,17 +78,32 @@ void SyncDirectory(const std::string& directory)
 }
 
 // A new temporary file beside `target`, ".name.XXXXXX.tmp", holding the bytes,
-// flushed and closed. Returns 0 or the errno; `temporary` names it.
+// flushed. Returns 0 or the errno; `temporary` names it and `fd` stays open
+// with the file's lock held until the caller has renamed or removed it, so
+// that RemoveStaleTemporaries can tell a live writer's file from a dead one's.
 int WriteTemporary(const std::string& target, const Pieces& data, mode_t mode,
-                   const struct stat* owner, std::string& temporary)
+                   const struct stat* owner, std::string& temporary, int& fd)
 {
     std::string directory, name;
     SplitPath(target, directory, name);
-    std::string pattern = directory + "/." + name + ".XXXXXX" + TemporarySuffix;
-    const int fd = ::mkostemps(pattern.data(), int(sizeof TemporarySuffix - 1), O_CLOEXEC);
-    if (fd < 0)
-        return errno;
-    temporary = pattern;
+    for (int attempt = 0;; ++attempt) {
+        std::string pattern = directory + "/." + name + ".XXXXXX" + TemporarySuffix;
+        fd = ::mkostemps(pattern.data(), int(sizeof TemporarySuffix - 1), O_CLOEXEC);
+        if (fd < 0)
+            return errno;
+        int locked;
+        while ((locked = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
+        }
+        struct stat info {};
+        // A remover may take the new file for a dead writer's between its
+        // creation and the lock; then it is gone and another one is made.
+        if (locked == 0 && ::fstat(fd, &info) == 0 && info.st_nlink == 0 && attempt < 8) {
+            ::close(fd);
+            continue;
+        }
+        temporary = pattern;
+        break;
+    }
     // Keep the group (and, for root, the owner) of the file replaced, so that
     // a table a group shares stays theirs; where that is not allowed the new
     // file is simply ours.
@@ -98,13 +114,21 @@ int WriteTemporary(const std::string& target, const Pieces& data, mode_t mode,
         error = WriteAll(fd, data);
     if (error == 0 && ::fsync(fd) != 0)
         error = errno;
-    if (::close(fd) != 0 && error == 0)
-        error = errno;
     if (error != 0) {
         ::unlink(temporary.c_str());
+        ::close(fd);
+        fd = -1;
         temporary.clear();
     }
     return error;
+}
+
+// Done with a temporary file: removed when it is still there, its lock let go.
+void ReleaseTemporary(const std::string& temporary, int fd, bool remove)
+{
+    if (remove)
+        ::unlink(temporary.c_str());
+    ::close(fd);
 }
 
 // For a directory that takes no new files: the file itself rewritten.
@@ -161,16 +185,16 @@ int WriteFileAtomically(const wxString& path, const Pieces& data)
         return errno;
     const mode_t mode = exists ? (old.st_mode & 07777) : NewFileMode();
     std::string temporary;
-    int error = WriteTemporary(target, data, mode, exists ? &old : nullptr, temporary);
+    int fd = -1;
+    int error = WriteTemporary(target, data, mode, exists ? &old : nullptr, temporary, fd);
     if (error == EACCES || error == EPERM)
         return exists ? WriteInPlace(target, data) : error;
     if (error != 0)
         return error;
-    if (::rename(temporary.c_str(), target.c_str()) != 0) {
-        error = errno;
-        ::unlink(temporary.c_str());
+    error = ::rename(temporary.c_str(), target.c_str()) == 0 ? 0 : errno;
+    ReleaseTemporary(temporary, fd, error != 0);
+    if (error != 0)
         return error;
-    }
     std::string directory, name;
     SplitPath(target, directory, name);
     SyncDirectory(directory);
@@ -246,12 +270,13 @@ int CreateFileFrom(const wxString& source, const wxString& path)
     if (error != 0)
         return error;
     std::string temporary;
-    error = WriteTemporary(target, {bytes}, NewFileMode(), nullptr, temporary);
+    int fd = -1;
+    error = WriteTemporary(target, {bytes}, NewFileMode(), nullptr, temporary, fd);
     if (error != 0)
         return error;
     // link() puts the whole file in place and fails if one appeared meanwhile.
     error = ::link(temporary.c_str(), target.c_str()) == 0 ? 0 : errno;
-    ::unlink(temporary.c_str());
+    ReleaseTemporary(temporary, fd, true);
     if (error == EPERM || error == ENOTSUP || error == EMLINK) {
         // A file system without hard links: create it exclusively instead.
         const int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NewFileMode());
@@ -297,10 +322,17 @@ void RemoveStaleTemporaries(const wxString& path)
     while (const dirent* entry = ::readdir(entries)) {
         if (!IsTemporaryFor(entry->d_name, name))
             continue;
+        // A live writer holds its temporary file's lock until the file is
+        // renamed or removed; a killed writer's lock went with it.
         const std::string stale = directory + "/" + entry->d_name;
-        struct stat info {};
-        if (::lstat(stale.c_str(), &info) == 0 && S_ISREG(info.st_mode))
+        const int fd = ::open(stale.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        struct stat open {}, named {};
+        if (::fstat(fd, &open) == 0 && S_ISREG(open.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
+            ::lstat(stale.c_str(), &named) == 0 && named.st_ino == open.st_ino && named.st_dev == open.st_dev)
             ::unlink(stale.c_str());
+        ::close(fd);
     }
     ::closedir(entries);
 }

@@ -45,8 +45,9 @@ int CopyFileAtomically(const wxString& from, const wxString& to);
 int CreateFileFrom(const wxString& source, const wxString& path);
 
 /// Removes the temporary files that writers of `path` killed before their
-/// rename left beside its target. Only for a caller that holds the exclusive
-/// lock of `path`: every live writer holds it while its temporary exists.
+/// rename left beside its target. A live writer holds the lock of its own
+/// temporary file from its creation to its rename, so its file is left alone
+/// whatever lock the caller holds.
 void RemoveStaleTemporaries(const wxString& path);
 
 /// Whether `name` (a bare file name) is one of our temporary files for a

@@ -165,7 +165,9 @@ int Access(bool changes, const std::function<int(const FilePaths&)>& work)
         RemoveStaleTemporaries(paths.resultsBackup);
     }
     const int status = work(paths);
-    if (status == 0)
+    // A record another program removed is not changed, so no backup is due:
+    // the next load must not replace the backup that still holds it.
+    if (status == 0 || status == ResultsRecordGone)
         BackupPending = 0;
     return status;
 }

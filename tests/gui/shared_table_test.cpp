@@ -113,10 +113,14 @@ TEST_F(TwoPrograms, ReplaceChangesTheRecordShownAfterTheOtherDeletedTheOneBefore
 
 TEST_F(TwoPrograms, DeleteOfARecordTheOtherRemovedChangesNothingSaysSoAndReloads)
 {
-    OtherProgramWrites(First + "\n" + Third + "\n");  // window B deleted "Second"
+    // Window B deleted "Second", its backup taken first: the one copy left.
+    WriteBytes("cpu_result.bak", First + "\n" + Second + "\n" + Third + "\n");
+    OtherProgramWrites(First + "\n" + Third + "\n");
     wxTEST_DIALOG(PressButton(dialog->m_deleteButton), ExpectCentred(Confirm, wxS("Delete result confirmation")),
                   ExpectCentred(Changed, wxS("Tarnwick - results file")));
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Third + "\n");
+    EXPECT_EQ(ReadBytes("cpu_result.bak"), First + "\n" + Second + "\n" + Third + "\n");
+    EXPECT_EQ(BackupPending, 0);
     EXPECT_EQ(ResultLineCount, 2);
     EXPECT_EQ(dialog->m_totalLabel->GetLabel(), "2");
     EXPECT_EQ(Shown(), "2");
@@ -125,10 +129,13 @@ TEST_F(TwoPrograms, DeleteOfARecordTheOtherRemovedChangesNothingSaysSoAndReloads
 
 TEST_F(TwoPrograms, ReplaceOfARecordTheOtherRemovedChangesNothingSaysSoAndReloads)
 {
+    WriteBytes("cpu_result.bak", First + "\n" + Second + "\n");
     OtherProgramWrites(First + "\n");
     dialog->m_fields[1]->SetValue(wxS("Second, edited"));
     wxTEST_DIALOG(PressButton(dialog->m_saveButton), ExpectCentred(Changed, wxS("Tarnwick - results file")));
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n");
+    EXPECT_EQ(ReadBytes("cpu_result.bak"), First + "\n" + Second + "\n");
+    EXPECT_EQ(BackupPending, 0);
     EXPECT_EQ(dialog->m_totalLabel->GetLabel(), "1");
     EXPECT_EQ(Shown(), "1");
     EXPECT_EQ(dialog->m_fields[1]->GetValue(), "First");

@@ -11,7 +11,9 @@
 #include "results/results_table.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <cerrno>
 #include <chrono>
@@ -294,6 +296,43 @@ TEST_F(SharedFiles, ALiveWritersTemporaryIsLeftAloneAndBothChangesLand)
     ::close(ready[1]);
 }
 
+TEST_F(SharedFiles, ATemporaryFileItsWriterStillLocksIsLeftAloneWhateverLockTheRemoverHolds)
+{
+    // A writer that holds no lock of the table: a copy of the program making
+    // the table from its template, or writing the backup of another table in
+    // this folder. Only its own file's lock tells it is alive.
+    Write("cpu_results.csv", Line("First") + "\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    Write(".cpu_result.bak.Dead01.tmp", "a killed writer's half");
+    int ready[2], done[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    ASSERT_EQ(::pipe(done), 0);
+    const pid_t writer = fork();
+    if (writer == 0) {
+        const std::string live = (dir / ".cpu_result.bak.LiVe01.tmp").string();
+        const int fd = ::open(live.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+        if (fd < 0 || ::flock(fd, LOCK_EX) != 0)
+            _exit(2);
+        (void)!::write(ready[1], "x", 1);
+        char go;
+        (void)!::read(done[0], &go, 1);
+        struct stat info {};
+        _exit(::stat(live.c_str(), &info) == 0 ? 0 : 1);
+    }
+    char signal;
+    ASSERT_EQ(::read(ready[0], &signal, 1), 1);
+    AppendRecord(L"Mine");
+    EXPECT_FALSE(Exists(".cpu_result.bak.Dead01.tmp"));
+    (void)!::write(done[1], "x", 1);
+    int status = 0;
+    ::waitpid(writer, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the live writer's file was removed";
+    EXPECT_EQ(Read("cpu_results.csv"), Line("First") + "\nAMD;Mine;;;;;2;Linux;;1;2;yes\n");
+    fs::remove(dir / ".cpu_result.bak.LiVe01.tmp");
+    for (int fd : {ready[0], ready[1], done[0], done[1]})
+        ::close(fd);
+}
+
 TEST_F(SharedFiles, AnotherResultsFileIsMadeFromTheTemplateWithItsBackupBesideIt)
 {
     Write("doc/cpu_results_original.csv", Line("Shipped") + "\n");
@@ -388,8 +427,15 @@ TEST_F(SharedFiles, ARecordAnotherProgramRemovedIsNotReplacedByAnother)
     EXPECT_EQ(ChangeShownResult(ResultsOpReplace, wxString::FromUTF8(Line("Second"))), ResultsRecordGone);
     EXPECT_EQ(Read("cpu_results.csv"), others);
     EXPECT_FALSE(Exists("cpu_result.bak"));
-    EXPECT_EQ(BackupPending, 1);
+    // Nothing was changed, so no backup is due: the reload that follows must
+    // not replace the other program's backup, the one copy of "Second".
+    EXPECT_EQ(BackupPending, 0);
     EXPECT_EQ(CurrentResult, 1);
+    Write("cpu_result.bak", Line("First") + "\n" + Line("Second") + "\n" + Line("Third") + "\n");
+    BackupPending = 1;
+    ASSERT_EQ(ChangeShownResult(ResultsOpDelete, wxString::FromUTF8(Line("Second"))), ResultsRecordGone);
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_EQ(Read("cpu_result.bak"), Line("First") + "\n" + Line("Second") + "\n" + Line("Third") + "\n");
 }
 
 TEST_F(SharedFiles, OfTwoEqualLinesTheNearestIsTheOneChanged)
