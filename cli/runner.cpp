@@ -11,7 +11,6 @@
 #include "bench/power.h"
 #include "bench/speed.h"
 #include "bench/work_cycle.h"
-#include "config/config_file.h"
 #include "config/paths.h"
 #include "results/atomic_file.h"
 #include "results/last_test.h"

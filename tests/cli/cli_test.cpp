@@ -1,5 +1,7 @@
 // tarnwick-cli run as users run it: in a program directory of its own, its
 // whole output compared with patterns for the numbers that vary.
+#include "../unit/sensor_tree.h"
+
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -52,9 +54,10 @@ protected:
         fs::remove_all(dir, ignored);
     }
 
-    Outcome Run(const std::string& arguments) const
+    Outcome Run(const std::string& arguments, const std::string& environment = "") const
     {
-        const std::string command = "cd '" + dir.string() + "' && ./tarnwick-cli " + arguments + " > out.txt 2> err.txt";
+        const std::string command =
+            "cd '" + dir.string() + "' && " + environment + "./tarnwick-cli " + arguments + " > out.txt 2> err.txt";
         Outcome outcome;
         const int status = std::system(command.c_str());
         outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -268,9 +271,39 @@ TEST_F(Cli, HeatShortened)
     // What the sensors say depends on the machine: every form is allowed.
     EXPECT_TRUE(Matches(o.out, R"(Heat test: [1-9][0-9]* workers busy for [1-3] s \(run shortened to 1 s\); )"
                                R"((no temperature or frequency sensor answered|)"
-                               R"((highest temperature -?[0-9]+ Â°C|no temperature sensor answered), )"
+                               R"((highest temperature -?[0-9]+ \xC2\xB0C|no temperature sensor answered), )"
                                R"((lowest frequency [0-9]+\.[0-9]{2} GHz|no frequency sensor answered))\n)"))
         << o.out;
+}
+
+TEST_F(Cli, HeatOnADesktopsSensorsNamesThemLogsThemAndPlotsThem)
+{
+    MachineTree machine;
+    ASSERT_TRUE(machine.Create());
+    machine.Desktop();  // k10temp Tctl 65.25, Tccd1 70.125, Tccd2 60 degrees; 3000 to 4500 MHz
+    const Outcome o = Run("heat --minutes 1 --seconds 2 --log heat.csv --plot heat.svg", "TARNWICK_SENSOR_ROOT='" +
+                                                                                           machine.root.string() + "' ");
+    machine.Destroy();
+    ASSERT_EQ(o.code, 0) << o.err;
+    EXPECT_TRUE(Matches(o.out, "Heat test: [1-9][0-9]* workers busy for [2-4] s \\(run shortened to 2 s\\); "
+                               "highest temperature 65 \xC2\xB0" "C, lowest frequency 3\\.00 GHz\n"))
+        << o.out;
+    std::istringstream log(ReadFile(dir / "heat.csv"));
+    std::string line;
+    ASSERT_TRUE(std::getline(log, line));
+    EXPECT_EQ(line, "seconds,busy %,k10temp:Tctl,k10temp:Tccd1,k10temp:Tccd2,average MHz,lowest MHz");
+    int rows = 0;
+    while (std::getline(log, line)) {
+        ++rows;
+        // No /proc/stat in this tree: the busy share is left empty.
+        EXPECT_EQ(line, std::to_string(rows) + ",,65.2,70.1,60.0,3750,3000");
+    }
+    EXPECT_GE(rows, 1);
+    const std::string svg = ReadFile(dir / "heat.svg");
+    EXPECT_NE(svg.find(">Temperature:<"), std::string::npos);
+    EXPECT_NE(svg.find("65 \xC2\xB0" "C (highest 65 \xC2\xB0" "C)"), std::string::npos);
+    EXPECT_NE(svg.find("3.75 GHz (lowest 3.00 GHz)"), std::string::npos);
+    EXPECT_NE(svg.find("stroke=\"#FF0000\""), std::string::npos) << "no temperature curve";
 }
 
 namespace {
@@ -314,8 +347,9 @@ TEST_F(Cli, HeatLogAndPlotReadBack)
         const int seconds = std::stoi(cells[0]);
         EXPECT_GT(seconds, previous);
         previous = seconds;
-        for (const std::string& cell : cells)
+        for (const std::string& cell : cells) {
             EXPECT_TRUE(NumberOrEmpty(cell)) << line;
+        }
         if (!cells[1].empty())
             EXPECT_LE(std::stod(cells[1]), 100.0);
         ++rows;
@@ -350,7 +384,7 @@ TEST_F(Cli, InfoShowsTheProcessorFacts)
     const Outcome o = Run("info");
     EXPECT_EQ(o.code, 0);
     EXPECT_TRUE(Matches(o.out, R"(Processor: +.*
-Vendor: +\w{12}
+Vendor: +[ -~]{12}
 Signature: +[0-9A-F]+
 Family: [0-9A-F]+  Model: [0-9A-F]+  Stepping: [0-9A-F]+
 Extended family: [0-9A-F]+  Extended model: [0-9A-F]+  Type: [0-9A-F]+
@@ -360,7 +394,8 @@ Logical processors: +[1-9][0-9]*
 )")) << o.out;
     const std::string cpuinfo = ReadFile("/proc/cpuinfo");
     std::smatch vendor;
-    ASSERT_TRUE(std::regex_search(cpuinfo, vendor, std::regex(R"(vendor_id\s*: (\w+))")));
+    // Twelve characters, spaces included (a Zhaoxin's is "  Shanghai  ").
+    ASSERT_TRUE(std::regex_search(cpuinfo, vendor, std::regex(R"(vendor_id\t: ([ -~]{12})\n)")));
     EXPECT_NE(o.out.find("Vendor:              " + vendor[1].str() + "\n"), std::string::npos);
 }
 
@@ -392,6 +427,13 @@ TEST_F(Cli, ResultsSearchListsTheHitsInFileOrder)
     EXPECT_EQ(o.out, "2 search results for: intel\n"
                      "Intel;Middle;3000;4000;1;4;8;Linux;6.1;7000;25000;yes\n"
                      "Intel;Slow;1000;1000;1;1;1;Linux;4.0;900;900;yes\n");
+    // The slower line first in the file: ranked by speed or by power it would be second.
+    WriteFile("cpu_results.csv", "Intel;Slow;1000;1000;1;1;1;Linux;4.0;900;900;yes\n"
+                                 "Intel;Middle;3000;4000;1;4;8;Linux;6.1;7000;25000;yes\n");
+    EXPECT_EQ(Run("results --search intel").out, "2 search results for: intel\n"
+                                                 "Intel;Slow;1000;1000;1;1;1;Linux;4.0;900;900;yes\n"
+                                                 "Intel;Middle;3000;4000;1;4;8;Linux;6.1;7000;25000;yes\n");
+    WriteFile("cpu_results.csv", Record);
     const Json json = ParseJson(Run("results --search hidden --json").out);
     ASSERT_EQ(json["hits"].Array().size(), 1u);
     EXPECT_EQ(json["hits"].Array()[0].Text(), "VIA;Hidden;1000;1000;1;1;1;Linux;4.0;800;800;no");
@@ -527,6 +569,28 @@ TEST_F(Cli, MergeIntoAReadOnlyTableSaysWhichAndWhy)
     EXPECT_EQ(ReadFile(dir / "err.txt"), "tarnwick-cli: " + (dir / "cpu_results.csv").string() +
                          " could not be written (Permission denied); the change was not saved.\n");
     EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old);
+}
+
+TEST_F(Cli, AChangeInAReadOnlyDirectorySaysTheBackupCouldNotBeWritten)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", New1);
+    fs::create_directory(dir / "outside");
+    fs::permissions(dir / "cpu_results.csv", fs::perms(0666));
+    fs::permissions(dir, fs::perms(0555));  // the table may be written, nothing may be made beside it
+    const std::string as = geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
+    const std::string told = "tarnwick-cli: The backup " + (dir / "cpu_result.bak").string() +
+                             " could not be written (Permission denied); the change was not saved.\n";
+    for (const std::string arguments : {"merge in.csv", "record --seconds 1 --threads 1 --no-htt --append"}) {
+        const std::string command = "cd '" + dir.string() + "' && " + as + "./tarnwick-cli " + arguments +
+                                    " > outside/out.txt 2> outside/err.txt";
+        const int status = std::system(command.c_str());
+        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1) << arguments;
+        EXPECT_EQ(ReadFile(dir / "outside/err.txt"), told) << arguments;
+        EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old) << arguments;
+        EXPECT_FALSE(fs::exists(dir / "cpu_result.bak")) << arguments;
+    }
+    fs::permissions(dir, fs::perms(0755));
 }
 
 TEST_F(Cli, TwoMergesOf200RecordsAtOnceBothLand)

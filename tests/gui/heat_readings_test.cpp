@@ -4,18 +4,27 @@
 #include "../unit/sensor_tree.h"
 #include "app/resources.h"
 #include "app/state.h"
+#include "gui/heat_dialog.h"
 #include "gui/main_frame.h"
 #include "gui_support.h"
 #include "sensors/heat_readings.h"
 #include "views/display.h"
 #include "views/heat_view.h"
+#include "tests/unit/saved_state.h"
+#include "tests/unit/simulated_heat_time.h"
+
+#include <wx/button.h>
+#include <wx/textctrl.h>
 
 #include <wx/bitmap.h>
 #include <wx/dcmemory.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 class HeatReadingsPicture : public ::testing::Test, public MachineTree {
@@ -136,4 +145,29 @@ TEST_F(HeatReadingsPicture, WithoutSensorsTheViewIsItsOwnPictureExactly)
     EXPECT_EQ(differing, 0);
     EXPECT_TRUE(InkBounds(window, BackgroundColour, wxRect(0, 130, window.GetWidth(), window.GetHeight() - 130))
                     .IsEmpty());
+}
+
+TEST_F(HeatReadingsPicture, TheWindowsHeatTestReadsTheSensorsOnceASecond)
+{
+    const StateGuard saved;  // the heat test's globals as they were
+    Desktop();
+    // One minute of simulated time through the menu: the real loop and workers.
+    const SimulatedHeatTime time(1700000000000);
+    wxTEST_DIALOG(SendMenuCommand(TheFrame().m_heatItem), ExpectDialog<HeatDialog>([](HeatDialog* d) {
+                      d->m_minutesText->SetValue(wxS("1"));
+                      PressButton(d->m_okButton);
+                  }));
+    ASSERT_EQ(HeatState, 1);
+    // The loop waits one second 61 times (the last after the workers ended).
+    const std::vector<SensorSample>& samples = HeatReadings.Samples();
+    ASSERT_EQ(samples.size(), 61u);
+    for (std::size_t k = 0; k < samples.size(); ++k) {
+        EXPECT_EQ(samples[k].seconds, double(k + 1)) << k;
+        EXPECT_EQ(samples[k].celsius, std::optional<double>(65.25)) << k;
+        EXPECT_EQ(samples[k].averageMhz, std::optional<double>(3750.0)) << k;
+    }
+    const ViewLayout finished = LayoutHeatView(HeatClockMillis());
+    EXPECT_NE(std::find_if(finished.begin(), finished.end(),
+                           [](const ViewItem& item) { return item.text == wxS("Temperature:"); }),
+              finished.end());
 }

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 class SearchCommand : public ::testing::Test {
@@ -111,9 +112,19 @@ TEST_F(SearchCommand, TheCloseBoxRunsTheLastSearchAgain)
 
 TEST_F(SearchCommand, AnEmptySearchListsEveryLineInFileOrder)
 {
+    // By speed Ryzen, Core, Athlon; by power Core, Athlon, Ryzen.
+    WriteBytes("cpu_results.csv", "amd;Athlon;1;2;1;2;2;Linux;5;100;5000;yes\n"
+                                  "AMD;Ryzen;1;2;1;8;16;Linux;6;900;200;yes\n"
+                                  "Intel;Core;1;2;1;4;8;Linux;6;800;8000;yes\n");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
     Search(wxEmptyString);
     ASSERT_EQ(SearchHitCount, 3);
-    EXPECT_EQ(wxString(SearchHits.get()), "AMD;Ryzen;1;2;1;8;16;Linux;6;900;9000;yes");
+    std::vector<wxString> hits;
+    for (int j = 0; j < SearchHitCount; ++j)
+        hits.emplace_back(SearchHits.get() + std::size_t(j) * SearchHitWidth);
+    EXPECT_EQ(hits, (std::vector<wxString>{"amd;Athlon;1;2;1;2;2;Linux;5;100;5000;yes",
+                                           "AMD;Ryzen;1;2;1;8;16;Linux;6;900;200;yes",
+                                           "Intel;Core;1;2;1;4;8;Linux;6;800;8000;yes"}));
 }
 
 TEST_F(SearchCommand, CapitalsFindEveryCaseAndTheHeadingIsLowerCase)
