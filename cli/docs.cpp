@@ -42,7 +42,8 @@ std::string Usage(const CliOption& option)
 
 void ManualPage()
 {
-    std::printf(".TH TARNWICK\\-CLI 1 \"2026\\-11\\-22\" \"Tarnwick %s\" \"User Commands\"\n", TARNWICK_VERSION);
+    std::printf(".TH TARNWICK\\-CLI 1 \"%s\" \"Tarnwick %s\" \"User Commands\"\n", Roff(TARNWICK_RELEASE_DATE).c_str(),
+                TARNWICK_VERSION);
     std::printf(".SH NAME\ntarnwick\\-cli \\- the Tarnwick processor tests without a window\n");
 
     std::printf(".SH SYNOPSIS\n.ad l\n");
@@ -93,6 +94,10 @@ void ManualPage()
                 ".TP\n1\n%s\n.TP\n2\nThe command line was wrong.\n",
                 Roff("A file could not be read or written: one line on standard error says which and why, and the "
                      "results table is as it was.").c_str());
+
+    std::printf(".SH ENVIRONMENT\n.TP\n.B TARNWICK_SENSOR_ROOT\n%s\n",
+                Roff("A directory that holds another /sys and /proc (a host's, mounted into a container): the heat "
+                     "test reads its temperatures and frequencies there instead of under /.").c_str());
 
     std::printf(".SH FILES\n");
     const char* files[][2] = {

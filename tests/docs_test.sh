@@ -26,8 +26,21 @@ commands=$(echo "$help" | sed -n 's/^Commands: //p' | tr ',' '\n' | awk '{print 
 for command in $commands; do
     echo "$rendered" | grep -qE "^ +$command( |$)" || fail "tarnwick-cli.1 lacks the command $command"
 done
-for section in NAME SYNOPSIS DESCRIPTION COMMANDS OPTIONS 'EXIT STATUS' FILES EXAMPLES 'SEE ALSO'; do
+for section in NAME SYNOPSIS DESCRIPTION COMMANDS OPTIONS 'EXIT STATUS' ENVIRONMENT FILES EXAMPLES 'SEE ALSO'; do
     echo "$rendered" | grep -q "^$section" || fail "tarnwick-cli.1 lacks $section"
+done
+window=$(LC_ALL=C.UTF-8 MANWIDTH=200 man -E UTF-8 -l "$build/man/tarnwick.1" 2>/dev/null | col -b)
+for section in NAME SYNOPSIS DESCRIPTION MENUS 'EXIT STATUS' FILES EXAMPLES 'SEE ALSO'; do
+    echo "$window" | grep -q "^$section" || fail "tarnwick.1 lacks $section"
+done
+for file in cpu_results.csv cpu_result.bak tarnwick.conf doc/cpu_results_original.csv doc/tarnwick_original.conf; do
+    echo "$window" | grep -qF "$file" || fail "tarnwick.1 does not name $file"
+done
+# Both pages carry the version the programs print.
+version=$("$cli" --version | grep -oE '[0-9]+(\.[0-9]+)+' | head -n 1)
+[ -n "$version" ] || fail "tarnwick-cli --version printed no version"
+for page in tarnwick tarnwick-cli; do
+    grep -q "^\.TH .*\"Tarnwick $version\"" "$build/man/$page.1" || fail "$page.1 is not of version $version"
 done
 
 # Bash completion: loaded as bash-completion loads it, then asked as the

@@ -21,10 +21,12 @@ for path in ./usr/bin/tarnwick ./usr/bin/tarnwick-cli ./usr/lib/tarnwick/tarnwic
             ./usr/share/icons/hicolor/128x128/apps/tarnwick.png ./usr/share/doc/tarnwick/copyright; do
     echo "$contents" | grep -q " $path\$" || { echo "missing $path" >&2; exit 1; }
 done
-lintian --allow-root "$deb" > lintian.log 2>&1 || true
+command -v lintian > /dev/null || { echo "lintian is not installed" >&2; exit 1; }
+status=0
+lintian --allow-root --fail-on error,warning "$deb" > lintian.log 2>&1 || status=$?
 cat lintian.log
-if grep -qE '^[EW]:' lintian.log; then
-    echo "lintian reported errors or warnings" >&2
+if [ "$status" -ne 0 ] || grep -qE '^[EW]:' lintian.log; then
+    echo "lintian reported errors or warnings, or failed (exit $status)" >&2
     exit 1
 fi
 echo "$deb: contents as expected, nothing from lintian"
