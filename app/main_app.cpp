@@ -2,6 +2,7 @@
 
 #include "app/notify.h"
 #include "app/resources.h"
+#include "app/startup.h"
 #include "app/state.h"
 #include "app/tarnwick_icon.xpm"
 #include "bench/workers.h"

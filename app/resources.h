@@ -1,4 +1,4 @@
-// Drawing resources shared by every view, and the start-up initialiser.
+// Drawing resources shared by every view: global state, made by InitGlobals.
 #pragma once
 
 #include <wx/brush.h>
@@ -12,7 +12,3 @@ extern wxColour BackgroundColour;  ///< red 242, green 240, blue 250
 extern wxBrush WhiteBrush;
 extern wxPen BlackPen;
 extern wxFont ViewFont;
-
-/// The global initialiser: drawing resources, then the processor facts and
-/// the power test's defaults. Runs once, after the main window is shown.
-void InitGlobals();

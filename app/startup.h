@@ -1,5 +1,10 @@
-// The part of the start-up initialiser that needs no display.
+// The start-up initialiser.
 #pragma once
+
+/// The global initialiser: drawing resources, then the processor facts and
+/// the power test's defaults. Runs once, after the main window is shown.
+/// (Made with the drawing resources, in the program with a window.)
+void InitGlobals();
 
 /// Sets the operating-system name and the processor count, decodes the
 /// processor identification and derives the power test's defaults from it.

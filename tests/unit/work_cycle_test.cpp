@@ -1,5 +1,5 @@
-// The work cycle against a plain reference written separately from the
-// specification of each step, with 32-bit wrap-around made explicit.
+// The work cycle against a plain reference written separately, step by
+// step, with 32-bit wrap-around made explicit.
 #include "bench/work_cycle.h"
 
 #include <gtest/gtest.h>
