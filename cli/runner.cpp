@@ -12,7 +12,7 @@
 #include "bench/speed.h"
 #include "bench/work_cycle.h"
 #include "config/paths.h"
-#include "results/atomic_file.h"
+#include "files/atomic_file.h"
 #include "results/last_test.h"
 #include "results/merge.h"
 #include "results/results_file.h"

@@ -4,9 +4,9 @@
 #include "app/numbers.h"
 #include "app/state.h"
 #include "config/paths.h"
-#include "results/atomic_file.h"
-#include "results/file_lock.h"
-#include "results/text_document.h"
+#include "files/atomic_file.h"
+#include "files/file_lock.h"
+#include "files/text_document.h"
 
 #include <wx/filefn.h>
 #include <wx/log.h>

@@ -2,9 +2,9 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
-#include "results/big_block.h"
+#include "files/big_block.h"
 #include "results/results_file.h"
-#include "results/text_document.h"
+#include "files/text_document.h"
 
 #include <wx/textbuf.h>
 

@@ -3,10 +3,10 @@
 #include "app/notify.h"
 #include "app/state.h"
 #include "config/paths.h"
-#include "results/atomic_file.h"
-#include "results/file_lock.h"
+#include "files/atomic_file.h"
+#include "files/file_lock.h"
 #include "results/results_table.h"
-#include "results/text_document.h"
+#include "files/text_document.h"
 
 #include <wx/filefn.h>
 #include <wx/log.h>

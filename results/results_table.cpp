@@ -2,7 +2,7 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
-#include "results/big_block.h"
+#include "files/big_block.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,8 +6,8 @@
 #include "results/merge.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
-#include "results/atomic_file.h"
-#include "results/text_document.h"
+#include "files/atomic_file.h"
+#include "files/text_document.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // Writers killed at random moments while they save: the table and its
 // backup are always whole, and the next writer clears what they left.
 #include "file_fixture.h"
-#include "results/atomic_file.h"
+#include "files/atomic_file.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 

@@ -3,9 +3,9 @@
 // beside the program, and changes to a record another program has moved.
 #include "config/config_file.h"
 #include "file_fixture.h"
-#include "results/atomic_file.h"
+#include "files/atomic_file.h"
 #include "results/last_test.h"
-#include "results/file_lock.h"
+#include "files/file_lock.h"
 #include "results/merge.h"
 #include "results/results_file.h"
 #include "results/results_table.h"

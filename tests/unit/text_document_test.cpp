@@ -1,4 +1,4 @@
-#include "results/text_document.h"
+#include "files/text_document.h"
 #include "file_fixture.h"
 
 #include <random>

@@ -1,7 +1,7 @@
-#include "results/text_document.h"
+#include "files/text_document.h"
 
-#include "results/atomic_file.h"
-#include "results/big_block.h"
+#include "files/atomic_file.h"
+#include "files/big_block.h"
 
 #include <wx/file.h>
 #include <wx/log.h>

@@ -1,6 +1,6 @@
-#include "results/atomic_file.h"
+#include "files/atomic_file.h"
 
-#include "results/big_block.h"
+#include "files/big_block.h"
 
 #include <wx/filename.h>
 #include <wx/log.h>
