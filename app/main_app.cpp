@@ -9,6 +9,7 @@
 #include "config/config_file.h"
 #include "gui/main_frame.h"
 #include "results/results_file.h"
+#include "sensors/heat_readings.h"
 
 #include <wx/icon.h>
 #include <wx/msgdlg.h>
@@ -19,6 +20,7 @@ bool MainApp::OnInit()
 {
     // GTK adopts the user's locale; numbers in files and on screen must not.
     std::setlocale(LC_NUMERIC, "C");
+    TakeSensorRootFromEnvironment();
     SetNotifier([](const wxString& text, const wxString& caption) {
         wxMessageBox(text, caption, wxOK | wxCENTRE);
     });

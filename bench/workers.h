@@ -5,6 +5,8 @@
 
 #include <wx/thread.h>
 
+#include <sys/types.h>
+
 #include <cstdint>
 
 /// Counts one worker thread for its lifetime (a member of each worker).
@@ -14,6 +16,9 @@ public:
     ~LiveWorker();
     LiveWorker(const LiveWorker&) = delete;
     LiveWorker& operator=(const LiveWorker&) = delete;
+
+private:
+    pid_t m_creator;  ///< the thread that made the worker
 };
 
 /// Starts a detached worker thread T (with an `index` member) for slot
@@ -38,8 +43,8 @@ bool StartWorker(std::uint32_t index)
 /// Worker threads made and not yet destroyed.
 std::uint32_t LiveWorkerThreads();
 
-/// Waits until every worker thread has been destroyed, for at most
-/// `milliseconds`; false when some are still there. The tests' flags are
+/// Waits until every worker thread has been destroyed and its thread has
+/// ended, for at most `milliseconds`; false when some are still there. The tests' flags are
 /// raised a moment before a worker is gone: whoever shuts the toolkit down
 /// waits here first, so no worker outlives it.
 bool WaitForWorkerThreads(int milliseconds);

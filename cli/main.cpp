@@ -5,7 +5,6 @@
 #include <wx/init.h>
 
 #include <clocale>
-#include <cstdlib>
 #include <cstdio>
 
 int main(int argc, char** argv)
@@ -16,9 +15,7 @@ int main(int argc, char** argv)
         return 1;
     }
     std::setlocale(LC_NUMERIC, "C");
-    // Another machine's /sys and /proc, as a container or a test lays them out.
-    if (const char* root = std::getenv("TARNWICK_SENSOR_ROOT"); root != nullptr && *root != '\0')
-        SensorRoot = root;
+    TakeSensorRootFromEnvironment();
     const int code = RunCommandLine(argc, argv);
     WaitForWorkerThreads(5000);  // none may outlive the toolkit
     return code;

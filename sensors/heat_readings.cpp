@@ -7,8 +7,16 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 std::string SensorRoot = "/";
+
+void TakeSensorRootFromEnvironment()
+{
+    if (const char* root = std::getenv("TARNWICK_SENSOR_ROOT"); root != nullptr && *root != '\0')
+        SensorRoot = root;
+}
+
 SensorHistory HeatReadings;
 
 namespace {

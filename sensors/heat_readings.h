@@ -15,6 +15,10 @@
 /// a tree of their own there.
 extern std::string SensorRoot;
 
+/// Sets SensorRoot from TARNWICK_SENSOR_ROOT when that is set and not empty:
+/// another machine's /sys and /proc, as a container mounts the host's.
+void TakeSensorRootFromEnvironment();
+
 /// The samples of the running or the last heat test.
 extern SensorHistory HeatReadings;
 

@@ -30,7 +30,7 @@ for section in NAME SYNOPSIS DESCRIPTION COMMANDS OPTIONS 'EXIT STATUS' ENVIRONM
     echo "$rendered" | grep -q "^$section" || fail "tarnwick-cli.1 lacks $section"
 done
 window=$(LC_ALL=C.UTF-8 MANWIDTH=200 man -E UTF-8 -l "$build/man/tarnwick.1" 2>/dev/null | col -b)
-for section in NAME SYNOPSIS DESCRIPTION MENUS 'EXIT STATUS' FILES EXAMPLES 'SEE ALSO'; do
+for section in NAME SYNOPSIS DESCRIPTION MENUS 'EXIT STATUS' ENVIRONMENT FILES EXAMPLES 'SEE ALSO'; do
     echo "$window" | grep -q "^$section" || fail "tarnwick.1 lacks $section"
 done
 for file in cpu_results.csv cpu_result.bak tarnwick.conf doc/cpu_results_original.csv doc/tarnwick_original.conf; do
