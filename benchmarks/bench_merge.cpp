@@ -52,12 +52,8 @@ double MeasureMerge(const std::filesystem::path& dir)
 
 double MeasureSortUnique(const std::filesystem::path& dir)
 {
-    const std::string command =
-        "LC_ALL=C sort -u '" + (dir / "table.csv").string() + "' '" + (dir / "new.csv").string() + "' > /dev/null";
-    const double before = CpuMilliseconds(RUSAGE_CHILDREN);
-    if (std::system(command.c_str()) != 0)
-        return -1;
-    return CpuMilliseconds(RUSAGE_CHILDREN) - before;
+    return CommandCpuMilliseconds("LC_ALL=C sort -u '" + (dir / "table.csv").string() + "' '" +
+                                  (dir / "new.csv").string() + "' > /dev/null");
 }
 
 }  // namespace

@@ -92,11 +92,7 @@ LoadRun MeasureLoad()
 // Processor time of sort(1) (all its threads) and of the shell that starts it.
 double MeasureSort(const std::filesystem::path& file)
 {
-    const std::string command = "LC_ALL=C sort -t';' -k10,10gr '" + file.string() + "' > /dev/null";
-    const double before = CpuMilliseconds(RUSAGE_CHILDREN);
-    if (std::system(command.c_str()) != 0)
-        return -1;
-    return CpuMilliseconds(RUSAGE_CHILDREN) - before;
+    return CommandCpuMilliseconds("LC_ALL=C sort -t';' -k10,10gr '" + file.string() + "' > /dev/null");
 }
 
 }  // namespace

@@ -25,17 +25,8 @@ cd "$WORKDIR"
 pid=$!
 main=$(wait_for_window '^Tarnwick Benchmark$')
 sleep 1
-press "$main" alt+p
-sleep 0.3
-xdotool key s
-sleep 12
-press "$main" alt+p
-sleep 0.3
-xdotool key r
-dialog=$(wait_for_window '^Result info$')
-sleep 0.5
-press "$dialog" Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab space
-sleep 0.5
+speed_test "$main"
+dialog=$(results_with_last_test "$main")
 xdotool key Tab Tab Tab
 xdotool type 1
 xdotool key Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab space

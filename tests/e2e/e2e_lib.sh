@@ -52,3 +52,25 @@ wait_for_exit() {
     fi
     wait "$1"
 }
+
+# speed_test MAIN: Processor, Speed in the main window; returns after the
+# 10 s test.
+speed_test() {
+    press "$1" alt+p
+    sleep 0.3
+    xdotool key s
+    sleep 12
+}
+
+# results_with_last_test MAIN: opens Processor, Results and presses "Last
+# test" (the thirteenth stop from the first field); prints the dialog's id.
+results_with_last_test() {
+    press "$1" alt+p >&2
+    sleep 0.3
+    xdotool key r
+    dialog=$(wait_for_window '^Result info$')
+    sleep 0.5
+    press "$dialog" Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab space >&2
+    sleep 0.5
+    echo "$dialog"
+}

@@ -11,19 +11,8 @@ printf 'cpulist\t\t20\nheattime\t1\n' > tarnwick.conf
 pid=$!
 main=$(wait_for_window '^Tarnwick Benchmark$')
 sleep 0.5
-press "$main" alt+p
-sleep 0.3
-xdotool key s
-sleep 12
-
-press "$main" alt+p
-sleep 0.3
-xdotool key r
-dialog=$(wait_for_window '^Result info$')
-sleep 0.5
-# Focus starts in the first field; "Last test" is the thirteenth stop.
-press "$dialog" Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab space
-sleep 0.5
+speed_test "$main"
+dialog=$(results_with_last_test "$main")
 # Back round to the first field, then the empty ones.
 xdotool key Tab Tab Tab
 xdotool type 2000
