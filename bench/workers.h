@@ -44,7 +44,7 @@ bool StartWorker(std::uint32_t index)
 std::uint32_t LiveWorkerThreads();
 
 /// Waits until every worker thread has been destroyed and its thread has
-/// ended, for at most `milliseconds`; false when some are still there. The tests' flags are
-/// raised a moment before a worker is gone: whoever shuts the toolkit down
-/// waits here first, so no worker outlives it.
+/// ended, for at most `milliseconds`; false when some are still there. The
+/// tests' flags are raised a moment before a worker is gone: whoever shuts
+/// the toolkit down waits here first, so no worker outlives it.
 bool WaitForWorkerThreads(int milliseconds);

@@ -328,9 +328,9 @@ void RemoveStaleTemporaries(const wxString& path)
         const int fd = ::open(stale.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (fd < 0)
             continue;
-        struct stat open {}, named {};
-        if (::fstat(fd, &open) == 0 && S_ISREG(open.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
-            ::lstat(stale.c_str(), &named) == 0 && named.st_ino == open.st_ino && named.st_dev == open.st_dev)
+        struct stat opened {}, named {};
+        if (::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
+            ::lstat(stale.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev)
             ::unlink(stale.c_str());
         ::close(fd);
     }

@@ -6,19 +6,31 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <thread>
 
-TEST(Workers, TheWaitLastsUntilTheThreadHasEndedNotOnlyItsObject)
+namespace {
+// A worker deleted on a thread of its own, which then runs `after` and ends;
+// returns once the worker object is gone.
+void DeleteOnItsOwnThread(std::function<void()> after)
 {
     auto* worker = new LiveWorker;
-    std::atomic<bool> finishing{false};
-    std::thread([worker, &finishing] {
+    std::thread([worker, after = std::move(after)] {
         delete worker;  // the object is gone, the thread runs on
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        finishing.store(true);
+        after();
     }).detach();
     while (LiveWorkerThreads() != 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+}  // namespace
+
+TEST(Workers, TheWaitLastsUntilTheThreadHasEndedNotOnlyItsObject)
+{
+    std::atomic<bool> finishing{false};
+    DeleteOnItsOwnThread([&finishing] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        finishing.store(true);
+    });
     ASSERT_TRUE(WaitForWorkerThreads(5000));
     EXPECT_TRUE(finishing.load());
 }
@@ -33,16 +45,12 @@ TEST(Workers, AWorkerDeletedByItsMakerLeavesNothingToWaitFor)
 
 TEST(Workers, AThreadThatDoesNotEndMakesTheWaitGiveUpAtItsTime)
 {
-    auto* worker = new LiveWorker;
     std::atomic<bool> release{false}, ended{false};
-    std::thread([worker, &release, &ended] {
-        delete worker;
+    DeleteOnItsOwnThread([&release, &ended] {
         while (!release.load())
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         ended.store(true);
-    }).detach();
-    while (LiveWorkerThreads() != 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
     EXPECT_FALSE(WaitForWorkerThreads(50));
     release.store(true);
     EXPECT_TRUE(WaitForWorkerThreads(5000));
