@@ -7,6 +7,7 @@
 #include "app/tarnwick_icon.xpm"
 #include "bench/workers.h"
 #include "config/config_file.h"
+#include "files/path_text.h"
 #include "gui/main_frame.h"
 #include "results/results_file.h"
 #include "sensors/heat_readings.h"
@@ -22,7 +23,8 @@ bool MainApp::OnInit()
     std::setlocale(LC_NUMERIC, "C");
     TakeSensorRootFromEnvironment();
     SetNotifier([](const wxString& text, const wxString& caption) {
-        wxMessageBox(text, caption, wxOK | wxCENTRE);
+        // A file name may hold bytes that are no character: shown as U+FFFD.
+        wxMessageBox(ShownText(text), caption, wxOK | wxCENTRE);
     });
 
     wxIcon icon(tarnwick_icon_xpm);

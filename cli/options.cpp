@@ -23,6 +23,9 @@ const std::vector<CliOption>& CliOptions()
          "use the results file PATH instead of the one beside the program (results, record, merge)"},
         {"log", "FILE", false, "write the heat test's readings to FILE, one CSV row a second"},
         {"plot", "FILE", false, "draw the finished heat view with its temperature curve into FILE as SVG"},
+        {"no-lock", nullptr, false,
+         "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
+         "a change another program makes at the same time can then be lost (record, merge)"},
     };
     return options;
 }
@@ -39,10 +42,10 @@ const std::vector<CliCommand>& CliCommands()
         {"info", "", "what CPUID reports about the processor", {}, ""},
         {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, ""},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
-         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results"}, ""},
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results", "no-lock"}, ""},
         {"merge", "FILE...",
          "adds the records of other results files (- reads standard input) that the table does not hold yet",
-         {"results"}, ""},
+         {"results", "no-lock"}, ""},
     };
     return commands;
 }

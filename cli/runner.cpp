@@ -13,6 +13,8 @@
 #include "bench/work_cycle.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
+#include "files/file_transaction.h"
+#include "files/path_text.h"
 #include "results/last_test.h"
 #include "results/merge.h"
 #include "results/results_file.h"
@@ -28,6 +30,7 @@
 #include <wx/thread.h>
 #include <wx/utils.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -74,6 +77,7 @@ struct Options {
     wxString log;                     ///< --log: the heat test's readings, one CSV row a second
     wxString plot;                    ///< --plot: the heat view with its readings, as SVG
     std::vector<wxString> files;      ///< merge's files; "-" is standard input
+    bool noLock = false;              ///< --no-lock: change the table even where it cannot be locked
 };
 
 // "elapsed / total s, phase" on standard error, refreshed four times a
@@ -130,15 +134,25 @@ bool ShowProgress(const Options& options)
     return !options.quiet && isatty(STDERR_FILENO) != 0;
 }
 
+// Text for the terminal: UTF-8, and a file name's bytes as they were.
 std::string Utf8(const wxString& text)
 {
-    return text.utf8_string();
+    return PathToBytes(text);
+}
+
+// Text typed as an argument that is not a file name: in the locale's
+// encoding when it is one, else as its bytes were read.
+wxString ArgumentText(const wxString& argument)
+{
+    const std::string bytes = PathToBytes(argument);
+    const wxWCharBuffer text = wxConvLibc.cMB2WC(bytes.c_str());
+    return text && std::string(wxConvLibc.cWC2MB(text.data())) == bytes ? wxString(text.data()) : argument;
 }
 
 std::string JsonString(const wxString& text)
 {
     std::string out = "\"";
-    for (unsigned char c : Utf8(text)) {
+    for (unsigned char c : ShownText(text).utf8_string()) {
         if (c == '"' || c == '\\') {
             out += '\\';
             out += static_cast<char>(c);
@@ -249,50 +263,84 @@ int Power(const Options& options)
     return 0;
 }
 
-// The heat log, one row a second, flushed row by row (a stopped run keeps
-// what it logged).
+// Why an output the user named cannot be written, on one line.
+void TellOutputProblem(const wxString& path, int error, const std::string& refusedLink)
+{
+    if (error == EACCES && !refusedLink.empty())
+        std::fprintf(stderr, "tarnwick-cli: %s could not be written: %s is a symbolic link that another user made "
+                             "in a folder others may write to (sticky); such links are not followed\n",
+                     Utf8(AbsolutePath(path)).c_str(), Utf8(AbsolutePath(PathFromBytes(refusedLink))).c_str());
+    else
+        std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
+                     Utf8(ErrorText(error)).c_str());
+}
+
+// The heat log, one row a second, written row by row (a stopped run keeps
+// what it logged). A row that cannot be written is told once, and the run
+// ends with status 1.
 class HeatLog {
 public:
-    /// False, with the reason told, when the file cannot be written.
+    /// False, with the reason told, when the file cannot be opened.
     bool Open(const wxString& path)
     {
-        m_file = std::fopen(path.fn_str(), "w");
-        if (m_file == nullptr) {
-            std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
-                         Utf8(ErrorText(errno)).c_str());
+        m_path = path;
+        int error = 0;
+        std::string refused;
+        m_fd = OpenStreamOutput(path, error, refused);
+        if (m_fd < 0) {
+            TellOutputProblem(path, error, refused);
             return false;
         }
         return true;
     }
     ~HeatLog()
     {
-        if (m_file != nullptr)
-            std::fclose(m_file);
+        if (m_fd >= 0)
+            ::close(m_fd);
     }
     void Line(const std::string& text)
     {
-        if (m_file == nullptr)
+        if (m_fd < 0 || m_error != 0)
             return;
-        std::fputs(text.c_str(), m_file);
-        std::fputc('\n', m_file);
-        std::fflush(m_file);
+        const std::string line = text + "\n";
+        Fail(WriteAll(m_fd, line.data(), line.size()));
     }
+    /// Closes the log; false when anything of it could not be written.
+    bool Close()
+    {
+        if (m_fd >= 0) {
+            const int fd = m_fd;
+            m_fd = -1;
+            Fail(::close(fd) == 0 ? 0 : errno);
+        }
+        return m_error == 0;
+    }
+    bool Failed() const { return m_error != 0; }
 
 private:
-    std::FILE* m_file = nullptr;
+    void Fail(int error)
+    {
+        if (error == 0 || m_error != 0)
+            return;
+        m_error = error;
+        TellOutputProblem(m_path, error, {});
+    }
+
+    wxString m_path;
+    int m_fd = -1;
+    int m_error = 0;
 };
 
 // The finished heat view with its readings, as an SVG picture.
-bool WritePlot(const wxString& path)
+bool WritePlot(OutputFile& plot, const wxString& path)
 {
     const ViewLayout layout = LayoutHeatView(HeatClockMillis());
     int bottom = 200;
     for (const ViewItem& item : layout)
         bottom = std::max(bottom, (item.kind == ViewItem::Kind::Line ? std::max(item.y, item.y2) : item.y) + 40);
     const std::string svg = LayoutToSvg(layout, 900, bottom, 12);
-    if (const int error = WriteFileAtomically(path, svg.data(), svg.size())) {
-        std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
-                     Utf8(ErrorText(error)).c_str());
+    if (const int error = plot.Finish(svg)) {
+        TellOutputProblem(path, error, {});
         return false;
     }
     return true;
@@ -319,11 +367,23 @@ int Heat(const Options& options)
     HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
                                          : static_cast<std::int32_t>(options.minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
+    // Both outputs are opened before the test: a wrong path is told at
+    // once, not at the end of a long run.
     HeatLog log;
     if (!options.log.empty() && !log.Open(options.log))
         return 1;
+    OutputFile plot;
+    if (!options.plot.empty()) {
+        std::string refused;
+        if (const int error = plot.Open(options.plot, refused)) {
+            TellOutputProblem(options.plot, error, refused);
+            return 1;
+        }
+    }
     StartHeatReadings();
     log.Line(HeatLogHeader(HeatSensorNames()));
+    if (log.Failed())
+        return 1;
     const auto start = std::chrono::steady_clock::now();
     {
         Progress progress(ShowProgress(options), HeatTestMillis / 1000.0);
@@ -350,7 +410,10 @@ int Heat(const Options& options)
         FinishHeatTest();
     }
     const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (!options.plot.empty() && !WritePlot(options.plot))
+    const bool logged = log.Close();
+    if (!options.plot.empty() && !WritePlot(plot, options.plot))
+        return 1;
+    if (!logged)
         return 1;
     if (options.json) {
         const auto number = [](const std::optional<double>& value) { return value ? JsonNumber(*value) : "null"; };
@@ -393,8 +456,8 @@ int Info(const Options& options)
 bool LoadResults()
 {
     const int status = AccessResultsFile(ResultsOpLoad);
-    if (status != 0)
-        std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(ResultsProblemText(status)).c_str());
+    if (status != 0 && !LastResultsProblemTold())
+        std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(ResultsProblemText()).c_str());
     return status == 0;
 }
 
@@ -444,6 +507,15 @@ int Results(const Options& options)
     return 0;
 }
 
+// Tells why a change of the table was not made, when the file routine's
+// message wants a word about the command line.
+void HintAfterRefusal()
+{
+    if (LastResultsProblem().kind == FileFailure::Kind::NotLocked)
+        std::fprintf(stderr, "tarnwick-cli: --no-lock makes the change anyway, at the risk of losing a change "
+                             "another program makes at the same time\n");
+}
+
 int Record(const Options& options)
 {
     SpeedTestMillis = RunLength(options) * 1000;
@@ -460,6 +532,7 @@ int Record(const Options& options)
         // A failure is told by the file routine: which file, and why.
         BackupPending = 1;
         if (AccessResultsFile(ResultsOpAppend) != 0) {
+            HintAfterRefusal();
             std::printf("%s\n", Utf8(line).c_str());
             return 1;
         }
@@ -472,20 +545,38 @@ int Record(const Options& options)
     return 0;
 }
 
-// Every file read whole before the table is touched: one that cannot be
-// read stops the merge with the table unchanged.
+// Reads an input to merge whole, at most `limit` bytes; 0 or the errno
+// (EFBIG when there is more).
+int ReadInput(const wxString& file, std::string& bytes, std::size_t limit)
+{
+    if (file == wxS("-"))
+        return ReadAll(STDIN_FILENO, bytes, limit);
+    const int fd = ::open(PathToBytes(file).c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    struct stat info {};
+    int error = ::fstat(fd, &info) != 0 ? errno : S_ISDIR(info.st_mode) ? EISDIR : 0;
+    if (error == 0)
+        error = ReadAll(fd, bytes, limit);
+    ::close(fd);
+    return error;
+}
+
+// Every file read whole, with a size bound, before the table is touched:
+// one that cannot be read stops the merge with the table unchanged.
 int Merge(const Options& options)
 {
     std::vector<MergeSource> sources;
+    const std::uint64_t limit = ResultsFileLimit();
     for (const wxString& file : options.files) {
         MergeSource source;
-        int error;
-        if (file == wxS("-")) {
-            source.name = wxS("(standard input)");
-            error = ReadAll(STDIN_FILENO, source.bytes);
-        } else {
-            source.name = file;
-            error = ReadWholeFile(file, source.bytes);
+        source.name = file == wxS("-") ? wxString(wxS("(standard input)")) : file;
+        const int error = ReadInput(file, source.bytes, limit);
+        if (error == EFBIG) {
+            std::fprintf(stderr, "tarnwick-cli: %s is too large to merge (more than %.1f MB); the results table is "
+                                 "unchanged\n",
+                         Utf8(source.name).c_str(), double(limit) / 1e6);
+            return 1;
         }
         if (error != 0) {
             std::fprintf(stderr, "tarnwick-cli: %s could not be read (%s); the results table is unchanged\n",
@@ -498,8 +589,10 @@ int Merge(const Options& options)
     // A table that cannot be changed is told by the file routine: which
     // file, and why.
     const MergeOutcome outcome = MergeResults(sources);
-    if (outcome.status != 0)
+    if (outcome.status != 0) {
+        HintAfterRefusal();
         return 1;
+    }
     if (options.json) {
         std::printf("{\"added\": %zu, \"present\": %zu, \"refused\": [", outcome.added, outcome.present);
         for (std::size_t k = 0; k < outcome.refused.size(); ++k) {
@@ -565,6 +658,8 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         if (parser.Found(name, value) && value->empty())
             return wxString::Format(wxS("--%s needs a %s"), name, FindCliOption(name)->value);
     options.searching = parser.Found(wxS("search"), &options.search);
+    options.search = ArgumentText(options.search);
+    options.noLock = parser.Found(wxS("no-lock"));
     options.append = parser.Found(wxS("append"));
     options.json = parser.Found(wxS("json"));
     options.quiet = parser.Found(wxS("quiet"));
@@ -573,9 +668,16 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
 
 }  // namespace
 
-int RunCommandLine(int argc, char** argv)
+int RunCommandLine(const std::vector<wxString>& arguments)
 {
-    wxCmdLineParser parser(argc, argv);
+    std::vector<std::wstring> texts;
+    std::vector<wchar_t*> argv;
+    for (const wxString& argument : arguments)
+        texts.push_back(argument.ToStdWstring());
+    for (std::wstring& text : texts)
+        argv.push_back(text.data());
+    argv.push_back(nullptr);
+    wxCmdLineParser parser(int(texts.size()), argv.data());
     DescribeCommandLine(parser);
     auto* collected = new CollectOutput;
     wxMessageOutput* previous = wxMessageOutput::Set(collected);
@@ -613,8 +715,9 @@ int RunCommandLine(int argc, char** argv)
     }
 
     SetNotifier([](const wxString& text, const wxString&) {
-        std::fprintf(stderr, "tarnwick-cli: %s\n", text.utf8_string().c_str());
+        std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(text).c_str());
     });
+    AllowChangesWithoutLock(options.noLock);
     InitProcessorGlobals(wxThread::GetCPUCount());
     if (!options.results.empty())
         SetResultsFilePath(options.results);

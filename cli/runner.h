@@ -2,6 +2,11 @@
 // stored results without a window, for servers and scripts.
 #pragma once
 
-/// Runs the command line; returns the exit code (0 done, 1 failed, 2 the
-/// command line was wrong).
-int RunCommandLine(int argc, char** argv);
+#include <wx/string.h>
+
+#include <vector>
+
+/// Runs the command line (the program's name first, as the arguments'
+/// bytes were given: see path_text.h); returns the exit code (0 done,
+/// 1 failed, 2 the command line was wrong).
+int RunCommandLine(const std::vector<wxString>& arguments);

@@ -5,12 +5,10 @@
 #include "app/state.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
-#include "files/file_lock.h"
+#include "files/file_transaction.h"
 #include "files/text_document.h"
 
-#include <wx/filefn.h>
-#include <wx/log.h>
-
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <new>
@@ -50,11 +48,22 @@ std::int32_t ValueAfter(const wxString& line, std::size_t keyEnd)
     return ParseInt(line.substr(begin, end - begin).wc_str());
 }
 
+// The largest settings file read: two settings and their comments.
+constexpr std::uint64_t ConfigFileLimit = 1 << 20;
+
+// Minutes as milliseconds: beyond what 32 bits hold, the most whole minutes
+// they do hold.
+std::int32_t HeatMillis(std::int32_t minutes)
+{
+    constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max() / 60000;
+    return std::clamp(minutes, -most, most) * 60000;
+}
+
 void LoadSettings(const TextDocument& file)
 {
     bool sawCpuList = false;
     for (std::size_t n = 0; n < file.LineCount(); ++n) {
-        const wxString& line = file.Line(n);
+        const wxString line(file.Line(n).data(), file.Line(n).size());
         if (line.empty() || IsComment(line))
             continue;
         const std::size_t cpuList = line.find(wxS("cpulist"));
@@ -67,7 +76,7 @@ void LoadSettings(const TextDocument& file)
         const std::size_t heatTime = line.find(wxS("heattime"));
         if (heatTime != wxString::npos) {
             ConfigHeatTimeLine = static_cast<std::int32_t>(n);
-            HeatTestMillis = WrappingMultiply(ValueAfter(line, heatTime + 8), 60000);
+            HeatTestMillis = HeatMillis(ValueAfter(line, heatTime + 8));
         }
     }
     // Without a cpulist line the charts still get rows for the built-in count.
@@ -84,12 +93,10 @@ void ReplaceLine(TextDocument& file, std::int32_t index, const wxString& text)
     file.Insert(text, n, ConfigLineType);
 }
 
-// False when the file could not be written.
-bool SaveSettings(TextDocument& file)
+void SaveSettings(TextDocument& file)
 {
     ReplaceLine(file, ConfigCpuListLine, wxString::Format(wxS("cpulist\t\t%i"), CpuListCount));
     ReplaceLine(file, ConfigHeatTimeLine, wxString::Format(wxS("heattime\t%i"), HeatTestMillis / 60000));
-    return file.Write();
 }
 }  // namespace
 
@@ -110,57 +117,58 @@ void ApplyChartRows()
 }
 
 namespace {
-// Why an access failed, for the user: the file, what went wrong, the reason.
-int Fail(wxString& problem, int status, const wxString& format, const wxString& path, int error)
+// Every call: the file found or made from its template and read whole (under
+// its lock for writing when saving, so that two copies of the program saving
+// at once each write a whole file); then the mode's work. `failure` says
+// what went wrong, also for a save that applies but was not written.
+int AccessConfigFile(int mode, FileFailure& failure)
 {
-    problem = wxString::Format(format, AbsolutePath(path), ErrorText(error));
-    return status;
-}
-
-int AccessConfigFile(int mode, wxString& problem)
-{
-    wxLogNull quiet;
     UpdateFilePaths();
-
-    if (!wxFileExists(ConfigFilePath)) {
-        const int error = CreateFileFrom(ConfigTemplatePath, ConfigFilePath);
-        if (error == 0)
-            NotifyUser(wxS("tarnwick.conf was created from original template!"), Caption);
-        else if (error != EEXIST)  // EEXIST: another copy of the program has just made it
-            return Fail(problem, 1, wxS("%s does not exist and could not be made from the template (%s)"),
-                        ConfigFilePath, error);
-    }
-    if (const int error = ReadError(ConfigFilePath))
-        return Fail(problem, 2, wxS("%s could not be read (%s)"), ConfigFilePath, error);
-
-    // Two copies of the program saving at once each write a whole file, and
-    // what a killed one left behind goes with the next save.
-    const bool saving = mode == ConfigModeSave;
-    const FileLock lock(ConfigFilePath, saving ? FileLock::Mode::Exclusive : FileLock::Mode::Shared);
-    if (saving && lock.IsLocked()) {
-        RemoveStaleTemporaries(ConfigFilePath);
-        RemoveStaleTemporaries(ConfigBackupPath);
-    }
+    DataFileAccess access;
+    access.path = ConfigFilePath;
+    access.templatePath = ConfigTemplatePath;
+    access.created = [] { NotifyUser(wxS("tarnwick.conf was created from original template!"), Caption); };
+    access.backupName = [](const std::string&) { return std::string("tarnwick.bak"); };
+    access.sizeLimit = ConfigFileLimit;
+    access.change = mode == ConfigModeSave;
+    access.backUp = ConfigBackupEnabled;
 
     TextDocument file;
-    if (!file.Open(ConfigFilePath))
-        return Fail(problem, 2, wxS("%s could not be read (%s)"), ConfigFilePath, EIO);
-    if (ConfigBackupEnabled) {
-        if (const int error = CopyFileAtomically(ConfigFilePath, ConfigBackupPath))
-            return Fail(problem, 3, wxS("The backup %s could not be written (%s)"), ConfigBackupPath, error);
-    }
-    ConfigLineType = file.LineEnding();
-
+    const FileOutcome outcome =
+        AccessDataFile(access, [&](const std::string& bytes, FileContent& next, FileFailure& failure) {
+            if (!file.Parse(bytes)) {
+                failure.kind = FileFailure::Kind::Unreadable;
+                failure.error = ENOMEM;
+                return FileEdit::Nothing;
+            }
+            ConfigLineType = file.LineEnding();
+            if (mode != ConfigModeSave)
+                return FileEdit::Kept;
+            SaveSettings(file);
+            if (!file.Encode(next.bytes, failure.line)) {
+                failure.kind = FileFailure::Kind::NotEncodable;
+                failure.error = EILSEQ;
+                failure.other = EncodingName(file.Encoding());
+                return FileEdit::Nothing;
+            }
+            return FileEdit::Changed;
+        });
+    failure = outcome.failure;
+    // A save that reached the file but could not be written still applies;
+    // the write's result is the user's to know, not the caller's.
+    const bool notWritten = mode == ConfigModeSave &&
+                            (failure.kind == FileFailure::Kind::NotLocked || failure.kind == FileFailure::Kind::Moved ||
+                             failure.kind == FileFailure::Kind::FolderClosed ||
+                             failure.kind == FileFailure::Kind::NotEncodable ||
+                             failure.kind == FileFailure::Kind::Unwritable);
+    if (failure.kind != FileFailure::Kind::None && !notWritten)
+        return failure.status;
     switch (mode) {
     case ConfigModeLoad:
         LoadSettings(file);
         break;
     case ConfigModeApply:
-        ApplyChartRows();
-        break;
     case ConfigModeSave:
-        if (!SaveSettings(file))
-            Fail(problem, 0, wxS("%s could not be written (%s)"), FollowLinks(ConfigFilePath), file.WriteError());
         ApplyChartRows();
         break;
     default:
@@ -172,8 +180,9 @@ int AccessConfigFile(int mode, wxString& problem)
 
 int ProcessConfigFile(int mode)
 {
-    wxString problem;
-    const int status = AccessConfigFile(mode, problem);
+    FileFailure failure;
+    const int status = AccessConfigFile(mode, failure);
+    const wxString problem = failure.Text();
     // Without a readable file the built-in settings still get chart rows.
     if (status != 0 && mode == ConfigModeLoad)
         ApplyChartRows();
@@ -184,5 +193,11 @@ int ProcessConfigFile(int mode)
             ApplyChartRows();
         NotifyUser(problem + wxS("; the settings apply to this run only."), Caption);
     }
+    // A file that cannot be a settings file, or is not to be followed, is
+    // said at every start.
+    if (mode == ConfigModeLoad && (failure.kind == FileFailure::Kind::NotRegular ||
+                                   failure.kind == FileFailure::Kind::TooLarge ||
+                                   failure.kind == FileFailure::Kind::LinkRefused))
+        NotifyUser(problem + wxS("; the settings stay as they were."), Caption);
     return status;
 }

@@ -1,9 +1,9 @@
 #include "config/paths.h"
 
 #include "app/state.h"
+#include "files/path_text.h"
 
 #include <wx/filename.h>
-#include <wx/stdpaths.h>
 
 namespace {
 wxString& ExecutablePathOverride()
@@ -19,14 +19,22 @@ wxString& ResultsPathOverride()
 }
 }  // namespace
 
+std::string ResultsBackupName(const std::string& name)
+{
+    return name == "cpu_results.csv" ? "cpu_result.bak" : name + ".bak";
+}
+
 FilePaths ResolveFilePaths(const wxString& executablePath, const wxString& workingDirectory)
 {
+    FilePaths paths;
+    paths.exePath = executablePath;
+    // Without the program's own folder there is no other place to go.
+    if (executablePath.empty() || !executablePath.StartsWith(wxS("/")))
+        return paths;
     wxFileName results(executablePath);
     results.SetFullName(wxS("cpu_results.csv"));
     const wxString directory = results.GetPath(wxPATH_GET_VOLUME);
 
-    FilePaths paths;
-    paths.exePath = executablePath;
     // Case-sensitive, exact comparison: only the very same directory string
     // lets the program use bare names.
     paths.appBaseDir = directory == workingDirectory ? wxString() : directory + wxS("/");
@@ -45,7 +53,7 @@ FilePaths ResolveFilePaths(const wxString& executablePath, const wxString& worki
 wxString ExecutablePath()
 {
     const wxString& path = ExecutablePathOverride();
-    return path.empty() ? wxStandardPaths::Get().GetExecutablePath() : path;
+    return path.empty() ? RunningProgramPath() : path;
 }
 
 void SetExecutablePathForTests(const wxString& path)
@@ -60,11 +68,13 @@ void SetResultsFilePath(const wxString& path)
 
 FilePaths UpdateFilePaths()
 {
-    FilePaths paths = ResolveFilePaths(ExecutablePath(), wxFileName::GetCwd());
+    FilePaths paths = ResolveFilePaths(ExecutablePath(), WorkingDirectory());
     if (const wxString& results = ResultsPathOverride(); !results.empty()) {
         paths.resultsFile = results;
-        paths.resultsBackup = wxFileName(results).GetPath(wxPATH_GET_VOLUME | wxPATH_GET_SEPARATOR) +
-                              wxS("cpu_result.bak");
+        const std::string bytes = PathToBytes(results);
+        const std::size_t slash = bytes.rfind('/');
+        paths.resultsBackup = PathFromBytes(bytes.substr(0, slash == std::string::npos ? 0 : slash + 1) +
+                                            ResultsBackupName(bytes.substr(slash == std::string::npos ? 0 : slash + 1)));
     }
     ExePath = paths.exePath;
     AppBaseDir = paths.appBaseDir;

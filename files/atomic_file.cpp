@@ -1,39 +1,40 @@
 #include "files/atomic_file.h"
 
 #include "files/big_block.h"
+#include "files/path_text.h"
 
-#include <wx/filename.h>
 #include <wx/log.h>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
-#include <vector>
 
 namespace {
 constexpr char TemporarySuffix[] = ".tmp";
 
-std::string Narrow(const wxString& path)
+int RenameNoReplace(const char* from, const char* to)
 {
-    return std::string(path.fn_str());
+    return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
 }
 
-wxString Wide(const std::string& path)
+long PlainWrite(int fd, const void* data, std::size_t size)
 {
-    return wxString(path.c_str(), *wxConvFileName);
+    return ::write(fd, data, size);
 }
 
-void SplitPath(const std::string& path, std::string& directory, std::string& name)
+int Lock(int fd, int operation)
 {
-    const std::size_t slash = path.rfind('/');
-    directory = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-    name = slash == std::string::npos ? path : path.substr(slash + 1);
+    int rc;
+    while ((rc = SystemCalls().flock(fd, operation)) != 0 && errno == EINTR) {
+    }
+    return rc;
 }
 
 mode_t NewFileMode()
@@ -46,170 +47,139 @@ mode_t NewFileMode()
     return 0666 & ~mask;
 }
 
-int WriteAll(int fd, const char* data, std::size_t size)
-{
-    for (std::size_t done = 0; done < size;) {
-        const ssize_t n = ::write(fd, data + done, size - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return n < 0 ? errno : EIO;
-        done += static_cast<std::size_t>(n);
-    }
-    return 0;
-}
-
-int WriteAll(int fd, const Pieces& pieces)
-{
-    for (const std::string_view piece : pieces)
-        if (const int error = WriteAll(fd, piece.data(), piece.size()))
-            return error;
-    return 0;
-}
-
 // Makes the directory entry of a rename or link durable.
-void SyncDirectory(const std::string& directory)
+void SyncFolder(const std::string& folder)
 {
-    const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd >= 0) {
         ::fsync(fd);
         ::close(fd);
     }
 }
 
-// A new temporary file beside `target`, ".name.XXXXXX.tmp", holding the bytes,
-// flushed. Returns 0 or the errno; `temporary` names it and `fd` stays open
-// with the file's lock held until the caller has renamed or removed it, so
-// that RemoveStaleTemporaries can tell a live writer's file from a dead one's.
-int WriteTemporary(const std::string& target, const Pieces& data, mode_t mode,
-                   const struct stat* owner, std::string& temporary, int& fd)
+// The components of a path, last first, so that the next is at the back.
+void PushComponents(const std::string& path, std::vector<std::string>& stack)
 {
-    std::string directory, name;
-    SplitPath(target, directory, name);
-    for (int attempt = 0;; ++attempt) {
-        std::string pattern = directory + "/." + name + ".XXXXXX" + TemporarySuffix;
-        fd = ::mkostemps(pattern.data(), int(sizeof TemporarySuffix - 1), O_CLOEXEC);
-        if (fd < 0)
-            return errno;
-        int locked;
-        while ((locked = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
-        }
-        struct stat info {};
-        // A remover may take the new file for a dead writer's between its
-        // creation and the lock; then it is gone and another one is made.
-        if (locked == 0 && ::fstat(fd, &info) == 0 && info.st_nlink == 0 && attempt < 8) {
-            ::close(fd);
-            continue;
-        }
-        temporary = pattern;
-        break;
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    while (start <= path.size()) {
+        const std::size_t slash = path.find('/', start);
+        const std::size_t end = slash == std::string::npos ? path.size() : slash;
+        if (end > start)
+            parts.push_back(path.substr(start, end - start));
+        if (slash == std::string::npos)
+            break;
+        start = slash + 1;
     }
-    // Keep the group (and, for root, the owner) of the file replaced, so that
-    // a table a group shares stays theirs; where that is not allowed the new
-    // file is simply ours.
-    if (owner != nullptr && ::fchown(fd, ::geteuid() == 0 ? owner->st_uid : uid_t(-1), owner->st_gid) != 0)
-        errno = 0;
-    int error = ::fchmod(fd, mode) == 0 ? 0 : errno;
-    if (error == 0)
-        error = WriteAll(fd, data);
-    if (error == 0 && ::fsync(fd) != 0)
-        error = errno;
-    if (error != 0) {
-        ::unlink(temporary.c_str());
-        ::close(fd);
-        fd = -1;
-        temporary.clear();
-    }
-    return error;
-}
-
-// Done with a temporary file: removed when it is still there, its lock let go.
-void ReleaseTemporary(const std::string& temporary, int fd, bool remove)
-{
-    if (remove)
-        ::unlink(temporary.c_str());
-    ::close(fd);
-}
-
-// For a directory that takes no new files: the file itself rewritten.
-int WriteInPlace(const std::string& target, const Pieces& data)
-{
-    const int fd = ::open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
-    if (fd < 0)
-        return errno;
-    int error = WriteAll(fd, data);
-    if (error == 0 && ::fsync(fd) != 0)
-        error = errno;
-    if (::close(fd) != 0 && error == 0)
-        error = errno;
-    return error;
+    stack.insert(stack.end(), parts.rbegin(), parts.rend());
 }
 }  // namespace
 
-wxString FollowLinks(const wxString& path)
+FileSystemCalls& SystemCalls()
 {
-    std::string current = Narrow(path);
-    for (int hops = 0; hops < 40; ++hops) {
-        struct stat info {};
-        if (::lstat(current.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
-            break;
-        std::vector<char> target(PATH_MAX + 1);
-        const ssize_t n = ::readlink(current.c_str(), target.data(), target.size() - 1);
-        if (n <= 0)
-            break;
-        std::string next(target.data(), std::size_t(n));
-        if (next[0] != '/') {
-            const std::size_t slash = current.rfind('/');
-            if (slash != std::string::npos)
-                next = current.substr(0, slash + 1) + next;
+    static FileSystemCalls calls{::flock, ::link, RenameNoReplace, PlainWrite};
+    return calls;
+}
+
+std::uint64_t MemoryBound()
+{
+    const long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
+    constexpr std::uint64_t most = std::uint64_t{2} << 30;
+    if (pages <= 0 || pageSize <= 0)
+        return most;
+    return std::min(most, std::uint64_t(pages) * std::uint64_t(pageSize) / 4);
+}
+
+std::string FolderOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+int ResolvePath(const std::string& path, std::string& resolved, std::string& refusedLink)
+{
+    resolved.clear();
+    refusedLink.clear();
+    if (path.empty())
+        return ENOENT;
+    // What is followed so far: "/..." from the root, "" or "a/b" from here.
+    std::string done = path[0] == '/' ? "/" : "";
+    const auto join = [&done](const std::string& name) {
+        return done.empty() ? name : done == "/" ? "/" + name : done + "/" + name;
+    };
+    std::vector<std::string> stack;
+    PushComponents(path, stack);
+    int hops = 0;
+    while (!stack.empty()) {
+        const std::string name = stack.back();
+        stack.pop_back();
+        if (name == ".")
+            continue;
+        if (name == "..") {
+            const bool upward = done.empty() || done == ".." ||
+                                (done.size() > 3 && done.compare(done.size() - 3, 3, "/..") == 0);
+            const std::size_t slash = done.rfind('/');
+            if (upward)
+                done = join("..");
+            else if (done != "/")
+                done = slash == std::string::npos ? "" : slash == 0 ? "/" : done.substr(0, slash);
+            continue;
         }
-        current = next;
+        const std::string candidate = join(name);
+        struct stat info {};
+        if (::lstat(candidate.c_str(), &info) != 0) {
+            const int error = errno;
+            if (error == ENOENT && stack.empty()) {
+                resolved = candidate;
+                return 0;
+            }
+            return error;
+        }
+        if (!S_ISLNK(info.st_mode)) {
+            done = candidate;
+            continue;
+        }
+        if (++hops > 40)
+            return ELOOP;
+        // A link in a sticky folder that others may write to is followed
+        // only when its owner is the follower or the folder's owner.
+        struct stat folder {};
+        if (::stat(done.empty() ? "." : done.c_str(), &folder) == 0 && (folder.st_mode & S_ISVTX) != 0 &&
+            (folder.st_mode & S_IWOTH) != 0 && info.st_uid != ::geteuid() && info.st_uid != folder.st_uid) {
+            refusedLink = candidate;
+            return EACCES;
+        }
+        std::vector<char> target(std::size_t(info.st_size > 0 ? info.st_size : PATH_MAX) + 1);
+        const ssize_t n = ::readlink(candidate.c_str(), target.data(), target.size());
+        if (n <= 0 || std::size_t(n) >= target.size())
+            return n < 0 ? errno : ELOOP;
+        const std::string next(target.data(), std::size_t(n));
+        if (next[0] == '/')
+            done = "/";
+        PushComponents(next, stack);
     }
-    return Wide(current);
-}
-
-int WriteFileAtomically(const wxString& path, const char* data, std::size_t size)
-{
-    return WriteFileAtomically(path, {std::string_view(data, size)});
-}
-
-int WriteFileAtomically(const wxString& path, const Pieces& data)
-{
-    const std::string target = Narrow(FollowLinks(path));
-    struct stat old {};
-    if (::lstat(target.c_str(), &old) == 0 && S_ISLNK(old.st_mode))
-        return ELOOP;  // links that never end in a file: none of them is replaced
-    const bool exists = ::stat(target.c_str(), &old) == 0;
-    // A file its owner made read-only is not replaced behind their back.
-    if (exists && ::access(target.c_str(), W_OK) != 0)
-        return errno;
-    const mode_t mode = exists ? (old.st_mode & 07777) : NewFileMode();
-    std::string temporary;
-    int fd = -1;
-    int error = WriteTemporary(target, data, mode, exists ? &old : nullptr, temporary, fd);
-    if (error == EACCES || error == EPERM)
-        return exists ? WriteInPlace(target, data) : error;
-    if (error != 0)
-        return error;
-    error = ::rename(temporary.c_str(), target.c_str()) == 0 ? 0 : errno;
-    ReleaseTemporary(temporary, fd, error != 0);
-    if (error != 0)
-        return error;
-    std::string directory, name;
-    SplitPath(target, directory, name);
-    SyncDirectory(directory);
+    resolved = done.empty() ? "." : done;
     return 0;
 }
 
-int ReadAll(int fd, std::string& bytes)
+int ReadAll(int fd, std::string& bytes, std::size_t limit)
 {
     bytes.clear();
     struct stat info {};
     std::size_t expected = 0;
-    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0)
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+        if (std::uint64_t(info.st_size) > limit)
+            return EFBIG;
         expected = std::size_t(info.st_size);
+    }
     // Straight into the string as far as the size is known, then in pieces
-    // (a pipe, or a file that grew meanwhile).
+    // (a pipe, or a file that grew meanwhile), never past the limit.
     bytes.reserve(expected);
     AdviseHugePages(bytes.data(), expected);
     bytes.resize(expected);
@@ -224,76 +194,183 @@ int ReadAll(int fd, std::string& bytes)
             bytes.resize(done);
             return n < 0 ? errno : 0;
         }
-        if (!known)
+        if (!known) {
+            if (std::size_t(n) > limit - done) {
+                std::string().swap(bytes);
+                return EFBIG;
+            }
             bytes.append(piece, std::size_t(n));
+        }
         done += std::size_t(n);
     }
 }
 
-int ReadWholeFile(const wxString& path, std::string& bytes)
+int WriteAll(int fd, const char* data, std::size_t size)
 {
-    bytes.clear();
-    const int fd = ::open(Narrow(path).c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return errno;
-    const int error = ReadAll(fd, bytes);
-    ::close(fd);
-    return error;
+    for (std::size_t done = 0; done < size;) {
+        const long n = SystemCalls().write(fd, data + done, size - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return n < 0 ? errno : EIO;
+        done += static_cast<std::size_t>(n);
+    }
+    return 0;
 }
 
-int ReadError(const wxString& path)
+ReplacingWriter::~ReplacingWriter()
 {
-    const int fd = ::open(Narrow(path).c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return errno;
-    struct stat info {};
-    const int error = ::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode) ? EISDIR : 0;
-    ::close(fd);
-    return error;
+    Discard();
 }
 
-int CopyFileAtomically(const wxString& from, const wxString& to)
+void ReplacingWriter::Discard()
 {
-    std::string bytes;
-    const int error = ReadWholeFile(from, bytes);
-    return error != 0 ? error : WriteFileAtomically(to, bytes.data(), bytes.size());
+    if (m_fd >= 0) {
+        if (!m_temporary.empty())
+            ::unlink(m_temporary.c_str());
+        ::close(m_fd);  // lets its lock go
+    }
+    m_fd = -1;
+    m_temporary.clear();
 }
 
-int CreateFileFrom(const wxString& source, const wxString& path)
+int ReplacingWriter::Begin(const std::string& target, const struct stat* old)
 {
-    const std::string target = Narrow(FollowLinks(path));
-    struct stat info {};
-    if (::stat(target.c_str(), &info) == 0)
-        return EEXIST;
-    std::string bytes;
-    int error = ReadWholeFile(source, bytes);
-    if (error != 0)
-        return error;
-    std::string temporary;
-    int fd = -1;
-    error = WriteTemporary(target, {bytes}, NewFileMode(), nullptr, temporary, fd);
-    if (error != 0)
-        return error;
-    // link() puts the whole file in place and fails if one appeared meanwhile.
-    error = ::link(temporary.c_str(), target.c_str()) == 0 ? 0 : errno;
-    ReleaseTemporary(temporary, fd, true);
-    if (error == EPERM || error == ENOTSUP || error == EMLINK) {
-        // A file system without hard links: create it exclusively instead.
-        const int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NewFileMode());
+    Discard();
+    m_target = target;
+    const std::string folder = FolderOf(target), name = NameOf(target);
+    // A live writer holds its temporary file's lock from here to its
+    // rename, so RemoveStaleTemporaries can tell its file from a dead one's.
+    for (int attempt = 0;; ++attempt) {
+        std::string pattern = folder + "/." + name + ".XXXXXX" + TemporarySuffix;
+        const int fd = ::mkostemps(pattern.data(), int(sizeof TemporarySuffix - 1), O_CLOEXEC);
         if (fd < 0)
             return errno;
-        error = WriteAll(fd, bytes.data(), bytes.size());
-        if (::close(fd) != 0 && error == 0)
-            error = errno;
-        if (error != 0)
-            ::unlink(target.c_str());
+        const int locked = Lock(fd, LOCK_EX);
+        struct stat info {};
+        // A remover may take the new file for a dead writer's between its
+        // creation and the lock; then it is gone and another one is made.
+        if (locked == 0 && ::fstat(fd, &info) == 0 && info.st_nlink == 0 && attempt < 8) {
+            ::close(fd);
+            continue;
+        }
+        m_fd = fd;
+        m_temporary = pattern;
+        break;
+    }
+    // Keep the group (and, for root, the owner) of the file replaced, so that
+    // a table a group shares stays theirs; where that is not allowed the new
+    // file is simply ours.
+    if (old != nullptr && ::fchown(m_fd, ::geteuid() == 0 ? old->st_uid : uid_t(-1), old->st_gid) != 0)
+        errno = 0;
+    const mode_t mode = old != nullptr ? (old->st_mode & 07777) : NewFileMode();
+    if (::fchmod(m_fd, mode) != 0) {
+        const int error = errno;
+        Discard();
         return error;
     }
-    if (error == 0) {
-        std::string directory, name;
-        SplitPath(target, directory, name);
-        SyncDirectory(directory);
+    return 0;
+}
+
+int ReplacingWriter::Write(const Pieces& data)
+{
+    if (m_fd < 0)
+        return EBADF;
+    for (const std::string_view piece : data)
+        if (const int error = WriteAll(m_fd, piece.data(), piece.size())) {
+            Discard();
+            return error;
+        }
+    return 0;
+}
+
+int ReplacingWriter::Flush()
+{
+    if (m_fd < 0)
+        return EBADF;
+    if (::fsync(m_fd) == 0)
+        return 0;
+    const int error = errno;
+    Discard();
+    return error;
+}
+
+int ReplacingWriter::Commit()
+{
+    if (m_fd < 0)
+        return EBADF;
+    int error = ::fsync(m_fd) == 0 ? 0 : errno;
+    if (error == 0 && ::rename(m_temporary.c_str(), m_target.c_str()) != 0)
+        error = errno;
+    if (error != 0) {
+        Discard();
+        return error;
     }
+    m_temporary.clear();  // renamed: nothing to remove
+    Discard();
+    SyncFolder(FolderOf(m_target));
+    return 0;
+}
+
+int ReplacingWriter::CommitNew()
+{
+    if (m_fd < 0)
+        return EBADF;
+    if (::fsync(m_fd) != 0) {
+        const int error = errno;
+        Discard();
+        return error;
+    }
+    // A hard link puts the whole file in place and fails when one appeared
+    // meanwhile; where there are no hard links, a rename that never
+    // replaces; where there is neither, the folder's lock held across the
+    // look and the rename.
+    int error = SystemCalls().link(m_temporary.c_str(), m_target.c_str()) == 0 ? 0 : errno;
+    if (error == EPERM || error == ENOTSUP || error == EOPNOTSUPP || error == EMLINK || error == ENOSYS) {
+        error = SystemCalls().renameNoReplace(m_temporary.c_str(), m_target.c_str()) == 0 ? 0 : errno;
+        if (error == 0)
+            m_temporary.clear();
+        else if (error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP) {
+            const int folder = ::open(FolderOf(m_target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            if (folder < 0) {
+                error = errno;
+            } else {
+                if (Lock(folder, LOCK_EX) != 0) {
+                    error = errno;
+                } else {
+                    struct stat there {};
+                    if (::lstat(m_target.c_str(), &there) == 0)
+                        error = EEXIST;
+                    else
+                        error = ::rename(m_temporary.c_str(), m_target.c_str()) == 0 ? 0 : errno;
+                    if (error == 0)
+                        m_temporary.clear();
+                }
+                ::close(folder);
+            }
+        }
+    }
+    Discard();  // the temporary name goes; the file stays under its own
+    if (error == 0)
+        SyncFolder(FolderOf(m_target));
+    return error;
+}
+
+int ReplaceFile(const std::string& target, const Pieces& data)
+{
+    struct stat old {};
+    const bool exists = ::stat(target.c_str(), &old) == 0;
+    if (exists && !S_ISREG(old.st_mode))
+        return S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
+    // A file its owner made read-only is not replaced behind their back.
+    if (exists && ::access(target.c_str(), W_OK) != 0)
+        return errno;
+    ReplacingWriter writer;
+    int error = writer.Begin(target, exists ? &old : nullptr);
+    if (error == 0)
+        error = writer.Write(data);
+    if (error == 0)
+        error = writer.Commit();
     return error;
 }
 
@@ -312,11 +389,10 @@ bool IsTemporaryFor(const std::string& name, const std::string& target)
     return true;
 }
 
-void RemoveStaleTemporaries(const wxString& path)
+void RemoveStaleTemporaries(const std::string& target)
 {
-    std::string directory, name;
-    SplitPath(Narrow(FollowLinks(path)), directory, name);
-    DIR* entries = ::opendir(directory.c_str());
+    const std::string folder = FolderOf(target), name = NameOf(target);
+    DIR* entries = ::opendir(folder.c_str());
     if (entries == nullptr)
         return;
     while (const dirent* entry = ::readdir(entries)) {
@@ -324,12 +400,12 @@ void RemoveStaleTemporaries(const wxString& path)
             continue;
         // A live writer holds its temporary file's lock until the file is
         // renamed or removed; a killed writer's lock went with it.
-        const std::string stale = directory + "/" + entry->d_name;
+        const std::string stale = folder + "/" + entry->d_name;
         const int fd = ::open(stale.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (fd < 0)
             continue;
         struct stat opened {}, named {};
-        if (::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
+        if (::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode) && SystemCalls().flock(fd, LOCK_EX | LOCK_NB) == 0 &&
             ::lstat(stale.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev)
             ::unlink(stale.c_str());
         ::close(fd);
@@ -342,9 +418,72 @@ wxString ErrorText(int error)
     return wxSysErrorMsgStr(static_cast<unsigned long>(error));
 }
 
-wxString AbsolutePath(const wxString& path)
+const char* FileKind(mode_t mode)
 {
-    wxFileName name(path);
-    name.MakeAbsolute();
-    return name.GetFullPath();
+    if (S_ISDIR(mode))
+        return "a folder";
+    if (S_ISFIFO(mode))
+        return "a FIFO";
+    if (S_ISCHR(mode) || S_ISBLK(mode))
+        return "a device";
+    if (S_ISSOCK(mode))
+        return "a socket";
+    return "not a regular file";
+}
+
+OutputFile::~OutputFile()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+int OutputFile::Open(const wxString& path, std::string& refusedLink)
+{
+    std::string target;
+    if (const int error = ResolvePath(PathToBytes(path), target, refusedLink))
+        return error;
+    struct stat info {};
+    if (::stat(target.c_str(), &info) != 0) {
+        if (errno != ENOENT)
+            return errno;
+        m_replacing = true;
+        return m_writer.Begin(target, nullptr);
+    }
+    if (S_ISDIR(info.st_mode))
+        return EISDIR;
+    if (S_ISREG(info.st_mode)) {
+        if (::access(target.c_str(), W_OK) != 0)
+            return errno;
+        m_replacing = true;
+        return m_writer.Begin(target, &info);
+    }
+    // A device or a FIFO: written into, as any program writes to one.
+    m_fd = ::open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    return m_fd < 0 ? errno : 0;
+}
+
+int OutputFile::Finish(std::string_view data)
+{
+    if (m_replacing) {
+        const int error = m_writer.Write({data});
+        return error != 0 ? error : m_writer.Commit();
+    }
+    if (m_fd < 0)
+        return EBADF;
+    int error = WriteAll(m_fd, data.data(), data.size());
+    if (::close(m_fd) != 0 && error == 0)
+        error = errno;
+    m_fd = -1;
+    return error;
+}
+
+int OpenStreamOutput(const wxString& path, int& error, std::string& refusedLink)
+{
+    std::string target;
+    error = ResolvePath(PathToBytes(path), target, refusedLink);
+    if (error != 0)
+        return -1;
+    const int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666);
+    error = fd < 0 ? errno : 0;
+    return fd;
 }

@@ -1,54 +1,102 @@
-// Writing the program's files so that nothing is ever half-written: a new
-// file goes to a temporary file beside the target, is flushed to the disk and
-// renamed over the target. A symbolic link is followed to its target, which
-// is replaced there, so the link stays a link.
+// The ground floor of the program's files: following a path the way the
+// kernel would, reading with a size bound, and writing so that nothing is
+// ever half-written. A regular file is replaced by a temporary file beside
+// it, flushed to the disk and renamed over it; nothing else is ever replaced.
+// Paths here are bytes (see path_text.h).
 #pragma once
 
 #include <wx/string.h>
 
+#include <sys/stat.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// The file a path names once every symbolic link of its last component is
-/// followed (relative targets taken from the link's directory). A dangling
-/// link gives the path of the missing target; a path that is no link, itself.
-wxString FollowLinks(const wxString& path);
+/// The system calls whose failure the file routines must survive (a file
+/// system without locks, without hard links, or full), replaceable by tests.
+struct FileSystemCalls {
+    int (*flock)(int fd, int operation);
+    int (*link)(const char* from, const char* to);
+    /// rename() that fails with EEXIST rather than replace `to`.
+    int (*renameNoReplace)(const char* from, const char* to);
+    long (*write)(int fd, const void* data, std::size_t size);
+};
+FileSystemCalls& SystemCalls();
 
-/// Replaces the file at `path` (its link target when it is a link) by `size`
-/// bytes, keeping the old file's permissions. Returns 0, or the errno of what
-/// failed; the old file is then untouched. When the directory refuses new
-/// files but the file itself may be written, it is rewritten in place.
-int WriteFileAtomically(const wxString& path, const char* data, std::size_t size);
+/// The most memory one table of the program may take: a quarter of the
+/// machine's memory, or 2 GiB, whichever is less.
+std::uint64_t MemoryBound();
 
-/// The same for bytes in pieces, written one after the other.
+/// Follows every symbolic link of `path` as the kernel does, relative links
+/// from their own folder, into `resolved`. A link that another user made in
+/// a folder that others may write to and that is sticky (/tmp) is followed
+/// only when that folder's owner made it, whether or not the kernel is set
+/// to protect such links: EACCES, with the link in `refusedLink`. A missing
+/// last component gives 0 with the missing path in `resolved`; ELOOP for
+/// links that never end, or the errno of what failed.
+int ResolvePath(const std::string& path, std::string& resolved, std::string& refusedLink);
+
+/// `path` without its last component ("." for a bare name).
+std::string FolderOf(const std::string& path);
+
+/// `path`'s last component.
+std::string NameOf(const std::string& path);
+
+/// Reads what `fd` holds up to its end: 0, EFBIG when it holds more than
+/// `limit` bytes (nothing is kept then), or the errno.
+int ReadAll(int fd, std::string& bytes, std::size_t limit);
+
+/// Writes all of `size` bytes; 0 or the errno.
+int WriteAll(int fd, const char* data, std::size_t size);
+
+/// Bytes in pieces, written one after the other.
 using Pieces = std::vector<std::string_view>;
-int WriteFileAtomically(const wxString& path, const Pieces& data);
 
-/// Reads what the open descriptor `fd` holds up to its end; 0 or the errno.
-int ReadAll(int fd, std::string& bytes);
+/// A new version of a regular file, written beside it and renamed over it.
+/// Begin makes the temporary file (and so proves the folder takes new
+/// files), Write fills it, Commit flushes it and renames it into place;
+/// destroyed before Commit, it removes the temporary file.
+class ReplacingWriter {
+public:
+    ReplacingWriter() = default;
+    ReplacingWriter(const ReplacingWriter&) = delete;
+    ReplacingWriter& operator=(const ReplacingWriter&) = delete;
+    ~ReplacingWriter();
 
-/// Reads the whole file at `path` into `bytes`; 0 or the errno.
-int ReadWholeFile(const wxString& path, std::string& bytes);
+    /// `target` is the file as ResolvePath gives it; `old`, its status when
+    /// it exists (its permissions and group are kept), else null for a new
+    /// file. 0 or the errno: EACCES or EPERM when the folder takes no new
+    /// files.
+    int Begin(const std::string& target, const struct stat* old);
+    int Write(const Pieces& data);
+    /// Flushes what is written to the disk; 0 or the errno.
+    int Flush();
+    /// Flushes the file and renames it over the target; 0 or the errno.
+    int Commit();
+    /// Flushes the file and puts it in place only where nothing is yet
+    /// (EEXIST when a file appeared meanwhile); 0 or the errno.
+    int CommitNew();
 
-/// 0 when the file at `path` can be opened for reading, else the errno.
-int ReadError(const wxString& path);
+private:
+    void Discard();
+    std::string m_target;
+    std::string m_temporary;
+    int m_fd = -1;
+};
 
-/// Copies `from` to `to` as WriteFileAtomically writes; 0 or the errno.
-int CopyFileAtomically(const wxString& from, const wxString& to);
+/// Replaces the regular file (or makes the missing one) at the resolved
+/// `target` by `data`; 0 or the errno. A target that is not a regular file
+/// gives EINVAL.
+int ReplaceFile(const std::string& target, const Pieces& data);
 
-/// Makes `path` (its link target) a copy of `source` when it does not exist
-/// yet; the copy appears whole or not at all and never replaces a file that
-/// another program made meanwhile. Returns 0 when it was made, EEXIST when
-/// the file was there, or the errno of what failed.
-int CreateFileFrom(const wxString& source, const wxString& path);
-
-/// Removes the temporary files that writers of `path` killed before their
-/// rename left beside its target. A live writer holds the lock of its own
-/// temporary file from its creation to its rename, so its file is left alone
-/// whatever lock the caller holds.
-void RemoveStaleTemporaries(const wxString& path);
+/// Removes the temporary files that writers of `target` (a resolved path)
+/// killed before their rename left beside it. A live writer holds the lock
+/// of its own temporary file from its creation to its rename, so its file is
+/// left alone whatever lock the caller holds.
+void RemoveStaleTemporaries(const std::string& target);
 
 /// Whether `name` (a bare file name) is one of our temporary files for a
 /// target named `target`.
@@ -57,5 +105,34 @@ bool IsTemporaryFor(const std::string& name, const std::string& target);
 /// The system's text for an errno value.
 wxString ErrorText(int error);
 
-/// `path` as an absolute path, to name a file in a message.
-wxString AbsolutePath(const wxString& path);
+/// What kind of file `mode` says: "a directory", "a FIFO", "a device" ...
+const char* FileKind(mode_t mode);
+
+/// An output the user names (the heat test's picture): a regular file is
+/// replaced whole when it is finished; a device or a FIFO is written into;
+/// links are followed as ResolvePath follows them.
+class OutputFile {
+public:
+    /// Prepares the output before anything is written: 0 or the errno, with
+    /// the link refused in `refusedLink` for EACCES.
+    int Open(const wxString& path, std::string& refusedLink);
+    /// Writes everything and finishes the output; 0 or the errno.
+    int Finish(std::string_view data);
+
+private:
+    ReplacingWriter m_writer;
+    int m_fd = -1;
+    bool m_replacing = false;
+
+public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+};
+
+/// Opens an output the program writes as it goes (the heat test's log): a
+/// regular file is made or emptied, a device or a FIFO written into; links
+/// are followed as ResolvePath follows them. The descriptor, or -1 with the
+/// errno in `error` (and the link refused in `refusedLink` for EACCES).
+int OpenStreamOutput(const wxString& path, int& error, std::string& refusedLink);

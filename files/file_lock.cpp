@@ -1,5 +1,7 @@
 #include "files/file_lock.h"
 
+#include "files/path_text.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,7 +11,8 @@
 
 FileLock::FileLock(const wxString& path, Mode mode)
 {
-    const wxScopedCharBuffer name = path.fn_str();
+    const std::string bytes = PathToBytes(path);
+    const char* name = bytes.c_str();
     const int operation = mode == Mode::Exclusive ? LOCK_EX : LOCK_SH;
     for (int attempt = 0; attempt < 1000; ++attempt) {
         const int fd = ::open(name, O_RDONLY | O_CLOEXEC);

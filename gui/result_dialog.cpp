@@ -126,14 +126,16 @@ void ResultDialog::SplitAndShow()
     ShowRecord();
 }
 
-void ResultDialog::ChangeShownRecord(int op)
+int ResultDialog::ChangeShownRecord(int op)
 {
     BackupPending = 1;
-    if (ChangeShownResult(op, m_shownLine) == ResultsRecordGone)
+    const int status = ChangeShownResult(op, m_shownLine);
+    if (status == ResultsRecordGone)
         wxMessageBox(wxS("Another program has changed the results table: the record shown is no longer in "
                          "it, and nothing was changed.\nThe table is shown as it is now."),
                      wxS("Tarnwick - results file"), wxOK | wxCENTRE);
     AccessResultsFile(ResultsOpLoad);
+    return status;
 }
 
 void ResultDialog::ShowRecord()
@@ -238,13 +240,19 @@ void ResultDialog::OnSave(wxCommandEvent&)
         }
         ReadFields();
         BackupPending = 1;
-        AccessResultsFile(ResultsOpAppend);
+        const int status = AccessResultsFile(ResultsOpAppend);
         AccessResultsFile(ResultsOpLoad);
+        // Not saved, and the user told why: the dialog stays as it was, the
+        // record as typed, to be saved again or copied.
+        if (status != 0)
+            return;
         CurrentResult = ResultLineCount - 1;
         SplitAndShow();
     } else if (ResultLineCount > 0) {
         ReadFields();
-        ChangeShownRecord(ResultsOpReplace);
+        const int status = ChangeShownRecord(ResultsOpReplace);
+        if (status != 0 && status != ResultsRecordGone)
+            return;  // the edits stay in the fields
         CurrentResult = std::min(CurrentResult, ResultLineCount - 1);
         SplitAndShow();
     }

@@ -99,7 +99,7 @@ private:
     void EnterNewRecordMode();
     /// Deletes or replaces the record shown; when another program removed it
     /// meanwhile, says so and shows the table as it now is.
-    void ChangeShownRecord(int op);
+    int ChangeShownRecord(int op);
 
     /// The line of the record shown, as the table held it then: a change
     /// acts on that record even if another program has moved it.

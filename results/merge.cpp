@@ -2,9 +2,12 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
+#include "files/atomic_file.h"
 #include "files/big_block.h"
-#include "results/results_file.h"
+#include "files/encoding.h"
 #include "files/text_document.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
 
 #include <wx/textbuf.h>
 
@@ -52,6 +55,16 @@ bool IsDecimalNumber(std::basic_string_view<Char> text)
         return true;
     const std::wstring copy(text.begin(), text.end());  // ASCII by now
     return std::isfinite(ParseReal(copy.c_str()));
+}
+
+// A decimal number below zero ("-0" is none).
+template <typename Char>
+bool IsNegative(std::basic_string_view<Char> number)
+{
+    if (number.empty() || number[0] != Char('-'))
+        return false;
+    const std::wstring copy(number.begin(), number.end());  // ASCII by now
+    return ParseReal(copy.c_str()) < 0;
 }
 
 // A field's text as a message quotes it: at most 24 characters.
@@ -117,6 +130,8 @@ wxString ProblemOf(std::basic_string_view<Char> line)
     };
     if (!IsDecimalNumber(field(9)))
         return wxS("the speed points ") + Quoted(Text(field(9))) + wxS(" are not a number");
+    if (IsNegative(field(9)))
+        return wxS("the speed points ") + Quoted(Text(field(9))) + wxS(" are negative");
     if (!IsDecimalNumber(field(10)))
         return wxS("the power points ") + Quoted(Text(field(10))) + wxS(" are not a number");
     const std::basic_string_view<Char> display = field(11);
@@ -127,27 +142,13 @@ wxString ProblemOf(std::basic_string_view<Char> line)
     return wxString();
 }
 
-void AppendUtf8(std::string& out, std::wstring_view text)
-{
-    for (const wchar_t c : text) {
-        const auto code = static_cast<char32_t>(c);
-        if (code < 0x80) {
-            out += static_cast<char>(code);
-        } else if (code < 0x800) {
-            out += static_cast<char>(0xC0 | (code >> 6));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else if (code < 0x10000) {
-            out += static_cast<char>(0xE0 | (code >> 12));
-            out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (code >> 18));
-            out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        }
-    }
-}
+// A line of a text as UTF-8, and whether it decoded without loss.
+struct Utf8Line {
+    std::size_t start;
+    std::size_t length;
+    wxTextFileType type;
+    bool exact;
+};
 
 // A text's lines as UTF-8, read as the file reader reads it: strict UTF-8
 // (after its mark) is taken as it is, anything else decoded and encoded.
@@ -156,25 +157,26 @@ public:
     /// False when the bytes were not strict UTF-8 and had to be decoded.
     bool Read(const std::string& bytes)
     {
-        std::size_t from = bytes.size() >= 3 && bytes.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
-        const bool marked = from == 3;
-        const bool utf8 = (marked || bytes.empty() ||
-                           (static_cast<unsigned char>(bytes[0]) < 0xFE && bytes[0] != 0)) &&
-                          DecodeStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()) + from,
-                                           bytes.size() - from, nullptr) != std::size_t(-1);
-        if (utf8) {
+        m_lines.clear();
+        if (IsStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size())) {
+            const std::size_t from = bytes.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
             m_data = bytes.data() + from;
-            SplitIntoLines(m_data, bytes.size() - from, m_lines);
+            std::vector<ByteLine> lines;
+            SplitByteLines(m_data, bytes.size() - from, lines);
+            m_lines.reserve(lines.size());
+            for (const ByteLine& line : lines)
+                m_lines.push_back({line.start, line.length, line.type, true});
+            m_encoding = from == 3 ? TextEncoding::Utf8WithMark : TextEncoding::Utf8;
             return true;
         }
-        TextLines text;
+        DecodedText text;
         text.Decode(bytes.data(), bytes.size());
+        m_encoding = text.Encoding();
         m_owned.clear();
-        m_lines.clear();
         for (std::size_t n = 0; n < text.Count(); ++n) {
             const std::size_t start = m_owned.size();
-            AppendUtf8(m_owned, text.Line(n));
-            m_lines.push_back({start, m_owned.size() - start, text.Type(n)});
+            EncodeText(text.Line(n), TextEncoding::Utf8, m_owned);
+            m_lines.push_back({start, m_owned.size() - start, text.Type(n), text.Exact(n)});
         }
         m_data = m_owned.data();
         return false;
@@ -183,6 +185,8 @@ public:
     std::size_t Count() const { return m_lines.size(); }
     std::string_view Line(std::size_t n) const { return {m_data + m_lines[n].start, m_lines[n].length}; }
     wxTextFileType Type(std::size_t n) const { return m_lines[n].type; }
+    bool Exact(std::size_t n) const { return m_lines[n].exact; }
+    TextEncoding Encoding() const { return m_encoding; }
     wxTextFileType LineEnding() const
     {
         return MostCommonLineEnd(Count(), [this](std::size_t n) { return Type(n); });
@@ -191,7 +195,8 @@ public:
 private:
     std::string m_owned;
     const char* m_data = nullptr;
-    std::vector<LineSpan> m_lines;
+    std::vector<Utf8Line> m_lines;
+    TextEncoding m_encoding = TextEncoding::Utf8;
 };
 
 // Lines by their text: an open-addressing set of views, for hundreds of
@@ -230,75 +235,120 @@ private:
     std::vector<unsigned char> m_used;
 };
 
-std::string End(wxTextFileType type)
+// A line to be merged: its text and where it was read.
+struct Candidate {
+    std::string_view text;  ///< UTF-8
+    std::size_t source;
+    std::size_t line;  ///< from 1
+};
+
+// How far the table may grow: every line added must leave the table within
+// the memory one table may take, its rows as wide as its longest line.
+class TableGrowth {
+public:
+    TableGrowth(std::size_t count, std::size_t longest) : m_count(count), m_longest(longest) {}
+
+    /// False, with the table it would make in `need`, when a line of
+    /// `characters` does not fit.
+    bool Take(std::size_t characters, std::uint64_t& need)
+    {
+        const std::size_t longest = std::max(m_longest, characters);
+        need = ResultTableBytes(m_count + 1, longest);
+        if (need > MemoryBound())
+            return false;
+        ++m_count;
+        m_longest = longest;
+        return true;
+    }
+
+private:
+    std::size_t m_count;
+    std::size_t m_longest;
+};
+
+wxString TooLargeReason(std::uint64_t need)
 {
-    return wxString(wxTextBuffer::GetEOL(type)).ToStdString();
+    return wxString::Format(wxS("would make the table too large to load (%.1f MB of memory, at most %.1f MB on this "
+                                "machine)"),
+                            double(need) / 1e6, double(MemoryBound()) / 1e6);
 }
 
 // The new lines after the table's bytes, as a text file writes them: the
 // bytes untouched, a line end after an unended last line, each new line
-// with the table's line end. `encode` appends one line in the table's
-// encoding, or returns false when that encoding cannot hold it.
-template <typename Lines, typename Encode>
-bool Extend(const Lines& table, const std::vector<std::string_view>& lines, Encode encode, ResultsBytes& out)
+// in the table's encoding with the table's line end.
+template <typename Lines>
+void Extend(const Lines& table, TextEncoding encoding, const std::vector<std::string_view>& lines, ResultsBytes& out)
 {
-    const std::string end = End(table.LineEnding());
+    const std::string end = LineEndBytes(table.LineEnding(), encoding);
     out.keepOld = true;
     out.tail.clear();
-    out.tail.reserve(end.size() * (lines.size() + 1) +
-                     std::accumulate(lines.begin(), lines.end(), std::size_t{0},
-                                     [](std::size_t sum, std::string_view line) { return sum + line.size(); }));
+    const bool utf8 = encoding == TextEncoding::Utf8 || encoding == TextEncoding::Utf8WithMark;
+    out.tail.reserve((utf8 ? 1 : 4) * std::accumulate(lines.begin(), lines.end(), std::size_t{0},
+                                                     [](std::size_t sum, std::string_view line) {
+                                                         return sum + line.size();
+                                                     }) +
+                     end.size() * (lines.size() + 1));
     AdviseHugePages(out.tail.data(), out.tail.capacity());
     if (table.Count() > 0 && table.Type(table.Count() - 1) == wxTextFileType_None)
         out.tail += end;
     for (const std::string_view line : lines) {
-        if (!encode(line, out.tail))
-            return false;
+        if (utf8)
+            out.tail.append(line);
+        else
+            EncodeText(Text(line).ToStdWstring(), encoding, out.tail);
         out.tail += end;
     }
-    return true;
 }
 
-// A table that is not UTF-8 (Latin-1, UTF-16, text that is not what its
-// mark says): compared as decoded text, written as the text file writes.
-ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<std::string_view>& candidates,
-                                 std::vector<std::string_view>& added, std::size_t& present, ResultsBytes& out)
+// A table that is not strict UTF-8 (Latin-1, UTF-16, a mark over text that
+// is not what it says): compared as decoded text. Its bytes stay as they
+// are, units that decode to nothing included; the new lines follow in its
+// encoding, unless Latin-1 cannot hold them: then the table becomes UTF-8
+// as a whole, its Latin-1 lines decoded without loss.
+ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Candidate>& candidates,
+                                 std::vector<std::string_view>& added, std::size_t& present,
+                                 std::vector<std::pair<const Candidate*, std::uint64_t>>& tooLarge, ResultsBytes& out)
 {
-    TextLines table;
-    table.Decode(bytes.data(), bytes.size());
+    DecodedText table;
+    if (!table.Decode(bytes.data(), bytes.size()))
+        return ResultsEdit::Nothing;
+    std::size_t longest = 0;
+    for (std::size_t n = 0; n < table.Count(); ++n)
+        longest = std::max(longest, table.Span(n).length);
+    TableGrowth growth(table.Count(), longest);
     std::vector<std::wstring> wide(candidates.size());
     LineSet<std::wstring_view> held(table.Count() + candidates.size());
     for (std::size_t n = 0; n < table.Count(); ++n)
         held.Insert(table.Line(n));
+    bool latin1 = true;
     for (std::size_t k = 0; k < candidates.size(); ++k) {
-        wide[k] = Text(candidates[k]).ToStdWstring();
-        if (held.Insert(wide[k]))
-            added.push_back(candidates[k]);
-        else
+        wide[k] = Text(candidates[k].text).ToStdWstring();
+        if (!held.Insert(wide[k])) {
             ++present;
+            continue;
+        }
+        std::uint64_t need = 0;
+        if (!growth.Take(wide[k].size(), need)) {
+            tooLarge.emplace_back(&candidates[k], need);
+            continue;
+        }
+        added.push_back(candidates[k].text);
+        latin1 = latin1 && std::all_of(wide[k].begin(), wide[k].end(), [](wchar_t c) { return c <= 0xFF; });
     }
     if (added.empty())
         return ResultsEdit::Nothing;
-    if (table.TextEncoding() == TextLines::Encoding::Latin1) {
-        const auto latin1 = [](std::string_view line, std::string& to) {
-            const std::wstring text = Text(line).ToStdWstring();
-            for (const wchar_t c : text) {
-                if (static_cast<char32_t>(c) > 0xFF)
-                    return false;  // the whole file then becomes UTF-8
-                to += static_cast<char>(c);
-            }
-            return true;
-        };
-        if (Extend(table, added, latin1, out))
-            return ResultsEdit::Changed;
+    if (table.Encoding() != TextEncoding::Latin1 || latin1) {
+        Extend(table, table.Encoding(), added, out);
+        return ResultsEdit::Changed;
     }
     TextDocument file;
-    if (!file.Open(ResultsFilePath))
+    if (!file.Parse(bytes))
         return ResultsEdit::Nothing;
     for (const std::string_view line : added)
         file.Insert(Text(line), file.LineCount(), file.LineEnding());
     out.keepOld = false;
-    return file.Encode(out.tail) ? ResultsEdit::Changed : ResultsEdit::Nothing;
+    std::size_t badLine = 0;
+    return file.Encode(out.tail, badLine) ? ResultsEdit::Changed : ResultsEdit::Nothing;
 }
 }  // namespace
 
@@ -311,15 +361,17 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
 {
     MergeOutcome outcome;
     std::vector<Utf8Lines> texts(sources.size());
-    std::vector<std::string_view> candidates;
+    std::vector<Candidate> candidates;
     for (std::size_t s = 0; s < sources.size(); ++s) {
         Utf8Lines& lines = texts[s];
         lines.Read(sources[s].bytes);
         for (std::size_t n = 0; n < lines.Count(); ++n) {
             const std::string_view line = lines.Line(n);
-            const wxString problem = ProblemOf(line);
+            wxString problem = ProblemOf(line);
+            if (problem.empty() && !lines.Exact(n))
+                problem = wxString::Format(wxS("holds bytes that are not %s text"), EncodingName(lines.Encoding()));
             if (problem.empty())
-                candidates.push_back(line);
+                candidates.push_back({line, s, n + 1});
             else
                 outcome.refused.push_back({sources[s].name, n + 1, problem});
         }
@@ -329,31 +381,39 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
 
     std::size_t present = 0;
     std::vector<std::string_view> added;
+    std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
     BackupPending = 1;
-    outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement) {
+    outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement, FileFailure&) {
         present = 0;
         added.clear();
+        tooLarge.clear();
         Utf8Lines table;
         ResultsEdit result;
         if (table.Read(bytes)) {
             // Equal text is equal UTF-8: the lines are compared as bytes.
+            std::size_t longest = 0;
+            for (std::size_t n = 0; n < table.Count(); ++n) {
+                const std::string_view line = table.Line(n);
+                if (line.size() > longest)
+                    longest = std::max(longest, Utf8Characters(line.data(), line.size()));
+            }
+            TableGrowth growth(table.Count(), longest);
             LineSet<std::string_view> held(table.Count() + candidates.size());
             for (std::size_t n = 0; n < table.Count(); ++n)
                 held.Insert(table.Line(n));
-            for (const std::string_view line : candidates) {
-                if (held.Insert(line))
-                    added.push_back(line);
-                else
+            for (const Candidate& candidate : candidates) {
+                std::uint64_t need = 0;
+                if (!held.Insert(candidate.text))
                     ++present;
+                else if (!growth.Take(Utf8Characters(candidate.text.data(), candidate.text.size()), need))
+                    tooLarge.emplace_back(&candidate, need);
+                else
+                    added.push_back(candidate.text);
             }
-            const auto utf8 = [](std::string_view line, std::string& to) {
-                to.append(line);
-                return true;
-            };
             result = added.empty() ? ResultsEdit::Nothing
-                                   : (Extend(table, added, utf8, replacement), ResultsEdit::Changed);
+                                   : (Extend(table, table.Encoding(), added, replacement), ResultsEdit::Changed);
         } else {
-            result = AppendToDecodedTable(bytes, candidates, added, present, replacement);
+            result = AppendToDecodedTable(bytes, candidates, added, present, tooLarge, replacement);
         }
         if (result == ResultsEdit::Nothing) {
             added.clear();
@@ -365,6 +425,8 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
         outcome.added = added.size();
         outcome.present = present;
         outcome.written = !added.empty();
+        for (const auto& [candidate, need] : tooLarge)
+            outcome.refused.push_back({sources[candidate->source].name, candidate->line, TooLargeReason(need)});
     }
     return outcome;
 }

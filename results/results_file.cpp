@@ -4,12 +4,8 @@
 #include "app/state.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
-#include "files/file_lock.h"
-#include "results/results_table.h"
 #include "files/text_document.h"
-
-#include <wx/filefn.h>
-#include <wx/log.h>
+#include "results/results_table.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -17,16 +13,15 @@
 namespace {
 const wxString Caption = wxS("Tarnwick - results file");
 
-FileProblem& Problem()
-{
-    static FileProblem problem;
-    return problem;
-}
+struct Problem {
+    FileFailure failure;
+    bool told = false;
+};
 
-int Fail(int status, const wxString& path, int error, bool writing = false)
+Problem& LastProblem()
 {
-    Problem() = {path, error, writing};
-    return status;
+    static Problem problem;
+    return problem;
 }
 
 bool IsValidRecordIndex(const TextDocument& file)
@@ -63,154 +58,161 @@ ResultsEdit Modify(TextDocument& file, int op)
     }
 }
 
-// The copy taken before a change, written whole or not at all. A change
-// that cannot be backed up is not made.
-bool BackUp(const wxString& data, const wxString& backup)
+FileEdit ToFileEdit(ResultsEdit edit)
 {
-    if (BackupPending == 0)
-        return true;
-    const int error = CopyFileAtomically(data, backup);
-    if (error == 0)
-        return true;
-    Fail(3, backup, error);
-    return false;
-}
-
-// Loads the whole file into the table; the lines are kept in one block while
-// the rows are filled, so a large file needs little more than the table.
-int Load(const wxString& data, const wxString& backup)
-{
-    TextLines lines;
-    if (!lines.Read(data))
-        return Fail(2, data, EIO);
-    if (!BackUp(data, backup))
-        return 3;
-    ResultsFileLineType = lines.LineEnding();
-    if (!LoadResultTable(lines.Count(), [&lines](std::size_t n) { return lines.Line(n); })) {
-        NotifyUser(wxS("cpu_results.csv is too large to load; the results table is unchanged."), Caption);
-        return Fail(2, data, ENOMEM);
+    switch (edit) {
+    case ResultsEdit::Gone: return FileEdit::Gone;
+    case ResultsEdit::Nothing: return FileEdit::Nothing;
+    case ResultsEdit::Kept: return FileEdit::Kept;
+    case ResultsEdit::Changed: return FileEdit::Changed;
     }
-    return 0;
+    return FileEdit::Nothing;
 }
 
-int Change(const wxString& data, const wxString& backup, const ResultsEditor& edit)
+// Every access: the file found or made from its template, read whole under
+// its lock (held across the whole read-modify-write for a change, so that
+// two running copies of the program never lose each other's change), the
+// backup when it is pending, then the change.
+int Access(bool change, const FileEditor& edit)
 {
-    TextDocument file;
-    if (!file.Open(data))
-        return Fail(2, data, EIO);
-    ResultsFileLineType = file.LineEnding();
-    const ResultsEdit result = edit(file);
-    if (result == ResultsEdit::Gone)
-        return ResultsRecordGone;
-    if (result == ResultsEdit::Nothing)
-        return 0;
-    if (!BackUp(data, backup))
-        return 3;
-    if (result == ResultsEdit::Changed && !file.Write())
-        return Fail(2, FollowLinks(data), file.WriteError(), true);
-    return 0;
-}
-
-int ChangeBytes(const wxString& data, const wxString& backup, const ResultsBytesEditor& edit)
-{
-    std::string bytes;
-    ResultsBytes replacement;
-    if (const int error = ReadWholeFile(data, bytes))
-        return Fail(2, data, error);
-    const ResultsEdit result = edit(bytes, replacement);
-    if (result == ResultsEdit::Gone)
-        return ResultsRecordGone;
-    if (result == ResultsEdit::Nothing)
-        return 0;
-    // The backup is the bytes just read: the file as it is under the lock.
-    if (BackupPending != 0) {
-        if (const int error = WriteFileAtomically(backup, bytes.data(), bytes.size()))
-            return Fail(3, backup, error);
-    }
-    if (result == ResultsEdit::Changed) {
-        Pieces pieces;
-        if (replacement.keepOld)
-            pieces.push_back(bytes);
-        pieces.push_back(replacement.tail);
-        if (const int error = WriteFileAtomically(data, pieces))
-            return Fail(2, FollowLinks(data), error, true);
-    }
-    return 0;
-}
-
-// Every access: the file found or made from its template, its lock held
-// across the whole read-modify-write (so that two running copies of the
-// program never lose each other's change), then `work`.
-int Access(bool changes, const std::function<int(const FilePaths&)>& work)
-{
-    wxLogNull quiet;
     const FilePaths paths = UpdateFilePaths();
-    const wxString& data = paths.resultsFile;
-
-    if (!wxFileExists(data)) {
-        const int error = CreateFileFrom(paths.resultsTemplate, data);
-        if (error == 0)
-            NotifyUser(wxS("cpu_results.csv was created from original template!"), Caption);
-        else if (error != EEXIST)  // EEXIST: another copy of the program has just made it
-            return Fail(1, data, error);
+    DataFileAccess access;
+    access.path = paths.resultsFile;
+    access.templatePath = paths.resultsTemplate;
+    access.created = [] { NotifyUser(wxS("cpu_results.csv was created from original template!"), Caption); };
+    access.backupName = ResultsBackupName;
+    access.sizeLimit = ResultsFileLimit();
+    access.change = change;
+    access.backUp = BackupPending != 0;
+    const FileOutcome outcome = AccessDataFile(access, edit);
+    if (outcome.failure.kind != FileFailure::Kind::None) {
+        LastProblem() = {outcome.failure, false};
+        // A change refused before its backup is no change: the reload after
+        // it must not take the backup in its place. (A backup that failed
+        // stays pending, so that the next access tries it again.)
+        if (change && outcome.failure.status != 3)
+            BackupPending = 0;
+        return outcome.failure.status;
     }
-    if (const int error = ReadError(data))
-        return Fail(2, data, error);
-
-    const FileLock lock(data, changes ? FileLock::Mode::Exclusive : FileLock::Mode::Shared);
-    if (changes && lock.IsLocked()) {
-        // What writers killed before their rename left; no live writer has a
-        // temporary file while we hold the lock.
-        RemoveStaleTemporaries(data);
-        RemoveStaleTemporaries(paths.resultsBackup);
-    }
-    const int status = work(paths);
     // A record another program removed is not changed, so no backup is due:
     // the next load must not replace the backup that still holds it.
-    if (status == 0 || status == ResultsRecordGone)
-        BackupPending = 0;
-    return status;
+    BackupPending = 0;
+    return outcome.edit == FileEdit::Gone ? ResultsRecordGone : 0;
 }
 
 // A change that was asked for and not made is never dropped in silence. (A
 // reload after it, the backup still pending, fails quietly: the user knows.)
 int Told(int status)
 {
-    if (status >= 1 && status <= 3)
-        NotifyUser(ResultsProblemText(status) + wxS("; the change was not saved."), Caption);
+    if (status >= 1 && status <= 3) {
+        NotifyUser(ResultsProblemText() + wxS("; the change was not saved."), Caption);
+        LastProblem().told = true;
+    }
+    return status;
+}
+
+// Loads the whole file into the table. A table that would not fit in memory,
+// or a file that is not one, is told, and the table stays as it was.
+int Load()
+{
+    DecodedText text;
+    const int status = Access(false, [&text](const std::string& bytes, FileContent&, FileFailure& failure) {
+        if (!text.Decode(bytes.data(), bytes.size())) {
+            failure.kind = FileFailure::Kind::Unreadable;
+            failure.error = ENOMEM;
+            return FileEdit::Nothing;
+        }
+        std::size_t longest = 0;
+        for (std::size_t n = 0; n < text.Count(); ++n)
+            longest = std::max(longest, text.Span(n).length);
+        const std::uint64_t need = ResultTableBytes(text.Count(), longest);
+        if (need > MemoryBound()) {
+            failure.kind = FileFailure::Kind::TooLarge;
+            failure.error = EFBIG;
+            failure.size = need;
+            failure.limit = MemoryBound();
+            failure.other = wxS("its table would take");
+            return FileEdit::Nothing;
+        }
+        ResultsFileLineType = text.LineEnding();
+        return FileEdit::Kept;
+    });
+    if (status == 0 && !LoadResultTable(text.Count(), [&text](std::size_t n) { return text.Line(n); })) {
+        FileFailure failure;
+        failure.kind = FileFailure::Kind::Unreadable;
+        failure.status = 2;
+        failure.path = ResultsFilePath;
+        failure.error = ENOMEM;
+        LastProblem() = {failure, false};
+        NotifyUser(ResultsProblemText() + wxS("; the results table is unchanged."), Caption);
+        LastProblem().told = true;
+        return 2;
+    }
+    const FileFailure::Kind kind = LastProblem().failure.kind;
+    if (status != 0 && (kind == FileFailure::Kind::TooLarge || kind == FileFailure::Kind::NotRegular ||
+                        kind == FileFailure::Kind::LinkRefused || kind == FileFailure::Kind::NoFolder)) {
+        NotifyUser(ResultsProblemText() + wxS("; the results table is unchanged."), Caption);
+        LastProblem().told = true;
+    }
     return status;
 }
 }  // namespace
 
+std::uint64_t ResultsFileLimit()
+{
+    return MemoryBound() / sizeof(wchar_t);
+}
+
 int AccessResultsFile(int op)
 {
     if (op == ResultsOpLoad)
-        return Access(false, [](const FilePaths& paths) { return Load(paths.resultsFile, paths.resultsBackup); });
+        return Load();
     return ChangeResultsFile([op](TextDocument& file) { return Modify(file, op); });
 }
 
 int ChangeResultsFile(const ResultsEditor& edit)
 {
-    return Told(Access(
-        true, [&edit](const FilePaths& paths) { return Change(paths.resultsFile, paths.resultsBackup, edit); }));
+    return Told(Access(true, [&edit](const std::string& bytes, FileContent& next, FileFailure& failure) {
+        TextDocument file;
+        if (!file.Parse(bytes)) {
+            failure.kind = FileFailure::Kind::Unreadable;
+            failure.error = ENOMEM;
+            return FileEdit::Nothing;
+        }
+        ResultsFileLineType = file.LineEnding();
+        const ResultsEdit result = edit(file);
+        if (result == ResultsEdit::Changed && !file.Encode(next.bytes, failure.line)) {
+            failure.kind = FileFailure::Kind::NotEncodable;
+            failure.error = EILSEQ;
+            failure.other = EncodingName(file.Encoding());
+            return FileEdit::Nothing;
+        }
+        return ToFileEdit(result);
+    }));
 }
 
 int ChangeResultsBytes(const ResultsBytesEditor& edit)
 {
-    return Told(Access(
-        true, [&edit](const FilePaths& paths) { return ChangeBytes(paths.resultsFile, paths.resultsBackup, edit); }));
+    return Told(Access(true, [&edit](const std::string& bytes, FileContent& next, FileFailure& failure) {
+        ResultsBytes replacement;
+        const ResultsEdit result = edit(bytes, replacement, failure);
+        next.keepOld = replacement.keepOld;
+        next.bytes = std::move(replacement.tail);
+        return ToFileEdit(result);
+    }));
 }
 
 int ChangeShownResult(int op, const wxString& shownLine)
 {
-    return ChangeResultsFile([op, &shownLine](TextDocument& file) {
+    const std::wstring shown = shownLine.ToStdWstring();
+    return ChangeResultsFile([op, &shown](TextDocument& file) {
         const std::size_t count = file.LineCount();
-        if (!IsValidRecordIndex(file) || file.Line(std::size_t(CurrentResult)) != shownLine) {
+        if (!IsValidRecordIndex(file) || file.Line(std::size_t(CurrentResult)) != shown) {
             // Another program changed the table since it was shown: the
             // record is wherever its text now is, the nearest copy first.
             std::int64_t found = -1;
             for (std::size_t n = 0; n < count; ++n)
-                if (file.Line(n) == shownLine &&
+                if (file.Line(n) == shown &&
                     (found < 0 || std::llabs(std::int64_t(n) - CurrentResult) < std::llabs(found - CurrentResult)))
                     found = std::int64_t(n);
             if (found < 0)
@@ -221,23 +223,17 @@ int ChangeShownResult(int op, const wxString& shownLine)
     });
 }
 
-const FileProblem& LastResultsProblem()
+const FileFailure& LastResultsProblem()
 {
-    return Problem();
+    return LastProblem().failure;
 }
 
-wxString ResultsProblemText(int status)
+bool LastResultsProblemTold()
 {
-    const FileProblem& problem = Problem();
-    const wxString path = AbsolutePath(problem.path), reason = ErrorText(problem.error);
-    switch (status) {
-    case 1:
-        return wxString::Format(wxS("%s does not exist and could not be made from the template (%s)"), path,
-                                reason);
-    case 3:
-        return wxString::Format(wxS("The backup %s could not be written (%s)"), path, reason);
-    default:
-        return wxString::Format(problem.writing ? wxS("%s could not be written (%s)") : wxS("%s could not be read (%s)"),
-                                path, reason);
-    }
+    return LastProblem().told;
+}
+
+wxString ResultsProblemText()
+{
+    return LastProblem().failure.Text();
 }

@@ -1,8 +1,11 @@
 // The results file cpu_results.csv beside the executable.
 #pragma once
 
+#include "files/file_transaction.h"
+
 #include <wx/string.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -54,18 +57,23 @@ struct ResultsBytes {
 };
 
 /// The same for an edit of the file's bytes: `edit` gets what the file
-/// holds and says what it is to hold.
-using ResultsBytesEditor = std::function<ResultsEdit(const std::string& bytes, ResultsBytes& replacement)>;
+/// holds and says what it is to hold (and may set a failure, which stops
+/// the change).
+using ResultsBytesEditor =
+    std::function<ResultsEdit(const std::string& bytes, ResultsBytes& replacement, FileFailure& failure)>;
 int ChangeResultsBytes(const ResultsBytesEditor& edit);
 
-/// The file and the errno of the last access that failed (status 1 to 3).
-struct FileProblem {
-    wxString path;
-    int error = 0;
-    bool writing = false;  ///< status 2: the file was read, but could not be written
-};
-const FileProblem& LastResultsProblem();
+/// The last access that failed: which file, what and why.
+const FileFailure& LastResultsProblem();
 
-/// What went wrong in the last access that returned `status` (1 to 3),
-/// naming the file and the reason, for the user.
-wxString ResultsProblemText(int status);
+/// Whether the user was already told of that failure (a change, or a table
+/// that cannot be loaded for a reason the user must know).
+bool LastResultsProblemTold();
+
+/// What went wrong in the last access that failed, naming the file and the
+/// reason, for the user.
+wxString ResultsProblemText();
+
+/// The most bytes a results file may have: a file of more cannot make a
+/// table that fits in MemoryBound(), every byte being a character of four.
+std::uint64_t ResultsFileLimit();

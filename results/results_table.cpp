@@ -2,6 +2,7 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
+#include "files/atomic_file.h"
 #include "files/big_block.h"
 
 #include <algorithm>
@@ -55,6 +56,14 @@ void CopyBounded(wchar_t* buffer, std::size_t width, const wchar_t* text, std::s
     buffer[copied] = L'\0';
 }
 
+std::uint64_t ResultTableBytes(std::size_t count, std::size_t longest)
+{
+    const long double width = static_cast<long double>(longest) + WidthReserve;
+    const long double bytes = (static_cast<long double>(count) + 1 + RecordFieldCount) * width * sizeof(wchar_t) +
+                              2.0L * static_cast<long double>(count) * sizeof(RankedResult);
+    return bytes >= 1.8e19L ? std::numeric_limits<std::uint64_t>::max() : static_cast<std::uint64_t>(bytes);
+}
+
 bool LoadResultTable(std::size_t count, const LineSource& line)
 {
     std::size_t longest = 0;
@@ -64,7 +73,8 @@ bool LoadResultTable(std::size_t count, const LineSource& line)
     constexpr std::size_t limit = std::numeric_limits<std::int32_t>::max();
     const std::size_t width = longest + WidthReserve;
     if (longest > limit - WidthReserve || count > limit ||
-        (count != 0 && width > std::numeric_limits<std::size_t>::max() / sizeof(wchar_t) / count))
+        (count != 0 && width > std::numeric_limits<std::size_t>::max() / sizeof(wchar_t) / count) ||
+        ResultTableBytes(count, longest) > MemoryBound())
         return false;
 
     auto lines = AllocateBlock<wchar_t>(count * width);

@@ -5,15 +5,21 @@
 #include <wx/string.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string_view>
 
 /// Lines of a results file, by index.
 using LineSource = std::function<std::wstring_view(std::size_t)>;
 
+/// The memory a table of `count` lines whose longest has `longest`
+/// characters takes: its rows, the record buffers and both rankings.
+std::uint64_t ResultTableBytes(std::size_t count, std::size_t longest);
+
 /// Replaces the table with `count` lines: rows of the longest length + 201
 /// wide characters, fresh record buffers, and both rankings rebuilt. Returns
-/// false, leaving the table as it was, when the table would not fit in memory.
+/// false, leaving the table as it was, when the table would not fit in memory
+/// or would take more than MemoryBound().
 bool LoadResultTable(std::size_t count, const LineSource& line);
 
 /// The twelve fields of a record, in file order.

@@ -350,8 +350,9 @@ TEST_F(Cli, HeatLogAndPlotReadBack)
         for (const std::string& cell : cells) {
             EXPECT_TRUE(NumberOrEmpty(cell)) << line;
         }
-        if (!cells[1].empty())
+        if (!cells[1].empty()) {
             EXPECT_LE(std::stod(cells[1]), 100.0);
+        }
         ++rows;
     }
     EXPECT_GE(rows, 2);
@@ -571,7 +572,7 @@ TEST_F(Cli, MergeIntoAReadOnlyTableSaysWhichAndWhy)
     EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old);
 }
 
-TEST_F(Cli, AChangeInAReadOnlyDirectorySaysTheBackupCouldNotBeWritten)
+TEST_F(Cli, AChangeInAFolderThatTakesNoNewFilesIsRefusedWithTheReasonAndNoTableIsRewrittenInPlace)
 {
     WriteFile("cpu_results.csv", Old);
     WriteFile("in.csv", New1);
@@ -579,8 +580,9 @@ TEST_F(Cli, AChangeInAReadOnlyDirectorySaysTheBackupCouldNotBeWritten)
     fs::permissions(dir / "cpu_results.csv", fs::perms(0666));
     fs::permissions(dir, fs::perms(0555));  // the table may be written, nothing may be made beside it
     const std::string as = geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
-    const std::string told = "tarnwick-cli: The backup " + (dir / "cpu_result.bak").string() +
-                             " could not be written (Permission denied); the change was not saved.\n";
+    const std::string told = "tarnwick-cli: " + (dir / "cpu_results.csv").string() + " could not be written: its "
+                             "folder " + dir.string() + " takes no new files from this user (Permission denied), "
+                             "and the file is only ever replaced whole; the change was not saved.\n";
     for (const std::string arguments : {"merge in.csv", "record --seconds 1 --threads 1 --no-htt --append"}) {
         const std::string command = "cd '" + dir.string() + "' && " + as + "./tarnwick-cli " + arguments +
                                     " > outside/out.txt 2> outside/err.txt";
@@ -624,7 +626,9 @@ TEST_F(Cli, AnotherResultsFileIsMadeListedAndRecordedInto)
     const Outcome recorded = Run("record --seconds 1 --threads 1 --no-htt --append --results lab/table.csv");
     ASSERT_EQ(recorded.code, 0);
     EXPECT_EQ(ReadFile(dir / "lab/table.csv"), ReadFile(dir / "doc/cpu_results_original.csv") + recorded.out);
-    EXPECT_EQ(ReadFile(dir / "lab/cpu_result.bak"), ReadFile(dir / "doc/cpu_results_original.csv"));
+    // The table's own backup, beside it.
+    EXPECT_EQ(ReadFile(dir / "lab/table.csv.bak"), ReadFile(dir / "doc/cpu_results_original.csv"));
+    EXPECT_FALSE(fs::exists(dir / "lab/cpu_result.bak"));
 
     WriteFile("in.csv", New1);
     EXPECT_EQ(Run("merge --results lab/table.csv in.csv").out, "1 added, 0 already present, 0 refused\n");

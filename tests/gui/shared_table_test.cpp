@@ -8,9 +8,11 @@
 #include "gui/result_dialog.h"
 #include "gui_support.h"
 #include "tests/unit/saved_state.h"
+#include "files/atomic_file.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>
+#include <wx/choice.h>
 #include <wx/ffile.h>
 #include <wx/filefn.h>
 #include <wx/filename.h>
@@ -19,9 +21,26 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 
 namespace {
+// A file system without locks, for as long as it lives.
+class NoLocks {
+public:
+    NoLocks() : m_saved(SystemCalls().flock)
+    {
+        SystemCalls().flock = [](int, int) {
+            errno = ENOSYS;
+            return -1;
+        };
+    }
+    ~NoLocks() { SystemCalls().flock = m_saved; }
+
+private:
+    int (*m_saved)(int, int);
+};
+
 const std::string First = "AMD;First;1;1;1;1;1;Linux;1;300;300;yes";
 const std::string Second = "AMD;Second;1;1;1;1;1;Linux;1;200;200;yes";
 const std::string Third = "AMD;Third;1;1;1;1;1;Linux;1;100;100;yes";
@@ -151,24 +170,94 @@ TEST_F(TwoPrograms, ARecordAddedMeanwhileIsKeptAndTheChangeStillLands)
 TEST_F(TwoPrograms, ABackupThatCannotBeWrittenIsSaidAndTheRecordStays)
 {
     ASSERT_TRUE(wxMkdir(wxS("cpu_result.bak")));  // nothing can be written in its place
-    const wxString backup = wxFileName::GetCwd() + wxS("/cpu_result.bak");
+    const wxString refused = wxS("The backup ") + wxFileName::GetCwd() +
+                             wxS("/cpu_result.bak could not be written: it is a folder, not a regular file; the "
+                                 "change was not saved.");
     wxTEST_DIALOG(PressButton(dialog->m_deleteButton), ExpectCentred(Confirm, wxS("Delete result confirmation")),
-                  ExpectCentred(wxS("The backup ") + backup +
-                                    wxS(" could not be written (Is a directory); the change was not saved."),
-                                wxS("Tarnwick - results file")));
+                  ExpectCentred(refused, wxS("Tarnwick - results file")));
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
     EXPECT_EQ(BackupPending, 1);
+    EXPECT_EQ(dialog->m_fields[1]->GetValue(), "Second");
 
-    // Saving a new record: the same, and the dialog stays usable.
+    // Saving a new record: the same, and the record typed stays to be saved again.
     PressButton(dialog->m_newButton);
     for (int f : {0, 1, 6, 9, 10})
         dialog->m_fields[f]->SetValue(wxS("7"));
-    wxTEST_DIALOG(PressButton(dialog->m_saveButton),
-                  ExpectCentred(wxS("The backup ") + backup +
-                                    wxS(" could not be written (Is a directory); the change was not saved."),
+    wxTEST_DIALOG(PressButton(dialog->m_saveButton), ExpectCentred(refused, wxS("Tarnwick - results file")));
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
+    EXPECT_EQ(dialog->m_fields[1]->GetValue(), "7");
+    EXPECT_EQ(dialog->NewRecordMode, 1);
+    wxRmdir(wxS("cpu_result.bak"));
+    PressButton(dialog->m_saveButton);
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n7;7;;;;;7;;;7;7;yes\n");
+    EXPECT_EQ(dialog->NewRecordMode, 0);
+    EXPECT_TRUE(dialog->m_newButton->IsEnabled());
+    EXPECT_EQ(Shown(), "4");
+}
+
+TEST_F(TwoPrograms, AFailedSaveOfANewRecordKeepsTheDialogAsItWasWithTheFieldsAsTyped)
+{
+    PressButton(dialog->m_newButton);
+    const wxString typed[] = {wxS("Intel"), wxS("Core i7-920"), wxS("2667"), wxS("2933"), wxS("1"), wxS("4"),
+                              wxS("8"), wxS("Linux"), wxS("Debian 12"), wxS("4321"), wxS("17654")};
+    for (int f = 0; f < int(dialog->m_fields.size()); ++f)
+        dialog->m_fields[f]->SetValue(typed[f]);
+    dialog->m_displayChoice->SetSelection(1);
+    {
+        const NoLocks noLocks;
+        wxTEST_DIALOG(PressButton(dialog->m_saveButton),
+                      ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
+                                                               "implemented), so another program could change it at "
+                                                               "the same time; the change was not saved."),
+                                    wxS("Tarnwick - results file")));
+    }
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
+    EXPECT_FALSE(wxFileExists(wxS("cpu_result.bak")));
+    for (int f = 0; f < int(dialog->m_fields.size()); ++f)
+        EXPECT_EQ(dialog->m_fields[f]->GetValue(), typed[f]) << f;
+    EXPECT_EQ(dialog->m_displayChoice->GetStringSelection(), "no");
+    EXPECT_EQ(dialog->NewRecordMode, 1);
+    EXPECT_TRUE(dialog->m_saveButton->IsEnabled());
+    EXPECT_TRUE(dialog->m_cancelButton->IsEnabled());
+    EXPECT_FALSE(dialog->m_newButton->IsEnabled());
+    // Saved again once the file can be locked.
+    PressButton(dialog->m_saveButton);
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third +
+                                                "\nIntel;Core i7-920;2667;2933;1;4;8;Linux;Debian 12;4321;17654;no\n");
+    EXPECT_EQ(dialog->NewRecordMode, 0);
+}
+
+TEST_F(TwoPrograms, AFailedSaveOfAnEditedRecordKeepsTheEdits)
+{
+    dialog->m_fields[1]->SetValue(wxS("Second, edited"));
+    {
+        const NoLocks noLocks;
+        wxTEST_DIALOG(PressButton(dialog->m_saveButton),
+                      ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
+                                                               "implemented), so another program could change it at "
+                                                               "the same time; the change was not saved."),
+                                    wxS("Tarnwick - results file")));
+    }
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
+    EXPECT_EQ(dialog->m_fields[1]->GetValue(), "Second, edited");
+    EXPECT_EQ(Shown(), "2");
+    PressButton(dialog->m_saveButton);
+    EXPECT_EQ(ReadBytes("cpu_results.csv"),
+              First + "\nAMD;Second, edited;1;1;1;1;1;Linux;1;200;200;yes\n" + Third + "\n");
+}
+
+TEST_F(TwoPrograms, ADeleteThatCannotTakeTheLockIsSaidAndChangesNothing)
+{
+    const NoLocks noLocks;
+    wxTEST_DIALOG(PressButton(dialog->m_deleteButton), ExpectCentred(Confirm, wxS("Delete result confirmation")),
+                  ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
+                                                           "implemented), so another program could change it at "
+                                                           "the same time; the change was not saved."),
                                 wxS("Tarnwick - results file")));
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
-    EXPECT_TRUE(dialog->m_newButton->IsEnabled());
+    EXPECT_FALSE(wxFileExists(wxS("cpu_result.bak")));
+    EXPECT_EQ(ResultLineCount, 3);
+    EXPECT_EQ(dialog->m_fields[1]->GetValue(), "Second");
 }
 
 TEST_F(TwoPrograms, TheDialogsOwnMessagesAreCentred)
@@ -196,7 +285,7 @@ TEST(OptionsSave, SettingsTheFileDoesNotTakeApplyAndTheMessageSaysWhy)
                       d->m_resultLinesText->SetValue(wxS("12"));
                       PressButton(d->m_saveButton);
                   }),
-                  ExpectCentred(path + wxS(" could not be read (Is a directory); the settings apply to this run only."),
+                  ExpectCentred(path + wxS(" is a folder, not a regular file; the settings apply to this run only."),
                                 wxS("Tarnwick - ConfigFile")));
     EXPECT_EQ(CpuListCount, 12);
     EXPECT_EQ(CpuListHalf, 6);

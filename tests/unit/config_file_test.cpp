@@ -245,7 +245,19 @@ TEST_F(ConfigFile, HugeValuesAreClampedAndNeverOverflowTheBuffers)
 {
     ASSERT_EQ(Load("cpulist 99999999999999\nheattime 35792\n"), 0);
     EXPECT_EQ(CpuListCount, std::numeric_limits<std::int32_t>::max());
-    EXPECT_EQ(HeatTestMillis, -2147447296);  // 35792 x 60000 wraps in 32 bits
+    EXPECT_EQ(HeatTestMillis, 35791 * 60000);  // the most whole minutes 32 bits hold
+}
+
+TEST_F(ConfigFile, HeatTimesBeyond32BitsAreTheMostWholeMinutesThatFitAndSurviveASave)
+{
+    for (const auto& [line, minutes] : {std::pair{"heattime 35791", 35791}, {"heattime 71583", 35791},
+                                        {"heattime 99999999", 35791}, {"heattime 99999999999", 35791},
+                                        {"heattime -35792", -35791}, {"heattime -99999999", -35791}}) {
+        ASSERT_EQ(Load(std::string("cpulist 20\n") + line + "\n"), 0) << line;
+        EXPECT_EQ(HeatTestMillis, minutes * 60000) << line;
+        ASSERT_EQ(ProcessConfigFile(ConfigModeSave), 0);
+        EXPECT_EQ(Read("tarnwick.conf"), "cpulist\t\t20\nheattime\t" + std::to_string(minutes) + "\n") << line;
+    }
 }
 
 TEST_F(ConfigFile, SmallCrlfFileIsSavedWithCrlf)

@@ -29,7 +29,8 @@ TEST(RecordProblem, ARecordHasNone)
 {
     EXPECT_EQ(Problem(L"AMD;Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;yes"), "");
     EXPECT_EQ(Problem(L";;;;;;;;;0;0;no"), "");
-    EXPECT_EQ(Problem(L"A;B;;;;;;;;-1;1.5e3;yes"), "");
+    EXPECT_EQ(Problem(L"A;B;;;;;;;;+1;1.5e3;yes"), "");
+    EXPECT_EQ(Problem(L"A;B;;;;;;;;-0;-2;yes"), "");
     EXPECT_EQ(Problem(L"A;B\tC;;;;;;;;.5;7.;yes"), "");
 }
 
@@ -40,6 +41,8 @@ TEST(RecordProblem, EachWayOfNotBeingARecordIsNamed)
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2"), "11 fields, not 12");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2;yes;extra"), "13 fields, not 12");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;fast;2;yes"), "the speed points \"fast\" are not a number");
+    EXPECT_EQ(Problem(L"A;B;;;;;;;;-5;2;yes"), "the speed points \"-5\" are negative");
+    EXPECT_EQ(Problem(L"A;B;;;;;;;;-0.5e1;2;yes"), "the speed points \"-0.5e1\" are negative");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;;2;yes"), "the speed points \"\" are not a number");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2,5;yes"), "the power points \"2,5\" are not a number");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1; 2;yes"), "the power points \" 2\" are not a number");

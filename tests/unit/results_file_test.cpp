@@ -92,7 +92,7 @@ TEST_F(ResultsFile, ReadOnlyFileKeepsItsTextAndTheMessageSaysWhichAndWhy)
     EXPECT_EQ(code, 0);
 }
 
-TEST_F(ResultsFile, ReadOnlyDirectoryWithoutABackupSaysSoAndChangesNothing)
+TEST_F(ResultsFile, AFolderThatTakesNoNewFilesRefusesTheChangeSaysWhyAndMakesNoBackup)
 {
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
     const int code = RunUnprivileged([this, &before] {
@@ -104,14 +104,15 @@ TEST_F(ResultsFile, ReadOnlyDirectoryWithoutABackupSaysSoAndChangesNothing)
         BackupPending = 1;
         SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
         const int status = AccessResultsFile(ResultsOpAppend);
-        if (status != 3 || BackupPending != 1)
+        if (status != 2 || BackupPending != 0)
             return 20 + status;
-        const std::string expected = "The backup " + (own / "cpu_result.bak").string() +
-                                     " could not be written (Permission denied); the change was not saved.";
+        const std::string expected = (own / "cpu_results.csv").string() + " could not be written: its folder " +
+                                     own.string() + " takes no new files from this user (Permission denied), and "
+                                     "the file is only ever replaced whole; the change was not saved.";
         if (messages.size() != 1 || messages[0].first != expected)
             return 30;
-        // The reload after it fails quietly: one message for one change.
-        if (AccessResultsFile(ResultsOpLoad) != 3 || messages.size() != 1)
+        // The reload after it takes no backup: the change was not made.
+        if (AccessResultsFile(ResultsOpLoad) != 0 || messages.size() != 1 || fs::exists(own / "cpu_result.bak"))
             return 40;
         std::ifstream in(own / "cpu_results.csv");
         std::stringstream after;
@@ -121,8 +122,10 @@ TEST_F(ResultsFile, ReadOnlyDirectoryWithoutABackupSaysSoAndChangesNothing)
     EXPECT_EQ(code, 0);
 }
 
-TEST_F(ResultsFile, ADirectoryThatTakesNoNewFilesGetsTheFileRewrittenInPlace)
+TEST_F(ResultsFile, ASharedTableInAFolderThatTakesNoNewFilesIsNeitherTornNorRewrittenInPlace)
 {
+    // A typical shared table: the table and its backup writable by all, in a
+    // folder that only its owner may add files to.
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
     const int code = RunUnprivileged([this, &before] {
         const fs::path own = OwnProgramDirectory();
@@ -133,14 +136,19 @@ TEST_F(ResultsFile, ADirectoryThatTakesNoNewFilesGetsTheFileRewrittenInPlace)
         ::chmod(own.c_str(), 0555);
         BackupPending = 1;
         SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
-        if (const int status = AccessResultsFile(ResultsOpAppend))
+        if (const int status = AccessResultsFile(ResultsOpAppend); status != 2)
             return 20 + status;
         std::stringstream after, backup;
         after << std::ifstream(own / "cpu_results.csv").rdbuf();
         backup << std::ifstream(own / "cpu_result.bak").rdbuf();
-        if (backup.str() != before)
+        if (backup.str() != "old backup\n")
             return 30;
-        return after.str() == before + "Intel;B;;;;;4;Linux;;5;6;yes\n" && messages.empty() ? 0 : 40;
+        if (messages.size() != 1 || messages[0].first.find("takes no new files from this user") == std::string::npos)
+            return 40;
+        for (const auto& entry : fs::directory_iterator(own))
+            if (entry.path().filename().string()[0] == '.')
+                return 50;
+        return after.str() == before ? 0 : 60;
     });
     EXPECT_EQ(code, 0);
 }
@@ -494,16 +502,21 @@ TEST_F(ResultsFile, MixedLineEndsKeepEveryLineThroughReplaceAppendAndDelete)
     EXPECT_EQ(Row(2), L"");
 }
 
-TEST_F(ResultsFile, TextThatIsNotWhatItsMarkSaysIsReadByteByByteAndKeptThroughAChange)
+TEST_F(ResultsFile, TextThatIsNotWhatItsMarkSaysIsShownWithAReplacementAndKeptByteForByte)
 {
-    // A UTF-8 mark over Latin-1 text: no line may be lost when a change is written.
-    Write("cpu_results.csv", "\xEF\xBB\xBFIntel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\n");
+    // A UTF-8 mark over Latin-1 text: the byte that is no UTF-8 is shown as
+    // U+FFFD, and no byte of the file is lost when a change is written.
+    const std::string old = "\xEF\xBB\xBFIntel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\n";
+    Write("cpu_results.csv", old);
     ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
     ASSERT_EQ(ResultLineCount, 1);
-    EXPECT_EQ(Row(0), L"Intel;Pentium\u00AE;1;;1;1;1;Linux;;10;10;yes");
+    EXPECT_EQ(Row(0), L"Intel;Pentium\uFFFD;1;;1;1;1;Linux;;10;10;yes");
     SetRecord({L"AMD", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
     ASSERT_EQ(AccessResultsFile(ResultsOpAppend), 0);
-    // Written as the mark says, every character kept.
-    EXPECT_EQ(Read("cpu_results.csv"),
-              "\xEF\xBB\xBFIntel;Pentium\xC2\xAE;1;;1;1;1;Linux;;10;10;yes\nAMD;B;;;;;4;Linux;;5;6;yes\n");
+    EXPECT_EQ(Read("cpu_results.csv"), old + "AMD;B;;;;;4;Linux;;5;6;yes\n");
+    // The record holding it found and deleted as shown.
+    CurrentResult = 0;
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    ASSERT_EQ(ChangeShownResult(ResultsOpDelete, wxString(Row(0))), 0);
+    EXPECT_EQ(Read("cpu_results.csv"), "\xEF\xBB\xBF" "AMD;B;;;;;4;Linux;;5;6;yes\n");
 }

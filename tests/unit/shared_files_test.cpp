@@ -56,10 +56,27 @@ protected:
     }
 
     std::string Line(const std::string& model) const { return Record("AMD", model, "1", "2"); }
+
+    static std::string Resolve(const fs::path& path)
+    {
+        std::string resolved, refused;
+        const int error = ResolvePath(path.string(), resolved, refused);
+        return error == 0 ? resolved : "error " + std::to_string(error);
+    }
+
+    // Makes `target` with `text` as a file made from a template is made.
+    static int CreateNew(const fs::path& target, const std::string& text)
+    {
+        ReplacingWriter writer;
+        int error = writer.Begin(target.string(), nullptr);
+        if (error == 0)
+            error = writer.Write({text});
+        return error != 0 ? error : writer.CommitNew();
+    }
 };
 }  // namespace
 
-TEST_F(SharedFiles, FollowLinksGoesThroughAbsoluteRelativeAndChainedLinks)
+TEST_F(SharedFiles, LinksAreFollowedThroughAbsoluteRelativeAndChainedLinks)
 {
     fs::create_directories(dir / "shared" / "deep");
     Write("shared/deep/table.csv", "x\n");
@@ -68,25 +85,32 @@ TEST_F(SharedFiles, FollowLinksGoesThroughAbsoluteRelativeAndChainedLinks)
     fs::create_symlink("relative", dir / "chained");
     fs::create_symlink("deep/table.csv", dir / "shared" / "inner");
     fs::create_symlink("shared/inner", dir / "through-a-relative-one");
+    fs::create_symlink("shared/deep", dir / "folder-link");
+    fs::create_symlink("../deep/table.csv", dir / "shared" / "deep" / "up-and-back");
 
     const std::string target = (dir / "shared/deep/table.csv").string();
-    EXPECT_EQ(FollowLinks(W(dir / "absolute")).utf8_string(), target);
-    EXPECT_EQ(FollowLinks(W(dir / "relative")).utf8_string(), dir.string() + "/shared/deep/table.csv");
-    EXPECT_EQ(FollowLinks(W(dir / "chained")).utf8_string(), dir.string() + "/shared/deep/table.csv");
-    EXPECT_EQ(FollowLinks(W(dir / "through-a-relative-one")).utf8_string(), dir.string() + "/shared/deep/table.csv");
-    EXPECT_EQ(FollowLinks(W(dir / "shared/deep/table.csv")).utf8_string(), target);
-    EXPECT_EQ(FollowLinks(wxS("relative")).utf8_string(), "shared/deep/table.csv");
+    EXPECT_EQ(Resolve(dir / "absolute"), target);
+    EXPECT_EQ(Resolve(dir / "relative"), target);
+    EXPECT_EQ(Resolve(dir / "chained"), target);
+    EXPECT_EQ(Resolve(dir / "through-a-relative-one"), target);
+    EXPECT_EQ(Resolve(dir / "shared/deep/table.csv"), target);
+    EXPECT_EQ(Resolve(dir / "folder-link/table.csv"), target);
+    EXPECT_EQ(Resolve(dir / "shared/deep/up-and-back"), target);
+    EXPECT_EQ(Resolve("relative"), "shared/deep/table.csv");
+    EXPECT_EQ(Resolve("./shared/../relative"), "shared/deep/table.csv");
 }
 
 TEST_F(SharedFiles, ADanglingLinkLeadsToItsMissingTargetAndALoopEnds)
 {
     fs::create_symlink("gone/table.csv", dir / "dangling");
-    EXPECT_EQ(FollowLinks(W(dir / "dangling")).utf8_string(), dir.string() + "/gone/table.csv");
+    fs::create_directory(dir / "here");
+    fs::create_symlink("here/table.csv", dir / "dangling-into-a-folder");
+    std::string resolved, refused;
+    EXPECT_EQ(ResolvePath((dir / "dangling").string(), resolved, refused), ENOENT);  // its folder is missing too
+    EXPECT_EQ(Resolve(dir / "dangling-into-a-folder"), dir.string() + "/here/table.csv");
     fs::create_symlink("loop-b", dir / "loop-a");
     fs::create_symlink("loop-a", dir / "loop-b");
-    const wxString end = FollowLinks(W(dir / "loop-a"));
-    EXPECT_TRUE(end.EndsWith(wxS("loop-a")) || end.EndsWith(wxS("loop-b")));
-    EXPECT_NE(WriteFileAtomically(W(dir / "loop-a"), "x", 1), 0);
+    EXPECT_EQ(ResolvePath((dir / "loop-a").string(), resolved, refused), ELOOP);
 }
 
 TEST_F(SharedFiles, TemporaryNamesAreRecognisedExactly)
@@ -104,7 +128,7 @@ TEST_F(SharedFiles, AWriteLeavesNoTemporaryAndKeepsThePermissions)
 {
     Write("table.csv", "old\n");
     fs::permissions(dir / "table.csv", fs::perms(0640));
-    ASSERT_EQ(WriteFileAtomically(W(dir / "table.csv"), "new\n", 4), 0);
+    ASSERT_EQ(ReplaceFile((dir / "table.csv").string(), {"new\n"}), 0);
     EXPECT_EQ(Read("table.csv"), "new\n");
     EXPECT_EQ(fs::status(dir / "table.csv").permissions() & fs::perms::all, fs::perms(0640));
     EXPECT_TRUE(Temporaries(dir).empty());
@@ -115,35 +139,56 @@ TEST_F(SharedFiles, AWriteReplacesTheFileWholeSoAReaderKeepsTheOldText)
     Write("table.csv", "old text\n");
     const int reader = ::open((dir / "table.csv").c_str(), O_RDONLY);
     ASSERT_GE(reader, 0);
-    ASSERT_EQ(WriteFileAtomically(W(dir / "table.csv"), "new\n", 4), 0);
+    ASSERT_EQ(ReplaceFile((dir / "table.csv").string(), {"new\n"}), 0);
     char text[32] = {};
     EXPECT_EQ(::read(reader, text, sizeof text - 1), 9);
     EXPECT_STREQ(text, "old text\n");
     ::close(reader);
 }
 
-TEST_F(SharedFiles, CreatingFromATemplateNeverReplacesAFile)
+TEST_F(SharedFiles, OnlyARegularFileIsEverReplaced)
 {
-    Write("template.csv", "from the template\n");
-    Write("there.csv", "mine\n");
-    EXPECT_EQ(CreateFileFrom(W(dir / "template.csv"), W(dir / "there.csv")), EEXIST);
-    EXPECT_EQ(Read("there.csv"), "mine\n");
-    EXPECT_EQ(CreateFileFrom(W(dir / "template.csv"), W(dir / "new.csv")), 0);
-    EXPECT_EQ(Read("new.csv"), "from the template\n");
-    EXPECT_EQ(CreateFileFrom(W(dir / "no-template.csv"), W(dir / "other.csv")), ENOENT);
-    EXPECT_EQ(CreateFileFrom(W(dir / "template.csv"), W(dir / "no-dir/new.csv")), ENOENT);
-    EXPECT_FALSE(Exists("other.csv"));
+    ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
+    EXPECT_EQ(ReplaceFile((dir / "fifo").string(), {"x"}), EINVAL);
+    EXPECT_TRUE(fs::is_fifo(dir / "fifo"));
+    EXPECT_EQ(ReplaceFile(dir.string(), {"x"}), EISDIR);
+    EXPECT_TRUE(fs::is_directory(dir));
     EXPECT_TRUE(Temporaries(dir).empty());
 }
 
-TEST_F(SharedFiles, ReadingADirectoryOrAMissingFileSaysWhy)
+TEST_F(SharedFiles, CreatingFromATemplateNeverReplacesAFile)
 {
-    std::string bytes;
-    EXPECT_EQ(ReadWholeFile(W(dir), bytes), EISDIR);
-    EXPECT_EQ(ReadWholeFile(W(dir / "missing"), bytes), ENOENT);
-    Write("empty", "");
-    EXPECT_EQ(ReadWholeFile(W(dir / "empty"), bytes), 0);
-    EXPECT_EQ(bytes, "");
+    Write("there.csv", "mine\n");
+    EXPECT_EQ(CreateNew(dir / "there.csv", "from the template\n"), EEXIST);
+    EXPECT_EQ(Read("there.csv"), "mine\n");
+    EXPECT_EQ(CreateNew(dir / "new.csv", "from the template\n"), 0);
+    EXPECT_EQ(Read("new.csv"), "from the template\n");
+    EXPECT_EQ(CreateNew(dir / "no-dir" / "new.csv", "x"), ENOENT);
+    EXPECT_TRUE(Temporaries(dir).empty());
+}
+
+TEST_F(SharedFiles, ReadingStopsAtItsBoundForFilesAndPipesAlike)
+{
+    Write("ten", "0123456789");
+    const int file = ::open((dir / "ten").c_str(), O_RDONLY);
+    std::string bytes = "before";
+    EXPECT_EQ(ReadAll(file, bytes, 9), EFBIG);
+    EXPECT_TRUE(bytes.empty());
+    ::lseek(file, 0, SEEK_SET);
+    EXPECT_EQ(ReadAll(file, bytes, 10), 0);
+    EXPECT_EQ(bytes, "0123456789");
+    ::close(file);
+
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    const std::string sent(100000, 'z');
+    std::thread writer([&] {
+        [[maybe_unused]] const ssize_t written = ::write(pipe[1], sent.data(), sent.size());
+        ::close(pipe[1]);
+    });
+    EXPECT_EQ(ReadAll(pipe[0], bytes, 70000), EFBIG);
+    writer.join();
+    ::close(pipe[0]);
 }
 
 TEST_F(SharedFiles, ATableBehindAnAbsoluteLinkIsChangedThereAndTheLinkStays)
@@ -156,9 +201,9 @@ TEST_F(SharedFiles, ATableBehindAnAbsoluteLinkIsChangedThereAndTheLinkStays)
 
     EXPECT_TRUE(IsLink("cpu_results.csv"));
     EXPECT_EQ(Read("drive/lab.csv"), Line("First") + "\nAMD;Second;;;;;2;Linux;;1;2;yes\n");
-    // The backup stays beside the program: a copy of the table before the change.
-    EXPECT_FALSE(IsLink("cpu_result.bak"));
-    EXPECT_EQ(Read("cpu_result.bak"), Line("First") + "\n");
+    // The backup is the table's own, beside it: a copy of it before the change.
+    EXPECT_FALSE(Exists("cpu_result.bak"));
+    EXPECT_EQ(Read("drive/lab.csv.bak"), Line("First") + "\n");
     EXPECT_TRUE(Temporaries(dir / "drive").empty());
     EXPECT_TRUE(Temporaries(dir).empty());
 }
@@ -342,9 +387,9 @@ TEST_F(SharedFiles, AnotherResultsFileIsMadeFromTheTemplateWithItsBackupBesideIt
     EXPECT_EQ(Read("lab/table.csv"), Line("Shipped") + "\n");
     EXPECT_FALSE(Exists("cpu_results.csv"));
     AppendRecord(L"Measured");
-    EXPECT_EQ(Read("lab/cpu_result.bak"), Line("Shipped") + "\n");
+    EXPECT_EQ(Read("lab/table.csv.bak"), Line("Shipped") + "\n");
     EXPECT_FALSE(Exists("cpu_result.bak"));
-    EXPECT_EQ(ResultsBackupPath.utf8_string(), (dir / "lab" / "cpu_result.bak").string());
+    EXPECT_EQ(ResultsBackupPath.utf8_string(), (dir / "lab" / "table.csv.bak").string());
 }
 
 TEST_F(SharedFiles, AnotherResultsFileInAMissingDirectoryGivesStatus1AndTheReason)
@@ -511,21 +556,25 @@ TEST_F(SharedFiles, SettingsSavedWhereTheFileCannotBeReadApplyAndSayWhy)
     EXPECT_EQ(CpuListHalf, 4);
     ASSERT_EQ(messages.size(), 1u);
     EXPECT_EQ(messages[0].first, (dir / "tarnwick.conf").string() +
-                                     " could not be read (Is a directory); the settings apply to this run only.");
-    // Loading says nothing, as before.
+                                     " is a folder, not a regular file; the settings apply to this run only.");
+    // Loading says so too: no settings file can be there.
     messages.clear();
     EXPECT_EQ(ProcessConfigFile(ConfigModeLoad), 2);
-    EXPECT_TRUE(messages.empty());
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].first, (dir / "tarnwick.conf").string() +
+                                     " is a folder, not a regular file; the settings stay as they were.");
 }
 
-TEST_F(SharedFiles, AChangeToATableThatCannotBeReadSaysWhyAndALoadDoesNot)
+TEST_F(SharedFiles, ATableThatIsAFolderIsSaidOnLoadAndOnChange)
 {
     fs::create_directory(dir / "cpu_results.csv");
     EXPECT_EQ(AccessResultsFile(ResultsOpLoad), 2);
-    EXPECT_TRUE(messages.empty());
-    EnsureRecordBuffers();
-    EXPECT_EQ(AccessResultsFile(ResultsOpAppend), 2);
     ASSERT_EQ(messages.size(), 1u);
     EXPECT_EQ(messages[0].first,
-              (dir / "cpu_results.csv").string() + " could not be read (Is a directory); the change was not saved.");
+              (dir / "cpu_results.csv").string() + " is a folder, not a regular file; the results table is unchanged.");
+    EnsureRecordBuffers();
+    EXPECT_EQ(AccessResultsFile(ResultsOpAppend), 2);
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_EQ(messages[1].first,
+              (dir / "cpu_results.csv").string() + " is a folder, not a regular file; the change was not saved.");
 }
