@@ -263,6 +263,8 @@ FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
 
     if (!backup.empty()) {
         // The backup is the bytes just read: the file as it is under the lock.
+        if (writing && !StillNames(resolved, file.Get()))
+            return fail(FileFailure::Kind::Moved, access.path, ENOENT);
         std::string backupTarget;
         const wxString shown = PathFromBytes(backup);
         int error = ResolvePath(backup, backupTarget, refused);

@@ -8,7 +8,7 @@
 #include "gui/result_dialog.h"
 #include "gui_support.h"
 #include "tests/unit/saved_state.h"
-#include "files/atomic_file.h"
+#include "tests/unit/fault_injection.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>
@@ -26,19 +26,9 @@
 
 namespace {
 // A file system without locks, for as long as it lives.
-class NoLocks {
+class NoLocks : public FaultyFileSystem {
 public:
-    NoLocks() : m_saved(SystemCalls().flock)
-    {
-        SystemCalls().flock = [](int, int) {
-            errno = ENOSYS;
-            return -1;
-        };
-    }
-    ~NoLocks() { SystemCalls().flock = m_saved; }
-
-private:
-    int (*m_saved)(int, int);
+    NoLocks() { WithoutLocks(); }
 };
 
 const std::string First = "AMD;First;1;1;1;1;1;Linux;1;300;300;yes";
