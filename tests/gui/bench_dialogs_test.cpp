@@ -1,6 +1,7 @@
 #include "app/resources.h"
 #include "app/state.h"
 #include "bench/heat.h"
+#include "config/config_file.h"
 #include "gui/heat_dialog.h"
 #include "gui/main_frame.h"
 #include "gui/power_thread_dialog.h"
@@ -11,6 +12,7 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/ffile.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/thread.h>
@@ -196,6 +198,20 @@ TEST_F(BenchDialogs, HeatMinutes71583WrapToAPositive12704Milliseconds)
     EXPECT_EQ(HeatTestMillis, 12704);
     PressButton(dialog->m_okButton);
     EXPECT_EQ(HeatTestMillis, 12704);
+}
+
+TEST(HeatTimeFromTheFile, MoreMinutesThanMillisecondsHoldOpenTheDialogAtTheMostThatFit)
+{
+    const StateGuard saved{"tarnwick.conf"};
+    for (const char* minutes : {"99999999", "71583"}) {
+        wxFFile(wxS("tarnwick.conf"), wxS("w")).Write(wxString::Format(wxS("cpulist\t\t20\nheattime\t%s\n"), minutes));
+        ASSERT_EQ(ProcessConfigFile(ConfigModeLoad), 0);
+        EXPECT_EQ(HeatTestMillis, 35791 * 60000) << minutes;
+        auto* dialog = new HeatDialog(nullptr);
+        EXPECT_EQ(dialog->m_minutesText->GetValue(), "35791") << minutes;
+        PressButton(dialog->m_okButton);
+        EXPECT_EQ(HeatTestMillis, 35791 * 60000) << minutes;
+    }
 }
 
 TEST_F(BenchDialogs, HeatDialogCloseBoxIsCancel)
