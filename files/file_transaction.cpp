@@ -97,6 +97,11 @@ void AllowChangesWithoutLock(bool allowed)
     ChangesWithoutLock.store(allowed);
 }
 
+bool ChangesWithoutLockAllowed()
+{
+    return ChangesWithoutLock.load();
+}
+
 wxString FileFailure::Text() const
 {
     const wxString file = AbsolutePath(path), reason = ErrorText(error);
@@ -210,13 +215,15 @@ FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
             break;
     }
 
-    const std::string backup =
-        access.backUp && access.backupName ? FolderOf(resolved) + "/" + access.backupName(NameOf(resolved)) : "";
+    const std::string backupPath =
+        access.backupName ? FolderOf(resolved) + "/" + access.backupName(NameOf(resolved)) : "";
+    const std::string backup = access.backUp ? backupPath : "";
     if (access.change && locked) {
-        // What killed writers left; no live writer has one while we hold the lock.
+        // What killed writers left, beside the file and its backup; no live
+        // writer has one while we hold the lock.
         RemoveStaleTemporaries(resolved);
-        if (!backup.empty())
-            RemoveStaleTemporaries(backup);
+        if (!backupPath.empty())
+            RemoveStaleTemporaries(backupPath);
     }
     std::string bytes;
     if (const int error = ReadAll(file.Get(), bytes, access.sizeLimit)) {

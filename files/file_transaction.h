@@ -90,3 +90,4 @@ FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
 /// Lets changes be made where the file cannot be locked (a network file
 /// system without locks), at the risk of losing another program's change.
 void AllowChangesWithoutLock(bool allowed);
+bool ChangesWithoutLockAllowed();

@@ -8,6 +8,8 @@
 #include "app/notify.h"
 #include "app/state.h"
 #include "config/paths.h"
+#include "files/atomic_file.h"
+#include "files/file_transaction.h"
 #include "sensors/heat_readings.h"
 
 #include <gtest/gtest.h>
@@ -161,6 +163,16 @@ public:
              [saved = std::string(locale != nullptr ? locale : "C")] { std::setlocale(LC_ALL, saved.c_str()); });
         Item("executable path", [saved = ExecutablePath()] { return ExecutablePath() != saved; },
              [saved = ExecutablePath()] { SetExecutablePathForTests(saved); });
+        // The file system calls a test may make fail, and the unsafe writes
+        // the runner's --no-lock allows.
+        Item("file system calls", [saved = SystemCalls()] {
+                 const FileSystemCalls& now = SystemCalls();
+                 return now.flock != saved.flock || now.link != saved.link ||
+                        now.renameNoReplace != saved.renameNoReplace || now.write != saved.write;
+             },
+             [saved = SystemCalls()] { SystemCalls() = saved; });
+        Item("changes without lock", [saved = ChangesWithoutLockAllowed()] { return ChangesWithoutLockAllowed() != saved; },
+             [saved = ChangesWithoutLockAllowed()] { AllowChangesWithoutLock(saved); });
         // A notifier cannot be compared; it is only put back.
         Notifier notifier = SetNotifier(nullptr);
         SetNotifier(notifier);
