@@ -102,7 +102,8 @@ void ManualPage()
     std::printf(".SH FILES\n");
     const char* files[][2] = {
         {"cpu_results.csv", "the results table, beside the program (or the file --results names)"},
-        {"cpu_result.bak", "the table as it was before the last change, beside the table"},
+        {"cpu_result.bak", "the table as it was before the last change, beside the table; another table's backup "
+                           "is named after it (lab.csv.bak)"},
         {"doc/cpu_results_original.csv", "the template a missing table is made from"},
         {"~/.local/share/tarnwick", "an installed Tarnwick's program directory of the user, made by the launcher"},
     };

@@ -161,7 +161,7 @@ int ResolvePath(const std::string& path, std::string& resolved, std::string& ref
             return n < 0 ? errno : ELOOP;
         const std::string next(target.data(), std::size_t(n));
         if (next[0] == '/')
-            done = "/";
+            done.assign(1, '/');  // from the root
         PushComponents(next, stack);
     }
     resolved = done.empty() ? "." : done;
