@@ -7,7 +7,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/file.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -102,10 +104,12 @@ std::string NameOf(const std::string& path)
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-int ResolvePath(const std::string& path, std::string& resolved, std::string& refusedLink)
+int ResolvePath(const std::string& path, std::string& resolved, std::string& refusedLink, bool* throughProcess)
 {
     resolved.clear();
     refusedLink.clear();
+    if (throughProcess != nullptr)
+        *throughProcess = false;
     if (path.empty())
         return ENOENT;
     // What is followed so far: "/..." from the root, "" or "a/b" from here.
@@ -155,6 +159,10 @@ int ResolvePath(const std::string& path, std::string& resolved, std::string& ref
             refusedLink = candidate;
             return EACCES;
         }
+        struct statfs system {};
+        if (throughProcess != nullptr && ::statfs(done.empty() ? "." : done.c_str(), &system) == 0 &&
+            system.f_type == PROC_SUPER_MAGIC)
+            *throughProcess = true;
         std::vector<char> target(std::size_t(info.st_size > 0 ? info.st_size : PATH_MAX) + 1);
         const ssize_t n = ::readlink(candidate.c_str(), target.data(), target.size());
         if (n <= 0 || std::size_t(n) >= target.size())
@@ -439,26 +447,53 @@ OutputFile::~OutputFile()
 
 int OutputFile::Open(const wxString& path, std::string& refusedLink)
 {
+    const std::string named = PathToBytes(path);
     std::string target;
-    if (const int error = ResolvePath(PathToBytes(path), target, refusedLink))
-        return error;
-    struct stat info {};
-    if (::stat(target.c_str(), &info) != 0) {
+    bool throughProcess = false;
+    const int resolved = ResolvePath(named, target, refusedLink, &throughProcess);
+    if (resolved == EACCES && !refusedLink.empty())
+        return resolved;
+    // What the kernel finds there: O_PATH neither blocks on a FIFO nor
+    // opens a device.
+    const int probe = ::open(named.c_str(), O_PATH | O_CLOEXEC);
+    if (probe < 0) {
         if (errno != ENOENT)
             return errno;
+        if (resolved != 0)
+            return resolved;
         m_replacing = true;
         return m_writer.Begin(target, nullptr);
     }
+    struct stat info {}, there {};
+    const int error = ::fstat(probe, &info) == 0 ? 0 : errno;
+    ::close(probe);
+    if (error != 0)
+        return error;
     if (S_ISDIR(info.st_mode))
         return EISDIR;
-    if (S_ISREG(info.st_mode)) {
+    if (S_ISREG(info.st_mode) && !throughProcess) {
+        if (resolved != 0)
+            return resolved;
+        if (::stat(target.c_str(), &there) != 0 || there.st_ino != info.st_ino || there.st_dev != info.st_dev)
+            return EAGAIN;  // replaced while we looked
         if (::access(target.c_str(), W_OK) != 0)
             return errno;
         m_replacing = true;
         return m_writer.Begin(target, &info);
     }
-    // A device or a FIFO: written into, as any program writes to one.
-    m_fd = ::open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    // A device, a FIFO, or a file a process has open (/dev/stdout): written
+    // into, as any program writes to one. Our own standard output or error
+    // is written through its own descriptor, where the rest of our output
+    // goes too.
+    for (const int own : {STDOUT_FILENO, STDERR_FILENO}) {
+        struct stat standard {};
+        if (throughProcess && ::fstat(own, &standard) == 0 && standard.st_ino == info.st_ino &&
+            standard.st_dev == info.st_dev) {
+            m_fd = ::fcntl(own, F_DUPFD_CLOEXEC, 0);
+            return m_fd < 0 ? errno : 0;
+        }
+    }
+    m_fd = ::open(named.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     return m_fd < 0 ? errno : 0;
 }
 
@@ -479,11 +514,13 @@ int OutputFile::Finish(std::string_view data)
 
 int OpenStreamOutput(const wxString& path, int& error, std::string& refusedLink)
 {
+    const std::string named = PathToBytes(path);
     std::string target;
-    error = ResolvePath(PathToBytes(path), target, refusedLink);
-    if (error != 0)
+    error = ResolvePath(named, target, refusedLink);
+    if (error == EACCES && !refusedLink.empty())
         return -1;
-    const int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666);
+    // Opened by the kernel, which follows /dev/stdout and its kind too.
+    const int fd = ::open(named.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666);
     error = fd < 0 ? errno : 0;
     return fd;
 }

@@ -37,7 +37,11 @@ std::uint64_t MemoryBound();
 /// to protect such links: EACCES, with the link in `refusedLink`. A missing
 /// last component gives 0 with the missing path in `resolved`; ELOOP for
 /// links that never end, or the errno of what failed.
-int ResolvePath(const std::string& path, std::string& resolved, std::string& refusedLink);
+/// `throughProcess`, when given, tells whether a link of /proc was followed
+/// (/dev/stdout, /dev/fd/N): one that names an open file of a process, which
+/// is written into rather than replaced.
+int ResolvePath(const std::string& path, std::string& resolved, std::string& refusedLink,
+                bool* throughProcess = nullptr);
 
 /// `path` without its last component ("." for a bare name).
 std::string FolderOf(const std::string& path);

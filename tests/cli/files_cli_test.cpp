@@ -88,6 +88,18 @@ TEST_F(CliFiles, APictureForAFifoIsWrittenIntoItAndTheFifoStays)
     EXPECT_NE(received.find("</svg>"), std::string::npos);
 }
 
+TEST_F(CliFiles, APictureForStandardOutputGoesWithTheRestOfIt)
+{
+    for (const std::string to : {" > out.txt", " | cat > out.txt"}) {
+        const std::string command =
+            "cd '" + dir.string() + "' && ./tarnwick-cli heat --minutes 1 --seconds 1 --quiet --plot /dev/stdout" + to;
+        ASSERT_EQ(std::system(command.c_str()), 0) << to;
+        const std::string out = ReadFile(dir / "out.txt");
+        EXPECT_EQ(out.rfind("<?xml", 0), 0u) << to << ": " << out.substr(0, 60);
+        EXPECT_TRUE(Matches(out, "(.|\n)*</svg>\nHeat test: [0-9]+ workers busy for [0-9]+ s (.|\n)*")) << to;
+    }
+}
+
 TEST_F(CliFiles, OutputsToDevicesAreWrittenIntoThemNeverReplaced)
 {
     std::string null = "/dev/null", full = "/dev/full";
