@@ -1,28 +1,15 @@
 // Any bytes as a results table and as another table merged into it: the
-// merge adds only records, keeps every line the table had, and a second
-// merge of the same input adds nothing.
+// merge adds only records after the lines the table had, keeps the table's
+// bytes (a Latin-1 table may become UTF-8 as a whole, when a record needs
+// more), and a second merge of the same input adds nothing.
 #include "app/state.h"
 #include "fuzz_support.h"
 #include "results/merge.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
-#include "files/atomic_file.h"
-#include "files/text_document.h"
 
+#include <algorithm>
 #include <string>
-#include <vector>
-
-namespace {
-std::vector<std::wstring> Lines(const std::string& bytes)
-{
-    TextLines lines;
-    lines.Decode(bytes.data(), bytes.size());
-    std::vector<std::wstring> all;
-    for (std::size_t n = 0; n < lines.Count(); ++n)
-        all.emplace_back(lines.Line(n));
-    return all;
-}
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
@@ -35,21 +22,33 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const std::string input(reinterpret_cast<const char*>(data) + 1 + split, size - 1 - split);
     WriteFuzzFile("cpu_results.csv", reinterpret_cast<const unsigned char*>(table.data()), table.size());
 
-    const std::vector<std::wstring> before = Lines(table);
+    const FuzzText before(table);
     const MergeOutcome first = MergeResults({MergeSource{wxS("input"), input}});
     FUZZ_CHECK(first.status == 0);
-    std::string after;
-    FUZZ_CHECK(ReadWholeFile(wxS("cpu_results.csv"), after) == 0);
-    const std::vector<std::wstring> now = Lines(after);
-    FUZZ_CHECK(now.size() == before.size() + first.added);
-    for (std::size_t n = 0; n < before.size(); ++n)
-        FUZZ_CHECK(now[n] == before[n]);
-    for (std::size_t n = before.size(); n < now.size(); ++n)
-        FUZZ_CHECK(RecordProblem(now[n]).empty());
-    FUZZ_CHECK(first.added + first.present + first.refused.size() == Lines(input).size());
+    FUZZ_CHECK(first.written == (first.added > 0));
+    const FuzzText after(ReadFuzzFile("cpu_results.csv"));
+    FUZZ_CHECK(after.Count() == before.Count() + first.added);
+    for (std::size_t n = 0; n < before.Count(); ++n)
+        FUZZ_CHECK(after.Line(n) == before.Line(n));
+    bool beyondLatin1 = false;
+    for (std::size_t n = before.Count(); n < after.Count(); ++n) {
+        FUZZ_CHECK(RecordProblem(after.Line(n)).empty());
+        beyondLatin1 = beyondLatin1 || std::any_of(after.Line(n).begin(), after.Line(n).end(),
+                                                   [](wchar_t c) { return c > 0xFF; });
+    }
+    if (before.text.Encoding() == TextEncoding::Latin1 && beyondLatin1) {
+        FUZZ_CHECK(after.text.Encoding() == TextEncoding::Utf8 && after.text.Exact());
+    } else {
+        FUZZ_CHECK(StartsWithBytes(after.bytes, before.bytes));
+        FUZZ_CHECK(after.text.Encoding() == before.text.Encoding());
+    }
+    const FuzzText merged(input);
+    FUZZ_CHECK(first.added + first.present + first.refused.size() == merged.Count());
 
     const MergeOutcome second = MergeResults({MergeSource{wxS("input"), input}});
     FUZZ_CHECK(second.status == 0 && second.added == 0 && !second.written);
+    FUZZ_CHECK(ReadFuzzFile("cpu_results.csv") == after.bytes);
     FUZZ_CHECK(AccessResultsFile(ResultsOpLoad) == 0);
+    FUZZ_CHECK(static_cast<std::size_t>(ResultLineCount) == after.Count());
     return 0;
 }

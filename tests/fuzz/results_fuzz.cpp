@@ -1,9 +1,54 @@
-// Any bytes as cpu_results.csv: load, split every record, then replace,
-// append and delete through the file, reloading after each change.
+// Any bytes as cpu_results.csv: load, split every record, then append,
+// delete and replace through the file, reloading after each change. Lines a
+// change does not touch keep their bytes exactly.
 #include "app/state.h"
 #include "fuzz_support.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
+
+#include <algorithm>
+#include <string>
+
+namespace {
+// Whether the record of `line` is split and joined back to the same text:
+// twelve fields or more (the last takes every ";" after the eleventh), and
+// no NUL, where a row ends.
+bool JoinsBack(std::wstring_view line)
+{
+    return std::count(line.begin(), line.end(), L';') >= RecordFieldCount - 1 &&
+           line.find(L'\0') == std::wstring_view::npos;
+}
+
+// Replaces record `index` by itself: every other line keeps its bytes, and
+// the record's own text is written again.
+void ReplaceByItself(int index)
+{
+    const FuzzText before(ReadFuzzFile("cpu_results.csv"));
+    FUZZ_CHECK(before.Count() == static_cast<std::size_t>(ResultLineCount));
+    SplitResultRecord(static_cast<std::uint32_t>(index));
+    const std::wstring record = JoinRecordFields().ToStdWstring();
+    CurrentResult = index;
+    FUZZ_CHECK(AccessResultsFile(ResultsOpReplace) == 0);
+
+    const FuzzText after(ReadFuzzFile("cpu_results.csv"));
+    FUZZ_CHECK(after.Count() == before.Count());
+    const std::size_t at = static_cast<std::size_t>(index);
+    for (std::size_t n = 0; n < before.Count(); ++n)
+        if (n != at)
+            FUZZ_CHECK(KeptLine(before, n, after, n));
+    // New text can only make a Latin-1 file UTF-8, by dropping the bytes
+    // that were no UTF-8.
+    const TextEncoding was = before.text.Encoding(), is = after.text.Encoding();
+    FUZZ_CHECK(is == was || (was == TextEncoding::Latin1 && is == TextEncoding::Utf8));
+    if (is == was)
+        FUZZ_CHECK(after.Line(at) == record);
+    if (JoinsBack(before.Line(at)) && before.text.Exact(at))
+        FUZZ_CHECK(after.Content(at) == before.Content(at));
+
+    FUZZ_CHECK(AccessResultsFile(ResultsOpLoad) == 0);
+    FUZZ_CHECK(static_cast<std::size_t>(ResultLineCount) == before.Count());
+}
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
@@ -23,19 +68,51 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         SplitResultRecord(static_cast<std::uint32_t>(i));
 
     const int count = ResultLineCount;
+    // An append keeps the file's bytes and adds the record after them,
+    // unless the record needs more than a Latin-1 file holds: then the file
+    // becomes UTF-8 as a whole, its lines the same text.
     SplitResultRecord(0);
-    CurrentResult = 0;
-    FUZZ_CHECK(AccessResultsFile(ResultsOpReplace) == 0);
-    FUZZ_CHECK(AccessResultsFile(ResultsOpLoad) == 0);
-    FUZZ_CHECK(ResultLineCount == count);
-
+    const FuzzText before(ReadFuzzFile("cpu_results.csv"));
+    const std::wstring record = JoinRecordFields().ToStdWstring();
+    std::string latin1;
+    const bool anew = before.text.Encoding() == TextEncoding::Latin1 &&
+                      !EncodeText(record, TextEncoding::Latin1, latin1);
     FUZZ_CHECK(AccessResultsFile(ResultsOpAppend) == 0);
+    const FuzzText appended(ReadFuzzFile("cpu_results.csv"));
+    FUZZ_CHECK(appended.Count() == before.Count() + 1);
+    for (std::size_t n = 0; n < before.Count(); ++n)
+        FUZZ_CHECK(appended.Line(n) == before.Line(n));
+    FUZZ_CHECK(appended.Line(before.Count()) == record);
+    if (anew)
+        FUZZ_CHECK(appended.text.Encoding() == TextEncoding::Utf8 && appended.text.Exact());
+    else
+        FUZZ_CHECK(StartsWithBytes(appended.bytes, before.bytes));
     FUZZ_CHECK(AccessResultsFile(ResultsOpLoad) == 0);
     FUZZ_CHECK(ResultLineCount == count + 1);
 
+    // Deleting the record appended leaves every other line as it was.
     CurrentResult = ResultLineCount - 1;
     FUZZ_CHECK(AccessResultsFile(ResultsOpDelete) == 0);
+    const FuzzText deleted(ReadFuzzFile("cpu_results.csv"));
+    FUZZ_CHECK(deleted.Count() == before.Count());
+    for (std::size_t n = 0; n < deleted.Count(); ++n)
+        FUZZ_CHECK(KeptLine(appended, n, deleted, n));
     FUZZ_CHECK(AccessResultsFile(ResultsOpLoad) == 0);
     FUZZ_CHECK(ResultLineCount == count);
+
+    if (count > 0) {
+        ReplaceByItself(0);
+        if (count > 1)
+            ReplaceByItself(count - 1);
+    } else {
+        // No record to replace: the file is not changed.
+        const std::string unchanged = ReadFuzzFile("cpu_results.csv");
+        SplitResultRecord(0);
+        CurrentResult = 0;
+        FUZZ_CHECK(AccessResultsFile(ResultsOpReplace) == 0);
+        FUZZ_CHECK(ReadFuzzFile("cpu_results.csv") == unchanged);
+        FUZZ_CHECK(AccessResultsFile(ResultsOpLoad) == 0);
+        FUZZ_CHECK(ResultLineCount == 0);
+    }
     return 0;
 }
