@@ -213,6 +213,13 @@ int ReadAll(int fd, std::string& bytes, std::size_t limit)
     }
 }
 
+bool IsRegularFileWithin(const wxString& path, std::uint64_t limit)
+{
+    struct stat info {};
+    return ::stat(PathToBytes(path).c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+           std::uint64_t(info.st_size) <= limit;
+}
+
 int WriteAll(int fd, const char* data, std::size_t size)
 {
     for (std::size_t done = 0; done < size;) {

@@ -53,6 +53,10 @@ std::string NameOf(const std::string& path);
 /// `limit` bytes (nothing is kept then), or the errno.
 int ReadAll(int fd, std::string& bytes, std::size_t limit);
 
+/// Whether `path` names a regular file of at most `limit` bytes (looked at
+/// without opening it, so a FIFO never blocks).
+bool IsRegularFileWithin(const wxString& path, std::uint64_t limit);
+
 /// Writes all of `size` bytes; 0 or the errno.
 int WriteAll(int fd, const char* data, std::size_t size);
 

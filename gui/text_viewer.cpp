@@ -1,5 +1,7 @@
 #include "gui/text_viewer.h"
 
+#include "files/atomic_file.h"
+
 #include <wx/button.h>
 #include <wx/log.h>
 #include <wx/sizer.h>
@@ -25,7 +27,10 @@ TextViewerDialogBase::TextViewerDialogBase(wxWindow* parent, const wxString& cap
 
 void LoadTextViewer(wxTextCtrl& text, const wxString& path, const wxString& missingLine)
 {
+    // A FIFO or a device in its place would hang the window, and no manual
+    // is a hundred megabytes: neither is a document to show.
+    constexpr std::uint64_t largest = std::uint64_t{16} << 20;
     wxLogNull noLogWindow;  // a missing file is answered in the control, not by a log box
-    if (!text.LoadFile(path))
+    if (!IsRegularFileWithin(path, largest) || !text.LoadFile(path))
         text.SetValue(missingLine);
 }

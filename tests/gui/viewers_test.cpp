@@ -12,6 +12,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 const wxString ManualText = wxString::FromUTF8("Tarnwick manual\nLine two: 9 points, ü\n");
 const wxString HistoryText = wxString::FromUTF8("1.5.0.0\n- first entry\n");
@@ -113,6 +116,17 @@ TEST(Viewers, HistoryMissingShowsTheNotFoundLine)
 {
     TempDir dir;
     ScopedWorkingDirectory cwd(dir.Path());
+    EXPECT_EQ(ShownText<HistoryDialog>(), "The file 'history_tarnwick.txt' is not found!");
+}
+
+TEST(Viewers, AFifoOrADeviceInPlaceOfADocumentShowsTheNotFoundLineAtOnce)
+{
+    TempDir dir;
+    ASSERT_TRUE(wxMkdir(dir.Path() + wxS("/doc")));
+    ASSERT_EQ(::mkfifo((dir.Path() + wxS("/doc/manual_tarnwick.txt")).fn_str(), 0600), 0);
+    ASSERT_EQ(::symlink("/dev/zero", (dir.Path() + wxS("/doc/history_tarnwick.txt")).fn_str()), 0);
+    ScopedWorkingDirectory cwd(dir.Path());
+    EXPECT_EQ(ShownText<ManualDialog>(), "The file 'manual_tarnwick.txt' is not found!");
     EXPECT_EQ(ShownText<HistoryDialog>(), "The file 'history_tarnwick.txt' is not found!");
 }
 
