@@ -1,7 +1,10 @@
 # make run    install what is missing, build, start the program
-# make test   install what the tests need, build, run every test
+# make test   install what the tests need, build, run every test (each fuzz
+#             target 30 s from a copy of its seeds, regressions and corpus)
 # make bench  run the measurements under benchmarks/
-# make fuzz   run the fuzz targets for ten minutes each
+# make fuzz   run the fuzz targets for ten minutes each and keep the inputs
+#             that add coverage in tests/fuzz/corpus/ (FUZZ_TIME=seconds a
+#             target; FUZZ_FLAGS=--keep-going to go on past a failure)
 # make install PREFIX=/some/dir   install the programs, launchers, icons, menu entry
 # make package                    build/tarnwick_<version>_amd64.deb
 
@@ -12,6 +15,8 @@ TSAN_BUILD := build-tsan
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
 PREFIX     ?= /usr/local
+FUZZ_TIME  ?= 600
+FUZZ_FLAGS ?=
 
 .PHONY: run test bench fuzz fuzz-build build install package deps deps-test deps-package deps-bench clean
 
@@ -63,7 +68,7 @@ fuzz-build:
 	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge -j $(JOBS)
 
 fuzz: deps-test fuzz-build
-	scripts/run-fuzzers.sh $(FUZZ_BUILD) 600
+	scripts/run-fuzzers.sh --keep $(FUZZ_FLAGS) $(FUZZ_BUILD) $(FUZZ_TIME)
 
 bench: deps-bench
 	@cmake -S . -B $(BUILD) $(CMAKE_ARGS) -DTARNWICK_TESTS=ON >/dev/null
