@@ -183,7 +183,11 @@ FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
             return fail(FileFailure::Kind::Unreadable, access.path, error);
         out.file = PathFromBytes(resolved);
 
-        const int fd = ::open(resolved.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        // No link is followed here: one put in place since it was resolved
+        // makes us resolve it again.
+        const int fd = ::open(resolved.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0 && errno == ELOOP)
+            continue;
         if (fd < 0 && errno == ENOENT) {
             error = MakeFromTemplate(access, resolved);
             if (error == 0) {
