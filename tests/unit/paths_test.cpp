@@ -38,3 +38,21 @@ TEST(Paths, DirectoriesAreComparedExactlyAndCaseSensitively)
     EXPECT_EQ(ResolveFilePaths(wxS("/opt/tarnwick/tarnwick"), wxS("/opt/tarnwick/")).appBaseDir,
               "/opt/tarnwick/");
 }
+
+TEST(Paths, WithoutTheProgramsOwnFolderThereAreNoPathsNotAnotherPlace)
+{
+    for (const wxString& unknown : {wxString(), wxString(wxS("tarnwick"))}) {
+        const FilePaths p = ResolveFilePaths(unknown, wxS("/home/user"));
+        EXPECT_EQ(p.resultsFile, "") << unknown;
+        EXPECT_EQ(p.resultsBackup, "") << unknown;
+        EXPECT_EQ(p.configFile, "") << unknown;
+        EXPECT_EQ(p.appBaseDir, "") << unknown;
+    }
+}
+
+TEST(Paths, EveryResultsFileHasItsOwnBackupName)
+{
+    EXPECT_EQ(ResultsBackupName("cpu_results.csv"), "cpu_result.bak");
+    EXPECT_EQ(ResultsBackupName("lab.csv"), "lab.csv.bak");
+    EXPECT_EQ(ResultsBackupName("cpu_results.csv.old"), "cpu_results.csv.old.bak");
+}
