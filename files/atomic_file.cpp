@@ -85,11 +85,16 @@ FileSystemCalls& SystemCalls()
 
 std::uint64_t MemoryBound()
 {
-    const long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
-    constexpr std::uint64_t most = std::uint64_t{2} << 30;
-    if (pages <= 0 || pageSize <= 0)
-        return most;
-    return std::min(most, std::uint64_t(pages) * std::uint64_t(pageSize) / 4);
+    // Asked once: the machine's memory does not change while we run, and
+    // asking costs a system call.
+    static const std::uint64_t bound = [] {
+        const long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
+        constexpr std::uint64_t most = std::uint64_t{2} << 30;
+        if (pages <= 0 || pageSize <= 0)
+            return most;
+        return std::min(most, std::uint64_t(pages) * std::uint64_t(pageSize) / 4);
+    }();
+    return bound;
 }
 
 std::string FolderOf(const std::string& path)

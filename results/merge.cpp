@@ -246,7 +246,7 @@ struct Candidate {
 // the memory one table may take, its rows as wide as its longest line.
 class TableGrowth {
 public:
-    TableGrowth(std::size_t count, std::size_t longest) : m_count(count), m_longest(longest) {}
+    TableGrowth(std::size_t count, std::size_t longest) : m_count(count), m_longest(longest), m_bound(MemoryBound()) {}
 
     /// False, with the table it would make in `need`, when a line of
     /// `characters` does not fit.
@@ -254,7 +254,7 @@ public:
     {
         const std::size_t longest = std::max(m_longest, characters);
         need = ResultTableBytes(m_count + 1, longest);
-        if (need > MemoryBound())
+        if (need > m_bound)
             return false;
         ++m_count;
         m_longest = longest;
@@ -264,6 +264,7 @@ public:
 private:
     std::size_t m_count;
     std::size_t m_longest;
+    std::uint64_t m_bound;
 };
 
 wxString TooLargeReason(std::uint64_t need)
