@@ -142,14 +142,6 @@ wxString ProblemOf(std::basic_string_view<Char> line)
     return wxString();
 }
 
-// A line of a text as UTF-8, and whether it decoded without loss.
-struct Utf8Line {
-    std::size_t start;
-    std::size_t length;
-    wxTextFileType type;
-    bool exact;
-};
-
 // A text's lines as UTF-8, read as the file reader reads it: strict UTF-8
 // (after its mark) is taken as it is, anything else decoded and encoded.
 class Utf8Lines {
@@ -157,15 +149,11 @@ public:
     /// False when the bytes were not strict UTF-8 and had to be decoded.
     bool Read(const std::string& bytes)
     {
-        m_lines.clear();
+        m_inexact.clear();
         if (IsStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size())) {
             const std::size_t from = bytes.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
             m_data = bytes.data() + from;
-            std::vector<ByteLine> lines;
-            SplitByteLines(m_data, bytes.size() - from, lines);
-            m_lines.reserve(lines.size());
-            for (const ByteLine& line : lines)
-                m_lines.push_back({line.start, line.length, line.type, true});
+            SplitByteLines(m_data, bytes.size() - from, m_lines);
             m_encoding = from == 3 ? TextEncoding::Utf8WithMark : TextEncoding::Utf8;
             return true;
         }
@@ -173,10 +161,13 @@ public:
         text.Decode(bytes.data(), bytes.size());
         m_encoding = text.Encoding();
         m_owned.clear();
+        m_lines.clear();
         for (std::size_t n = 0; n < text.Count(); ++n) {
             const std::size_t start = m_owned.size();
             EncodeText(text.Line(n), TextEncoding::Utf8, m_owned);
-            m_lines.push_back({start, m_owned.size() - start, text.Type(n), text.Exact(n)});
+            m_lines.push_back({start, m_owned.size() - start, text.Type(n)});
+            if (!text.Exact(n))
+                m_inexact.push_back(n);
         }
         m_data = m_owned.data();
         return false;
@@ -185,7 +176,8 @@ public:
     std::size_t Count() const { return m_lines.size(); }
     std::string_view Line(std::size_t n) const { return {m_data + m_lines[n].start, m_lines[n].length}; }
     wxTextFileType Type(std::size_t n) const { return m_lines[n].type; }
-    bool Exact(std::size_t n) const { return m_lines[n].exact; }
+    /// The lines that held units that decode to no character, in order.
+    const std::vector<std::size_t>& Inexact() const { return m_inexact; }
     TextEncoding Encoding() const { return m_encoding; }
     wxTextFileType LineEnding() const
     {
@@ -195,7 +187,8 @@ public:
 private:
     std::string m_owned;
     const char* m_data = nullptr;
-    std::vector<Utf8Line> m_lines;
+    std::vector<ByteLine> m_lines;
+    std::vector<std::size_t> m_inexact;
     TextEncoding m_encoding = TextEncoding::Utf8;
 };
 
@@ -247,6 +240,13 @@ struct Candidate {
 class TableGrowth {
 public:
     TableGrowth(std::size_t count, std::size_t longest) : m_count(count), m_longest(longest), m_bound(MemoryBound()) {}
+
+    /// Whether `lines` more lines of at most `bytes` bytes each fit, so that
+    /// none of them needs to be looked at alone.
+    bool AllFit(std::size_t lines, std::size_t bytes) const
+    {
+        return ResultTableBytes(m_count + lines, std::max(m_longest, bytes)) <= m_bound;
+    }
 
     /// False, with the table it would make in `need`, when a line of
     /// `characters` does not fit.
@@ -366,10 +366,13 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
     for (std::size_t s = 0; s < sources.size(); ++s) {
         Utf8Lines& lines = texts[s];
         lines.Read(sources[s].bytes);
+        auto inexact = lines.Inexact().begin();
         for (std::size_t n = 0; n < lines.Count(); ++n) {
             const std::string_view line = lines.Line(n);
             wxString problem = ProblemOf(line);
-            if (problem.empty() && !lines.Exact(n))
+            const bool lost = inexact != lines.Inexact().end() && *inexact == n;
+            inexact += lost ? 1 : 0;
+            if (problem.empty() && lost)
                 problem = wxString::Format(wxS("holds bytes that are not %s text"), EncodingName(lines.Encoding()));
             if (problem.empty())
                 candidates.push_back({line, s, n + 1});
@@ -379,6 +382,9 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
     }
     if (candidates.empty())
         return outcome;
+    std::size_t longestCandidate = 0;
+    for (const Candidate& candidate : candidates)
+        longestCandidate = std::max(longestCandidate, candidate.text.size());
 
     std::size_t present = 0;
     std::vector<std::string_view> added;
@@ -399,6 +405,9 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
                     longest = std::max(longest, Utf8Characters(line.data(), line.size()));
             }
             TableGrowth growth(table.Count(), longest);
+            // UTF-8 has no more characters than bytes: when every candidate
+            // fits at its length in bytes, none is counted.
+            const bool allFit = growth.AllFit(candidates.size(), longestCandidate);
             LineSet<std::string_view> held(table.Count() + candidates.size());
             for (std::size_t n = 0; n < table.Count(); ++n)
                 held.Insert(table.Line(n));
@@ -406,7 +415,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
                 std::uint64_t need = 0;
                 if (!held.Insert(candidate.text))
                     ++present;
-                else if (!growth.Take(Utf8Characters(candidate.text.data(), candidate.text.size()), need))
+                else if (!allFit && !growth.Take(Utf8Characters(candidate.text.data(), candidate.text.size()), need))
                     tooLarge.emplace_back(&candidate, need);
                 else
                     added.push_back(candidate.text);
