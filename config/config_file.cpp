@@ -145,8 +145,10 @@ int AccessConfigFile(int mode, FileFailure& failure)
             if (mode != ConfigModeSave)
                 return FileEdit::Kept;
             SaveSettings(file);
-            if (!file.Encode(next.bytes, failure.line)) {
-                failure.kind = FileFailure::Kind::NotEncodable;
+            TextDocument::Refusal refusal = TextDocument::Refusal::None;
+            if (!file.Encode(next.bytes, failure.line, &refusal)) {
+                failure.kind = refusal == TextDocument::Refusal::CutUnit ? FileFailure::Kind::CutUnit
+                                                                         : FileFailure::Kind::NotEncodable;
                 failure.error = EILSEQ;
                 failure.other = EncodingName(file.Encoding());
                 return FileEdit::Nothing;
@@ -160,6 +162,7 @@ int AccessConfigFile(int mode, FileFailure& failure)
                             (failure.kind == FileFailure::Kind::NotLocked || failure.kind == FileFailure::Kind::Moved ||
                              failure.kind == FileFailure::Kind::FolderClosed ||
                              failure.kind == FileFailure::Kind::NotEncodable ||
+                             failure.kind == FileFailure::Kind::CutUnit ||
                              failure.kind == FileFailure::Kind::Unwritable);
     if (failure.kind != FileFailure::Kind::None && !notWritten)
         return failure.status;

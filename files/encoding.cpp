@@ -280,6 +280,7 @@ bool DecodedText::Decode(const char* bytes, std::size_t size)
 {
     m_lines.clear();
     m_exact = true;
+    m_cutUnit = false;
     m_encoding = TextEncoding::Utf8;
     m_text = AllocateBlock<wchar_t>(size + 1);
     if (!m_text)
@@ -314,7 +315,20 @@ bool DecodedText::Decode(const char* bytes, std::size_t size)
     case TextEncoding::Latin1: break;
     }
     m_exact = builder.exact;
+    const std::size_t unit = m_encoding == TextEncoding::Utf16Le || m_encoding == TextEncoding::Utf16Be   ? 2
+                             : m_encoding == TextEncoding::Utf32Le || m_encoding == TextEncoding::Utf32Be ? 4
+                                                                                                          : 1;
+    m_cutUnit = (size - from) % unit != 0;
     return true;
+}
+
+bool StartsLikeAMark(std::string_view bytes)
+{
+    for (TextEncoding marked : {TextEncoding::Utf32Le, TextEncoding::Utf32Be, TextEncoding::Utf8WithMark,
+                                TextEncoding::Utf16Le, TextEncoding::Utf16Be})
+        if (bytes.substr(0, ByteOrderMark(marked).size()) == ByteOrderMark(marked))
+            return true;
+    return false;
 }
 
 wxTextFileType DecodedText::LineEnding() const

@@ -76,12 +76,21 @@ public:
     /// Bytes of the byte-order mark the text started with.
     std::size_t MarkBytes() const { return ByteOrderMark(m_encoding).size(); }
 
+    /// Whether the text ends in part of a UTF-16 or UTF-32 unit: nothing
+    /// can follow it without every later unit being read out of step.
+    bool EndsInACutUnit() const { return m_cutUnit; }
+
 private:
     std::unique_ptr<wchar_t[]> m_text;
     std::vector<TextLine> m_lines;
     TextEncoding m_encoding = TextEncoding::Utf8;
     bool m_exact = true;
+    bool m_cutUnit = false;
 };
+
+/// Whether `bytes` start as a byte-order mark does, so that a text without
+/// one that started so would be read as another encoding.
+bool StartsLikeAMark(std::string_view bytes);
 
 /// The line end most of `count` lines have (the first line's on a tie);
 /// Unix for text without any.

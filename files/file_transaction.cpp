@@ -136,6 +136,10 @@ wxString FileFailure::Text() const
     case Kind::NotEncodable:
         return wxString::Format(wxS("%s could not be written: line %zu holds a character that %s cannot hold"),
                                 file, line, other);
+    case Kind::CutUnit:
+        return wxString::Format(wxS("%s could not be written: line %zu ends in a cut %s unit, which no line can "
+                                    "follow"),
+                                file, line, other);
     case Kind::Unwritable:
         return wxString::Format(wxS("%s could not be written (%s)"), file, reason);
     case Kind::NoBackup:

@@ -27,6 +27,7 @@ struct FileFailure {
         Moved,         ///< moved or removed by another program during the change
         FolderClosed,  ///< the folder takes no new files, so the file cannot be replaced whole
         NotEncodable,  ///< a line holds a character the file's encoding cannot hold
+        CutUnit,       ///< a line would follow the cut UTF-16 or UTF-32 unit the file ends in
         Unwritable,    ///< could not be written
         NoBackup,      ///< the backup could not be written
         NoFolder,      ///< the program's own folder could not be found
@@ -39,7 +40,7 @@ struct FileFailure {
     wxString other;  ///< the link refused, the folder that takes no files, the file's kind
     int error = 0;   ///< an errno value
     std::uint64_t size = 0, limit = 0;
-    std::size_t line = 0;  ///< from 1, for NotEncodable
+    std::size_t line = 0;  ///< from 1, for NotEncodable and CutUnit
 
     /// Which file, what went wrong and why, for the user.
     wxString Text() const;

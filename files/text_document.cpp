@@ -41,8 +41,14 @@ void TextDocument::Remove(std::size_t n)
         m_lines.erase(m_lines.begin() + std::ptrdiff_t(n));
 }
 
-bool TextDocument::Encode(std::string& out, std::size_t& badLine) const
+bool TextDocument::Encode(std::string& out, std::size_t& badLine, Refusal* refusal) const
 {
+    const auto refuse = [&](std::size_t line, Refusal why) {
+        badLine = line;
+        if (refusal != nullptr)
+            *refusal = why;
+        return false;
+    };
     TextEncoding encoding = m_text.Encoding();
     // A Latin-1 file given a character Latin-1 lacks becomes UTF-8 as a
     // whole (its old lines decoded without loss), rather than lose it.
@@ -56,34 +62,52 @@ bool TextDocument::Encode(std::string& out, std::size_t& badLine) const
                 break;
             }
         }
-    out.clear();
-    out.reserve(m_bytes.size() + 256);
-    out.append(m_bytes, 0, m_text.MarkBytes());
-    bool afterCarriageReturn = false;
-    for (std::size_t n = 0; n < m_lines.size(); ++n) {
-        const Entry& entry = m_lines[n];
-        wxTextFileType type = entry.type;
-        // "\r" then "\n" would read back as one line end: an empty line that
-        // follows a line ending in "\r" keeps to "\r" too, so no line is lost.
-        const bool empty = Line(n).empty();
-        if (afterCarriageReturn && type == wxTextFileType_Unix && empty)
-            type = wxTextFileType_Mac;
-        afterCarriageReturn = type == wxTextFileType_Mac;
-        if (entry.original != New && !wholeAnew) {
-            const TextLine& span = m_text.Span(entry.original);
-            if (type == span.type && !entry.endChanged) {
-                out.append(m_bytes, span.byteStart, span.byteLength + span.endBytes);
-            } else {
-                out.append(m_bytes, span.byteStart, span.byteLength);
-                out += LineEndBytes(type, encoding);
+    for (int pass = 0; pass < 2; ++pass) {
+        const bool marked = m_text.MarkBytes() != 0 || encoding == TextEncoding::Utf8WithMark;
+        out.clear();
+        out.reserve(m_bytes.size() + 256);
+        if (encoding == TextEncoding::Utf8WithMark && m_text.MarkBytes() == 0)
+            out.append(ByteOrderMark(encoding));
+        else
+            out.append(m_bytes, 0, m_text.MarkBytes());
+        bool afterCarriageReturn = false;
+        for (std::size_t n = 0; n < m_lines.size(); ++n) {
+            const Entry& entry = m_lines[n];
+            wxTextFileType type = entry.type;
+            // "\r" then "\n" would read back as one line end: an empty line
+            // that follows a line ending in "\r" keeps to "\r" too, so no line
+            // is lost.
+            const bool empty = Line(n).empty();
+            if (afterCarriageReturn && type == wxTextFileType_Unix && empty)
+                type = wxTextFileType_Mac;
+            afterCarriageReturn = type == wxTextFileType_Mac;
+            if (entry.original != New && !wholeAnew) {
+                const TextLine& span = m_text.Span(entry.original);
+                // The cut unit a UTF-16 or UTF-32 text ends in can end the
+                // file, but nothing can follow it.
+                const bool cut = m_text.EndsInACutUnit() && span.byteStart + span.byteLength == m_bytes.size();
+                if (cut && (type != span.type || entry.endChanged || n + 1 < m_lines.size()))
+                    return refuse(n + 1, Refusal::CutUnit);
+                if (type == span.type && !entry.endChanged) {
+                    out.append(m_bytes, span.byteStart, span.byteLength + span.endBytes);
+                } else {
+                    out.append(m_bytes, span.byteStart, span.byteLength);
+                    out += LineEndBytes(type, encoding);
+                }
+                continue;
             }
-            continue;
+            if (!EncodeText(Line(n), encoding, out))
+                return refuse(n + 1, Refusal::Character);
+            out += LineEndBytes(type, encoding);
         }
-        if (!EncodeText(Line(n), encoding, out)) {
-            badLine = n + 1;
-            return false;
-        }
-        out += LineEndBytes(type, encoding);
+        // Text without a mark that starts as one does would read back as
+        // another encoding: it gets a UTF-8 mark (a Latin-1 text becomes
+        // UTF-8 as a whole for it).
+        if (marked || !StartsLikeAMark(out))
+            return true;
+        if (encoding == TextEncoding::Latin1)
+            wholeAnew = true;
+        encoding = TextEncoding::Utf8WithMark;
     }
     return true;
 }

@@ -34,10 +34,18 @@ public:
     void Insert(const wxString& text, std::size_t n, wxTextFileType type);
     void Remove(std::size_t n);
 
-    /// The bytes the lines make. False when a changed line holds a
-    /// character no encoding of the file can hold, with that line (from 1)
-    /// in `badLine`.
-    bool Encode(std::string& out, std::size_t& badLine) const;
+    /// Why the lines cannot be written.
+    enum class Refusal {
+        None,
+        Character,  ///< a changed line holds a character no encoding of the file holds
+        CutUnit,    ///< something would follow a cut UTF-16 or UTF-32 unit
+    };
+
+    /// The bytes the lines make; false, with the line (from 1) that cannot
+    /// be written in `badLine` and why in `refusal`. A text without a mark
+    /// that would start as a mark does is written as UTF-8 with a mark, so
+    /// that it reads back as it was.
+    bool Encode(std::string& out, std::size_t& badLine, Refusal* refusal = nullptr) const;
 
 private:
     static constexpr std::size_t New = std::size_t(-1);

@@ -308,7 +308,8 @@ void Extend(const Lines& table, TextEncoding encoding, const std::vector<std::st
 // as a whole, its Latin-1 lines decoded without loss.
 ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Candidate>& candidates,
                                  std::vector<std::string_view>& added, std::size_t& present,
-                                 std::vector<std::pair<const Candidate*, std::uint64_t>>& tooLarge, ResultsBytes& out)
+                                 std::vector<std::pair<const Candidate*, std::uint64_t>>& tooLarge, ResultsBytes& out,
+                                 FileFailure& failure)
 {
     DecodedText table;
     if (!table.Decode(bytes.data(), bytes.size()))
@@ -338,6 +339,14 @@ ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Can
     }
     if (added.empty())
         return ResultsEdit::Nothing;
+    if (table.EndsInACutUnit()) {
+        // Its last unit cut short: a new line after it would be read out of step.
+        failure.kind = FileFailure::Kind::CutUnit;
+        failure.error = EILSEQ;
+        failure.line = table.Count();
+        failure.other = EncodingName(table.Encoding());
+        return ResultsEdit::Nothing;
+    }
     if (table.Encoding() != TextEncoding::Latin1 || latin1) {
         Extend(table, table.Encoding(), added, out);
         return ResultsEdit::Changed;
@@ -390,7 +399,8 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
     std::vector<std::string_view> added;
     std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
     BackupPending = 1;
-    outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement, FileFailure&) {
+    outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement,
+                                            FileFailure& failure) {
         present = 0;
         added.clear();
         tooLarge.clear();
@@ -422,8 +432,12 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
             }
             result = added.empty() ? ResultsEdit::Nothing
                                    : (Extend(table, table.Encoding(), added, replacement), ResultsEdit::Changed);
+            // A table begun by a line that starts with U+FEFF would read it
+            // back as a byte-order mark: it gets a real one first.
+            if (result == ResultsEdit::Changed && bytes.empty() && StartsLikeAMark(replacement.tail))
+                replacement.tail.insert(0, ByteOrderMark(TextEncoding::Utf8WithMark));
         } else {
-            result = AppendToDecodedTable(bytes, candidates, added, present, tooLarge, replacement);
+            result = AppendToDecodedTable(bytes, candidates, added, present, tooLarge, replacement, failure);
         }
         if (result == ResultsEdit::Nothing) {
             added.clear();

@@ -181,8 +181,10 @@ int ChangeResultsFile(const ResultsEditor& edit)
         }
         ResultsFileLineType = file.LineEnding();
         const ResultsEdit result = edit(file);
-        if (result == ResultsEdit::Changed && !file.Encode(next.bytes, failure.line)) {
-            failure.kind = FileFailure::Kind::NotEncodable;
+        TextDocument::Refusal refusal = TextDocument::Refusal::None;
+        if (result == ResultsEdit::Changed && !file.Encode(next.bytes, failure.line, &refusal)) {
+            failure.kind = refusal == TextDocument::Refusal::CutUnit ? FileFailure::Kind::CutUnit
+                                                                     : FileFailure::Kind::NotEncodable;
             failure.error = EILSEQ;
             failure.other = EncodingName(file.Encoding());
             return FileEdit::Nothing;

@@ -24,6 +24,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
 
     const FuzzText before(table);
     const MergeOutcome first = MergeResults({MergeSource{wxS("input"), input}});
+    // A table ending in a cut UTF-16 or UTF-32 unit takes no line after it.
+    if (before.text.EndsInACutUnit() && first.status != 0) {
+        FUZZ_CHECK(first.status == 2 && LastResultsProblem().kind == FileFailure::Kind::CutUnit);
+        FUZZ_CHECK(ReadFuzzFile("cpu_results.csv") == table);
+        return 0;
+    }
     FUZZ_CHECK(first.status == 0);
     FUZZ_CHECK(first.written == (first.added > 0));
     const FuzzText after(ReadFuzzFile("cpu_results.csv"));
@@ -40,7 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         FUZZ_CHECK(after.text.Encoding() == TextEncoding::Utf8 && after.text.Exact());
     } else {
         FUZZ_CHECK(StartsWithBytes(after.bytes, before.bytes));
-        FUZZ_CHECK(after.text.Encoding() == before.text.Encoding());
+        // An empty table begun by a record that starts with U+FEFF gets a
+        // mark, so that the character is not read as one.
+        const bool marked = before.bytes.empty() && after.Count() > 0 && !after.Line(0).empty() &&
+                            after.Line(0)[0] == 0xFEFF && after.text.Encoding() == TextEncoding::Utf8WithMark;
+        FUZZ_CHECK(after.text.Encoding() == before.text.Encoding() || marked);
     }
     const FuzzText merged(input);
     FUZZ_CHECK(first.added + first.present + first.refused.size() == merged.Count());

@@ -445,6 +445,42 @@ TEST_F(FileFaults, AUtf16TableWithAnUnpairedSurrogateKeepsItsBytesThroughMergesA
     EXPECT_EQ(std::wstring(ResultLines.get() + ResultLineWidth), L"X;\xFFFD;1;1;1;1;1;L;1;10;20;yes");
 }
 
+TEST_F(FileFaults, AUtf16TableEndingInACutUnitTakesNoLineAfterItAndSaysWhy)
+{
+    std::string table = "\xFF\xFE";
+    EncodeText(wxString::FromUTF8(Old).ToStdWstring(), TextEncoding::Utf16Le, table);
+    table += "A";  // half a unit
+    Write("cpu_results.csv", table);
+    const MergeOutcome outcome = MergeResults({MergeSource{wxS("in.csv"), Record("AMD", "New", "1", "2") + "\n"}});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(Message(0), Absolute("cpu_results.csv") + " could not be written: line 2 ends in a cut UTF-16LE unit, "
+                                                        "which no line can follow; the change was not saved.");
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_EQ(Append("New"), 2);
+    EXPECT_EQ(Read("cpu_results.csv"), table);
+    EXPECT_FALSE(Exists("cpu_result.bak"));
+    // Deleting the line before it is fine: the cut unit still ends the file.
+    CurrentResult = 0;
+    BackupPending = 1;
+    EXPECT_EQ(AccessResultsFile(ResultsOpDelete), 0);
+    EXPECT_EQ(Read("cpu_results.csv"), "\xFF\xFE" "A");
+}
+
+TEST_F(FileFaults, ARecordStartingWithUFeffBeginsAnEmptyTableAfterARealMark)
+{
+    Write("cpu_results.csv", "");
+    const std::string record = "\xEF\xBB\xBF" + Record("AMD", "Marked", "1", "2");
+    // Its first line is "x", so that the record is not read as the input's own mark.
+    for (int round = 0; round < 2; ++round) {
+        const MergeOutcome outcome = MergeResults({MergeSource{wxS("in.csv"), "x\n" + record + "\n"}});
+        ASSERT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.added, round == 0 ? 1u : 0u);
+        EXPECT_EQ(Read("cpu_results.csv"), "\xEF\xBB\xBF" + record + "\n");
+    }
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    EXPECT_EQ(std::wstring(ResultLines.get()), wxString::FromUTF8(record).ToStdWstring());
+}
+
 TEST_F(FileFaults, MergedLinesThatHoldBytesThatAreNoTextAreRefused)
 {
     Write("cpu_results.csv", Old);

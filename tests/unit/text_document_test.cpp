@@ -134,13 +134,45 @@ TEST(TextFiles, UnitsThatAreNoCharacterAreShownAsReplacementsAndKeptWhenOtherLin
     TextDocument document;
     ASSERT_TRUE(document.Parse(bytes));
     document.Remove(0);
-    document.Insert(wxS("New;line;1;1;1;1;1;L;1;10;20;yes"), document.LineCount(), wxTextFileType_Unix);
     std::string out;
     std::size_t bad = 0;
     ASSERT_TRUE(document.Encode(out, bad));
-    // The broken line and the cut unit kept byte for byte; the new line
-    // ends the unended last one and follows in UTF-16.
-    EXPECT_EQ(out, "\xFF\xFE" + second + "Z" + Utf16(L"\nNew;line;1;1;1;1;1;L;1;10;20;yes\n"));
+    EXPECT_EQ(out, "\xFF\xFE" + second + "Z");  // the broken line and the cut unit kept byte for byte
+
+    // A line before the cut unit is written; one after it could only be
+    // read out of step, and is refused with the line it would follow.
+    document.Insert(wxS("New;line;1;1;1;1;1;L;1;10;20;yes"), 0, wxTextFileType_Unix);
+    ASSERT_TRUE(document.Encode(out, bad));
+    EXPECT_EQ(out, "\xFF\xFE" + Utf16(L"New;line;1;1;1;1;1;L;1;10;20;yes\n") + second + "Z");
+    document.Insert(wxS("Last;line;1;1;1;1;1;L;1;10;20;yes"), document.LineCount(), wxTextFileType_Unix);
+    TextDocument::Refusal refusal = TextDocument::Refusal::None;
+    EXPECT_FALSE(document.Encode(out, bad, &refusal));
+    EXPECT_EQ(refusal, TextDocument::Refusal::CutUnit);
+    EXPECT_EQ(bad, 3u);
+}
+
+TEST(TextFiles, TextWithoutAMarkThatWouldStartAsOneGetsAUtf8Mark)
+{
+    // U+FEFF first in a UTF-8 text, and "\xFF\xFE" first in a Latin-1 one,
+    // would read back as marks.
+    TextDocument utf8;
+    ASSERT_TRUE(utf8.Parse(""));
+    utf8.Insert(wxString(L"\uFEFF" L"AMD;x"), 0, wxTextFileType_Unix);
+    std::string out;
+    std::size_t bad = 0;
+    ASSERT_TRUE(utf8.Encode(out, bad));
+    EXPECT_EQ(out, "\xEF\xBB\xBF\xEF\xBB\xBF" "AMD;x\n");
+    TextDocument latin1;
+    ASSERT_TRUE(latin1.Parse("Pentium\xAE\n"));
+    latin1.Insert(wxString(L"\xFF\xFEx"), 0, wxTextFileType_Unix);
+    ASSERT_TRUE(latin1.Encode(out, bad));
+    EXPECT_EQ(out, "\xEF\xBB\xBF\xC3\xBF\xC3\xBEx\nPentium\xC2\xAE\n");
+    for (TextDocument* document : {&utf8, &latin1}) {
+        ASSERT_TRUE(document->Encode(out, bad));
+        DecodedText text;
+        ASSERT_TRUE(text.Decode(out.data(), out.size()));
+        EXPECT_EQ(std::wstring(text.Line(0)), std::wstring(document->Line(0)));
+    }
 }
 
 TEST(TextFiles, ABrokenSequenceAfterAUtf8MarkIsKeptAndTheRestReadAsUtf8)
