@@ -267,9 +267,8 @@ int Power(const Options& options)
 void TellOutputProblem(const wxString& path, int error, const std::string& refusedLink)
 {
     if (error == EACCES && !refusedLink.empty())
-        std::fprintf(stderr, "tarnwick-cli: %s could not be written: %s is a symbolic link that another user made "
-                             "in a folder others may write to (sticky); such links are not followed\n",
-                     Utf8(AbsolutePath(path)).c_str(), Utf8(AbsolutePath(PathFromBytes(refusedLink))).c_str());
+        std::fprintf(stderr, "tarnwick-cli: %s could not be written: %s\n", Utf8(AbsolutePath(path)).c_str(),
+                     Utf8(RefusedLinkText(PathFromBytes(refusedLink))).c_str());
     else
         std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
                      Utf8(ErrorText(error)).c_str());

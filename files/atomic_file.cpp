@@ -245,6 +245,7 @@ ReplacingWriter::~ReplacingWriter()
 
 void ReplacingWriter::Discard()
 {
+    m_flushed = false;
     if (m_fd >= 0) {
         if (!m_temporary.empty())
             ::unlink(m_temporary.c_str());
@@ -296,6 +297,7 @@ int ReplacingWriter::Write(const Pieces& data)
 {
     if (m_fd < 0)
         return EBADF;
+    m_flushed = false;
     for (const std::string_view piece : data)
         if (const int error = WriteAll(m_fd, piece.data(), piece.size())) {
             Discard();
@@ -308,8 +310,10 @@ int ReplacingWriter::Flush()
 {
     if (m_fd < 0)
         return EBADF;
-    if (::fsync(m_fd) == 0)
+    if (::fsync(m_fd) == 0) {
+        m_flushed = true;
         return 0;
+    }
     const int error = errno;
     Discard();
     return error;
@@ -319,7 +323,7 @@ int ReplacingWriter::Commit()
 {
     if (m_fd < 0)
         return EBADF;
-    int error = ::fsync(m_fd) == 0 ? 0 : errno;
+    int error = m_flushed || ::fsync(m_fd) == 0 ? 0 : errno;
     if (error == 0 && ::rename(m_temporary.c_str(), m_target.c_str()) != 0)
         error = errno;
     if (error != 0) {

@@ -93,6 +93,7 @@ private:
     std::string m_target;
     std::string m_temporary;
     int m_fd = -1;
+    bool m_flushed = false;  ///< nothing written since the last flush
 };
 
 /// Replaces the regular file (or makes the missing one) at the resolved
@@ -121,6 +122,11 @@ const char* FileKind(mode_t mode);
 /// links are followed as ResolvePath follows them.
 class OutputFile {
 public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
     /// Prepares the output before anything is written: 0 or the errno, with
     /// the link refused in `refusedLink` for EACCES.
     int Open(const wxString& path, std::string& refusedLink);
@@ -131,12 +137,6 @@ private:
     ReplacingWriter m_writer;
     int m_fd = -1;
     bool m_replacing = false;
-
-public:
-    OutputFile() = default;
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile();
 };
 
 /// Opens an output the program writes as it goes (the heat test's log): a

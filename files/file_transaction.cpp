@@ -58,14 +58,6 @@ wxString Megabytes(std::uint64_t bytes)
     return wxString::Format(wxS("%.1f MB"), double(bytes) / 1e6);
 }
 
-// Why a link is not followed; "it" when the link is the file itself.
-wxString LinkText(const wxString& link, const wxString& file)
-{
-    return wxString::Format(wxS("%s is a symbolic link that another user made in a folder others may write to "
-                                "(sticky); such links are not followed"),
-                            link == file ? wxString(wxS("it")) : AbsolutePath(link));
-}
-
 // Makes the missing file at `target` from the template: whole, and never
 // over a file that another program made meanwhile (EEXIST then).
 int MakeFromTemplate(const DataFileAccess& access, const std::string& target)
@@ -91,6 +83,13 @@ int MakeFromTemplate(const DataFileAccess& access, const std::string& target)
     return error;
 }
 }  // namespace
+
+wxString RefusedLinkText(const wxString& link, const wxString& file)
+{
+    return wxString::Format(wxS("%s is a symbolic link that another user made in a folder others may write to "
+                                "(sticky); such links are not followed"),
+                            link == file ? wxString(wxS("it")) : AbsolutePath(link));
+}
 
 void AllowChangesWithoutLock(bool allowed)
 {
@@ -121,7 +120,7 @@ wxString FileFailure::Text() const
                                     Megabytes(size), Megabytes(limit));
         return wxString::Format(wxS("%s is too large (%s; at most %s)"), file, Megabytes(size), Megabytes(limit));
     case Kind::LinkRefused:
-        return wxString::Format(wxS("%s could not be opened: %s"), file, LinkText(other, path));
+        return wxString::Format(wxS("%s could not be opened: %s"), file, RefusedLinkText(other, path));
     case Kind::NotLocked:
         return wxString::Format(wxS("%s could not be locked (%s), so another program could change it at the same "
                                     "time"),
@@ -284,7 +283,7 @@ FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
         const wxString shown = PathFromBytes(backup);
         int error = ResolvePath(backup, backupTarget, refused);
         if (error == EACCES && !refused.empty())
-            return fail(FileFailure::Kind::NoBackup, shown, error, LinkText(PathFromBytes(refused), shown));
+            return fail(FileFailure::Kind::NoBackup, shown, error, RefusedLinkText(PathFromBytes(refused), shown));
         if (error == 0) {
             struct stat there {};
             if (::stat(backupTarget.c_str(), &there) == 0 && !S_ISREG(there.st_mode))

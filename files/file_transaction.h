@@ -88,6 +88,10 @@ struct FileOutcome {
 
 FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit);
 
+/// Why `link` is not followed: a link that another user made in a shared
+/// sticky folder. It is called "it" when it is `file` itself.
+wxString RefusedLinkText(const wxString& link, const wxString& file = wxString());
+
 /// Lets changes be made where the file cannot be locked (a network file
 /// system without locks), at the risk of losing another program's change.
 void AllowChangesWithoutLock(bool allowed);

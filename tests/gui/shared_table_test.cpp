@@ -61,6 +61,15 @@ private:
     int m_answer;
 };
 
+// The message of a change that could not take the table's lock.
+ExpectCentred ExpectNotLocked()
+{
+    return ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
+                                                    "implemented), so another program could change it at the same "
+                                                    "time; the change was not saved."),
+                         wxS("Tarnwick - results file"));
+}
+
 // Window A: the results dialog of this program, showing the second record
 // of First, Second, Third; another program then changes the file.
 class TwoPrograms : public ::testing::Test {
@@ -196,10 +205,7 @@ TEST_F(TwoPrograms, AFailedSaveOfANewRecordKeepsTheDialogAsItWasWithTheFieldsAsT
     {
         const NoLocks noLocks;
         wxTEST_DIALOG(PressButton(dialog->m_saveButton),
-                      ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
-                                                               "implemented), so another program could change it at "
-                                                               "the same time; the change was not saved."),
-                                    wxS("Tarnwick - results file")));
+                      ExpectNotLocked());
     }
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
     EXPECT_FALSE(wxFileExists(wxS("cpu_result.bak")));
@@ -223,10 +229,7 @@ TEST_F(TwoPrograms, AFailedSaveOfAnEditedRecordKeepsTheEdits)
     {
         const NoLocks noLocks;
         wxTEST_DIALOG(PressButton(dialog->m_saveButton),
-                      ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
-                                                               "implemented), so another program could change it at "
-                                                               "the same time; the change was not saved."),
-                                    wxS("Tarnwick - results file")));
+                      ExpectNotLocked());
     }
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
     EXPECT_EQ(dialog->m_fields[1]->GetValue(), "Second, edited");
@@ -240,10 +243,7 @@ TEST_F(TwoPrograms, ADeleteThatCannotTakeTheLockIsSaidAndChangesNothing)
 {
     const NoLocks noLocks;
     wxTEST_DIALOG(PressButton(dialog->m_deleteButton), ExpectCentred(Confirm, wxS("Delete result confirmation")),
-                  ExpectCentred(wxFileName::GetCwd() + wxS("/cpu_results.csv could not be locked (Function not "
-                                                           "implemented), so another program could change it at "
-                                                           "the same time; the change was not saved."),
-                                wxS("Tarnwick - results file")));
+                  ExpectNotLocked());
     EXPECT_EQ(ReadBytes("cpu_results.csv"), First + "\n" + Second + "\n" + Third + "\n");
     EXPECT_FALSE(wxFileExists(wxS("cpu_result.bak")));
     EXPECT_EQ(ResultLineCount, 3);

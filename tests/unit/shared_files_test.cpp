@@ -5,7 +5,6 @@
 #include "file_fixture.h"
 #include "files/atomic_file.h"
 #include "results/last_test.h"
-#include "files/file_lock.h"
 #include "results/merge.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
@@ -321,7 +320,9 @@ TEST_F(SharedFiles, ALiveWritersTemporaryIsLeftAloneAndBothChangesLand)
     const pid_t writer = fork();
     if (writer == 0) {
         // Another copy of the program in the middle of its write.
-        const FileLock lock(W(dir / "cpu_results.csv"), FileLock::Mode::Exclusive);
+        const int lock = ::open((dir / "cpu_results.csv").c_str(), O_RDONLY | O_CLOEXEC);  // let go at exit
+        if (lock < 0 || ::flock(lock, LOCK_EX) != 0)
+            _exit(2);
         const fs::path temporary = dir / ".cpu_results.csv.LiVe01.tmp";
         std::ofstream(temporary) << Line("First") << "\n" << Line("Other") << "\n";
         (void)!::write(ready[1], "x", 1);
