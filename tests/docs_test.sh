@@ -20,24 +20,24 @@ help=$("$cli" --help)
 options=$(echo "$help" | grep -oE -- '--[a-z][a-z-]*' | sort -u)
 [ "$(echo "$options" | wc -l)" -ge 12 ] || fail "too few options in --help: $options"
 for option in $options; do
-    echo "$rendered" | grep -qE -- "(^|[ [])$option( |\]|,|\.|$)" || fail "tarnwick-cli.1 lacks $option"
+    grep -qE -- "(^|[ [])$option( |\]|,|\.|$)" <<< "$rendered" || fail "tarnwick-cli.1 lacks $option"
 done
 commands=$(echo "$help" | sed -n 's/^Commands: //p' | tr ',' '\n' | awk '{print $1}')
 for command in $commands; do
-    echo "$rendered" | grep -qE "^ +$command( |$)" || fail "tarnwick-cli.1 lacks the command $command"
+    grep -qE "^ +$command( |$)" <<< "$rendered" || fail "tarnwick-cli.1 lacks the command $command"
 done
 for section in NAME SYNOPSIS DESCRIPTION COMMANDS OPTIONS 'EXIT STATUS' ENVIRONMENT FILES EXAMPLES 'SEE ALSO'; do
-    echo "$rendered" | grep -q "^$section" || fail "tarnwick-cli.1 lacks $section"
+    grep -q "^$section" <<< "$rendered" || fail "tarnwick-cli.1 lacks $section"
 done
 window=$(LC_ALL=C.UTF-8 MANWIDTH=200 man -E UTF-8 -l "$build/man/tarnwick.1" 2>/dev/null | col -b)
 for section in NAME SYNOPSIS DESCRIPTION MENUS 'EXIT STATUS' ENVIRONMENT FILES EXAMPLES 'SEE ALSO'; do
-    echo "$window" | grep -q "^$section" || fail "tarnwick.1 lacks $section"
+    grep -q "^$section" <<< "$window" || fail "tarnwick.1 lacks $section"
 done
 for file in cpu_results.csv cpu_result.bak tarnwick.conf doc/cpu_results_original.csv doc/tarnwick_original.conf; do
-    echo "$window" | grep -qF "$file" || fail "tarnwick.1 does not name $file"
+    grep -qF "$file" <<< "$window" || fail "tarnwick.1 does not name $file"
 done
 # Both pages carry the version the programs print.
-version=$("$cli" --version | grep -oE '[0-9]+(\.[0-9]+)+' | head -n 1)
+version=$("$cli" --version | grep -m 1 -oE '[0-9]+(\.[0-9]+)+' || true)
 [ -n "$version" ] || fail "tarnwick-cli --version printed no version"
 for page in tarnwick tarnwick-cli; do
     grep -q "^\.TH .*\"Tarnwick $version\"" "$build/man/$page.1" || fail "$page.1 is not of version $version"
@@ -90,7 +90,7 @@ for command in $commands; do
 done
 for option in $options; do
     case $option in --help|--version) continue ;; esac
-    echo "$all" | grep -q -- "$option " || fail "the completion never offers $option"
+    grep -q -- "$option " <<< "$all" || fail "the completion never offers $option"
 done
 
 # Software-centre metadata: valid, launching the desktop entry that is
