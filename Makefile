@@ -65,7 +65,7 @@ test: deps-test
 
 fuzz-build:
 	@CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_FUZZ=ON -DTARNWICK_TESTS=ON >/dev/null
-	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge -j $(JOBS)
+	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge fuzz_document -j $(JOBS)
 
 fuzz: deps-test fuzz-build
 	scripts/run-fuzzers.sh --keep $(FUZZ_FLAGS) $(FUZZ_BUILD) $(FUZZ_TIME)

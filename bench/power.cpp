@@ -2,6 +2,7 @@
 
 #include "app/notify.h"
 #include "app/state.h"
+#include "bench/evidence.h"
 #include "bench/work_cycle.h"
 
 #include <wx/time.h>
@@ -11,6 +12,9 @@
 #include <new>
 
 namespace {
+// Each worker's samples, stored by the worker itself before its flag.
+std::unique_ptr<RunSamples[]> ThreadSamples;
+
 PowerWorkObserver& Observer()
 {
     static PowerWorkObserver observer;
@@ -83,10 +87,12 @@ wxThread::ExitCode PowerThread::Entry()
 
 void RunPowerWork(std::uint32_t index)
 {
-    const TimedRun run = RunTimedBlocks(PowerTestMillis);
+    TimedRun run = RunTimedBlocks(PowerTestMillis);
     ThreadPoints[index] = run.points;
     if (const PowerWorkObserver& observer = Observer())
         observer(index, run);
+    if (ThreadSamples)
+        ThreadSamples[index] = std::move(run.samples);
     ThreadDone[index].store(1, std::memory_order_release);
 }
 
@@ -119,9 +125,11 @@ double RunPowerTest()
         return -2.0;
     ThreadPoints.reset(new (std::nothrow) double[threads]);
     ThreadDone.reset(new (std::nothrow) std::atomic<std::uint32_t>[threads]);
-    if (!ThreadPoints || !ThreadDone) {
+    ThreadSamples.reset(new (std::nothrow) RunSamples[threads]);
+    if (!ThreadPoints || !ThreadDone || !ThreadSamples) {
         ThreadPoints.reset();
         ThreadDone.reset();
+        ThreadSamples.reset();
         NotifyUser(wxString::Format(wxS("There is not enough memory to run %u threads."), threads),
                    wxS("Tarnwick Benchmark"));
         return -2.0;
@@ -129,7 +137,22 @@ double RunPowerTest()
     if (HttOption != 0)
         HalfThreadCount = threads >> 1;
 
+    const ConditionsSnapshot before = ConditionsBeforeRun();
     const double sum = RunWorkers(threads);
+    TestEvidence evidence;
+    evidence.measured = true;
+    evidence.test = "power";
+    evidence.millis = PowerTestMillis;
+    evidence.points = sum;
+    evidence.htt = HttOption != 0;
+    evidence.conditions = ConditionsAfterRun(before, threads);
+    for (std::uint32_t k = 0; k < threads; ++k) {
+        evidence.threadPoints.push_back(ThreadPoints[k]);
+        evidence.threads.push_back(std::move(ThreadSamples[k]));
+    }
+    CompleteEvidence(evidence);
+    LastPowerEvidence = std::move(evidence);
+
     double halfSum = 0.0;
     const bool halfRun = HttOption != 0 && HalfThreadCount != 0;
     if (halfRun && HttOffResult == 0)
@@ -143,6 +166,7 @@ double RunPowerTest()
 
     ThreadPoints.reset();
     ThreadDone.reset();
+    ThreadSamples.reset();
     PointsSum = sum;
     return sum;
 }

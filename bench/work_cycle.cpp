@@ -219,6 +219,14 @@ void RunWorkCycle(WorkState& state)
     RunDoubleArrays(state);
 }
 
+std::uint64_t RunSamples::Blocks() const
+{
+    std::uint64_t blocks = after;
+    for (std::uint32_t count : perSecond)
+        blocks += count;
+    return blocks;
+}
+
 std::int64_t ReadClockMillis()
 {
     return wxGetLocalTimeMillis().GetValue();

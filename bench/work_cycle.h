@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 /// The storage of one run. The arrays are volatile: every element access of
 /// the array phases is a real load or store. The scalars are worked in
@@ -44,18 +45,30 @@ using MillisClock = std::function<std::int64_t()>;
 /// The program's clock: wxGetLocalTimeMillis().
 std::int64_t ReadClockMillis();
 
+/// The blocks one timed loop completed in each whole second of its run,
+/// counted from the clock readings the loop makes between blocks anyway.
+struct RunSamples {
+    std::vector<std::uint32_t> perSecond;  ///< whole seconds 0 .. millis/1000 - 1
+    std::uint32_t after = 0;               ///< completed past them (the last block's overrun)
+
+    /// Every block counted: the run's block count.
+    std::uint64_t Blocks() const;
+};
+
 struct TimedRun {
     double blocks = 0.0;  ///< completed blocks of 100 cycles
     double points = 0.0;  ///< 10 x blocks / (millis / 1000)
     double startMillis = 0.0;
     double endMillis = 0.0;
     std::int64_t startNanos = 0;  ///< steady-clock start, for measuring thread starts
+    RunSamples samples;           ///< the blocks of each second
 };
 
 /// Runs blocks of 100 cycles until `millis` milliseconds have passed (the
 /// clock is read only between blocks, so the last block always completes)
 /// on storage of the calling thread's stack. `millis` is at least 1000: the
-/// points divide by whole seconds.
+/// points divide by whole seconds. Each block is also counted in the second
+/// the reading after it falls in; the counts live on this thread alone.
 TimedRun RunTimedBlocks(std::int32_t millis, const MillisClock& clock = ReadClockMillis);
 
 /// The loop of RunTimedBlocks with `cycle(state)` as the cycle (RunTimedBlocks
@@ -69,6 +82,12 @@ template <class Cycle>
     state.valuesC[0] = 0.0;
 
     TimedRun run;
+    // One counter a whole second and one for the blocks past them, made
+    // before the clock starts.
+    const std::size_t seconds = millis > 0 ? static_cast<std::size_t>(millis / 1000) : 0;
+    run.samples.perSecond.assign(seconds + 1, 0);
+    std::uint32_t* slot = run.samples.perSecond.data();
+    std::uint32_t* const lastSlot = slot + seconds;
     run.startNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(
                          std::chrono::steady_clock::now().time_since_epoch())
                          .count();
@@ -76,6 +95,7 @@ template <class Cycle>
     double now = run.startMillis;
     const double limit = static_cast<double>(millis);
     volatile double blocks = 0.0;
+    double boundary = run.startMillis + 1000.0;
     while (limit > now - run.startMillis) {
         volatile double cycles = 0.0;
         while (cycles < 100.0) {
@@ -84,7 +104,15 @@ template <class Cycle>
         }
         now = static_cast<double>(clock());
         blocks = blocks + 1.0;
+        // The second this reading falls in; a clock set back stays put.
+        while (now >= boundary && slot != lastSlot) {
+            ++slot;
+            boundary += 1000.0;
+        }
+        ++*slot;
     }
+    run.samples.after = run.samples.perSecond.back();
+    run.samples.perSecond.pop_back();
     run.blocks = blocks;
     run.endMillis = now;
     run.points = 10.0 * run.blocks / static_cast<double>(millis / 1000);

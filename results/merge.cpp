@@ -6,6 +6,7 @@
 #include "files/big_block.h"
 #include "files/encoding.h"
 #include "files/text_document.h"
+#include "results/result_document.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 
@@ -15,6 +16,8 @@
 #include <cmath>
 #include <numeric>
 #include <string>
+#include <type_traits>
+#include <unordered_map>
 
 namespace {
 // A decimal number and nothing else: sign, digits, a point, an exponent.
@@ -232,8 +235,239 @@ private:
 struct Candidate {
     std::string_view text;  ///< UTF-8
     std::size_t source;
-    std::size_t line;  ///< from 1
+    std::size_t line;            ///< from 1; 0 for a result document
+    std::uint32_t threads = 0;   ///< a document's power threads (0 for a line)
 };
+
+// Field `f` of a record (which ProblemOf took: twelve fields).
+template <typename Char>
+std::basic_string_view<Char> FieldOf(std::basic_string_view<Char> record, int f)
+{
+    std::size_t start = 0;
+    for (int k = 0; k < f; ++k)
+        start = record.find(Char(';'), start) + 1;
+    const std::size_t end = record.find(Char(';'), start);
+    return record.substr(start, end == std::basic_string_view<Char>::npos ? end : end - start);
+}
+
+// The model of any line: its second field, when it has a third.
+template <typename Char>
+bool ModelOf(std::basic_string_view<Char> line, std::basic_string_view<Char>& model)
+{
+    const std::size_t first = line.find(Char(';'));
+    if (first == std::basic_string_view<Char>::npos)
+        return false;
+    const std::size_t second = line.find(Char(';'), first + 1);
+    if (second == std::basic_string_view<Char>::npos)
+        return false;
+    model = line.substr(first + 1, second - first - 1);
+    return true;
+}
+
+// A score field of a record, read as the table reads it.
+template <typename Char>
+double ScoreOf(std::basic_string_view<Char> field)
+{
+    const std::wstring text(field.begin(), field.end());  // ASCII: a decimal number
+    return ParseReal(text.c_str());
+}
+
+// The logical processors of a record; 0 when the field is no count.
+std::uint32_t LogicalProcessorsOf(std::string_view record)
+{
+    const std::string_view field = FieldOf(record, FieldLogicalProcessors);
+    if (field.empty() || field.size() > 9)
+        return 0;
+    std::uint32_t count = 0;
+    for (const char c : field) {
+        if (c < '0' || c > '9')
+            return 0;
+        count = count * 10 + static_cast<std::uint32_t>(c - '0');
+    }
+    return count;
+}
+
+// A score as a message shows it.
+wxString ScoreText(double score)
+{
+    return wxString::FromUTF8(FormatFixed(score, score == std::trunc(score) ? 0 : 2));
+}
+
+// The scores of one model, and how far one of them lies from the others:
+// its modified Z-score, 0.6745 x (score - median) / MAD over the others.
+class ScoreGroup {
+public:
+    void Add(double score) { m_scores.push_back(score); }
+
+    /// Why `score`, one of the group's, is implausible against the others
+    /// (at least three), or an empty text.
+    wxString Judge(double score, const wxString& what)
+    {
+        const std::size_t n = m_scores.size();
+        if (n < 4)
+            return wxString();
+        if (!m_sorted) {
+            std::sort(m_scores.begin(), m_scores.end());
+            m_sorted = true;
+        }
+        const std::size_t self = std::lower_bound(m_scores.begin(), m_scores.end(), score) - m_scores.begin();
+        if (self == n || m_scores[self] != score)
+            return wxString();
+        // The others: the sorted scores with this one left out.
+        const std::size_t others = n - 1;
+        const double median = MedianWithout(m_scores, self);
+        const Centre& centre = CentreAt(median);
+        const double own = std::fabs(score - median);
+        const std::size_t ownAt =
+            std::lower_bound(centre.deviations.begin(), centre.deviations.end(), own) - centre.deviations.begin();
+        const double mad = MedianWithout(centre.deviations, ownAt);
+        double z = 0.0;
+        if (mad > 0) {
+            z = 0.6745 * (score - median) / mad;
+        } else if (const double mean = (centre.total - own) / static_cast<double>(others); mean > 0) {
+            // Most of the others equal: their mean absolute deviation instead.
+            z = (score - median) / (1.253314 * mean);
+        } else {
+            if (score == median)
+                return wxString();
+            return wxString::Format(wxS("its %s points (%s) differ from those of the %zu other records of its model, "
+                                        "which all have %s"),
+                                    what, ScoreText(score), others, ScoreText(median));
+        }
+        if (!(std::fabs(z) > 3.5))  // a NaN of infinite scores is no finding
+            return wxString();
+        return wxString::Format(wxS("its %s points (%s) are far from those of the %zu other records of its model "
+                                    "(median %s, modified Z-score %s)"),
+                                what, ScoreText(score), others, ScoreText(median),
+                                wxString::FromUTF8(FormatFixed(z, 1)));
+    }
+
+private:
+    // The scores' absolute deviations from one median, sorted, and their sum.
+    struct Centre {
+        double median;
+        std::vector<double> deviations;
+        double total = 0.0;
+    };
+
+    // The median of `sorted` with element `left` left out.
+    static double MedianWithout(const std::vector<double>& sorted, std::size_t left)
+    {
+        const std::size_t count = sorted.size() - 1;
+        const auto at = [&](std::size_t rank) { return sorted[rank < left ? rank : rank + 1]; };
+        return count % 2 == 1 ? at(count / 2) : at(count / 2 - 1) / 2 + at(count / 2) / 2;
+    }
+
+    // Leaving one score out moves the median to one of at most three values:
+    // the deviations are sorted once for each.
+    const Centre& CentreAt(double median)
+    {
+        for (const Centre& centre : m_centres)
+            if (centre.median == median)
+                return centre;
+        Centre centre{median, {}, 0.0};
+        centre.deviations.reserve(m_scores.size());
+        for (const double score : m_scores) {
+            centre.deviations.push_back(std::fabs(score - median));
+            centre.total += centre.deviations.back();
+        }
+        std::sort(centre.deviations.begin(), centre.deviations.end());
+        m_centres.push_back(std::move(centre));
+        return m_centres.back();
+    }
+
+    std::vector<double> m_scores;
+    bool m_sorted = false;
+    std::vector<Centre> m_centres;
+};
+
+// The added records whose scores look wrong: against each other, and
+// against the other records of their model in the table after the merge.
+class Plausibility {
+public:
+    /// Only the records of the models of `added` are gathered.
+    void Expect(const std::vector<const Candidate*>& added)
+    {
+        for (const Candidate* candidate : added) {
+            std::string_view model;
+            if (ModelOf(candidate->text, model))
+                m_models.try_emplace(std::string(model));
+        }
+    }
+
+    /// One line of the table (after the merge): its scores join its
+    /// model's, when it is a record of a model expected.
+    template <typename Char>
+    void Gather(std::basic_string_view<Char> line)
+    {
+        std::basic_string_view<Char> model;
+        if (m_models.empty() || !ModelOf(line, model))
+            return;
+        if constexpr (std::is_same_v<Char, char>)
+            m_key.assign(model);
+        else
+            m_key = Text(model).utf8_string();
+        const auto found = m_models.find(m_key);
+        if (found == m_models.end() || !ProblemOf(line).empty())
+            return;
+        found->second.speed.Add(ScoreOf(FieldOf(line, FieldSpeedPoints)));
+        found->second.power.Add(ScoreOf(FieldOf(line, FieldPowerPoints)));
+    }
+
+    void Judge(const std::vector<const Candidate*>& added, const std::vector<MergeSource>& sources,
+               std::vector<ImplausibleRecord>& implausible)
+    {
+        for (const Candidate* candidate : added) {
+            const std::string_view record = candidate->text;
+            const auto report = [&](const wxString& reason) {
+                if (!reason.empty())
+                    implausible.push_back({sources[candidate->source].name, candidate->line, reason});
+            };
+            const double speed = ScoreOf(FieldOf(record, FieldSpeedPoints));
+            const double power = ScoreOf(FieldOf(record, FieldPowerPoints));
+            const std::uint32_t threads = candidate->line == 0 ? candidate->threads : LogicalProcessorsOf(record);
+            if (threads > 0 && power > 1.5 * threads * speed)
+                report(wxString::Format(wxS("its power points (%s) are more than 1.5 x %u threads x its speed points "
+                                            "(%s)"),
+                                        ScoreText(power), threads, ScoreText(speed)));
+            if (power < 0.5 * speed)
+                report(wxString::Format(wxS("its power points (%s) are less than half its speed points (%s)"),
+                                        ScoreText(power), ScoreText(speed)));
+            std::string_view model;
+            if (!ModelOf(record, model))
+                continue;
+            const auto found = m_models.find(std::string(model));
+            if (found == m_models.end())
+                continue;
+            report(found->second.speed.Judge(speed, wxS("speed")));
+            report(found->second.power.Judge(power, wxS("power")));
+        }
+    }
+
+private:
+    struct Scores {
+        ScoreGroup speed, power;
+    };
+    std::unordered_map<std::string, Scores> m_models;
+    std::string m_key;
+};
+
+// Why a document that can join the table is kept out when only steady runs
+// may: an empty text when both runs were steady.
+wxString UnsteadyProblem(const ResultDocument& document)
+{
+    if (document.transcribed)
+        return wxS("it carries no samples (transcribed)");
+    std::string text;
+    for (const TestEvidence* evidence : {&document.speed, &document.power}) {
+        if (evidence->verdict.steady)
+            continue;
+        text += (text.empty() ? "its " : "; its ") + evidence->test + " test was unsteady";
+        for (std::size_t k = 0; k < evidence->verdict.reasons.size(); ++k)
+            text += (k == 0 ? ": " : "; ") + evidence->verdict.reasons[k];
+    }
+    return wxString::FromUTF8(text);
+}
 
 // How far the table may grow: every line added must leave the table within
 // the memory one table may take, its rows as wide as its longest line.
@@ -307,9 +541,10 @@ void Extend(const Lines& table, TextEncoding encoding, const std::vector<std::st
 // encoding, unless Latin-1 cannot hold them: then the table becomes UTF-8
 // as a whole, its Latin-1 lines decoded without loss.
 ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Candidate>& candidates,
-                                 std::vector<std::string_view>& added, std::size_t& present,
+                                 std::vector<std::string_view>& added, std::vector<const Candidate*>& addedFrom,
+                                 std::size_t& present,
                                  std::vector<std::pair<const Candidate*, std::uint64_t>>& tooLarge, ResultsBytes& out,
-                                 FileFailure& failure)
+                                 FileFailure& failure, Plausibility& plausibility)
 {
     DecodedText table;
     if (!table.Decode(bytes.data(), bytes.size()))
@@ -335,10 +570,14 @@ ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Can
             continue;
         }
         added.push_back(candidates[k].text);
+        addedFrom.push_back(&candidates[k]);
         latin1 = latin1 && std::all_of(wide[k].begin(), wide[k].end(), [](wchar_t c) { return c <= 0xFF; });
     }
     if (added.empty())
         return ResultsEdit::Nothing;
+    plausibility.Expect(addedFrom);
+    for (std::size_t n = 0; n < table.Count(); ++n)
+        plausibility.Gather(table.Line(n));
     if (table.EndsInACutUnit()) {
         // Its last unit cut short: a new line after it would be read out of step.
         failure.kind = FileFailure::Kind::CutUnit;
@@ -367,12 +606,33 @@ wxString RecordProblem(std::wstring_view line)
     return ProblemOf(line);
 }
 
-MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
+MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOptions& options)
 {
     MergeOutcome outcome;
     std::vector<Utf8Lines> texts(sources.size());
     std::vector<Candidate> candidates;
+    // The record lines of the documents, which the candidates view: never
+    // more than one a source, so never moved.
+    std::vector<std::string> records;
+    records.reserve(sources.size());
     for (std::size_t s = 0; s < sources.size(); ++s) {
+        if (LooksLikeResultDocument(sources[s].bytes)) {
+            ResultDocument document;
+            std::string problem = ReadResultDocument(sources[s].bytes, document);
+            if (problem.empty())
+                problem = CheckResultDocument(document);
+            wxString reason = wxString::FromUTF8(problem);
+            if (problem.empty() && options.steadyOnly)
+                reason = UnsteadyProblem(document);
+            if (!reason.empty()) {
+                outcome.refused.push_back({sources[s].name, 0, reason});
+                continue;
+            }
+            ++outcome.documents;
+            records.push_back(std::move(document.record));
+            candidates.push_back({records.back(), s, 0, document.power.conditions.threads});
+            continue;
+        }
         Utf8Lines& lines = texts[s];
         lines.Read(sources[s].bytes);
         auto inexact = lines.Inexact().begin();
@@ -397,13 +657,18 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
 
     std::size_t present = 0;
     std::vector<std::string_view> added;
+    std::vector<const Candidate*> addedFrom;
     std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
+    std::vector<ImplausibleRecord> implausible;
     BackupPending = 1;
     outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement,
                                             FileFailure& failure) {
         present = 0;
         added.clear();
+        addedFrom.clear();
         tooLarge.clear();
+        implausible.clear();
+        Plausibility plausibility;
         Utf8Lines table;
         ResultsEdit result;
         if (table.Read(bytes)) {
@@ -427,8 +692,15 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
                     ++present;
                 else if (!allFit && !growth.Take(Utf8Characters(candidate.text.data(), candidate.text.size()), need))
                     tooLarge.emplace_back(&candidate, need);
-                else
+                else {
                     added.push_back(candidate.text);
+                    addedFrom.push_back(&candidate);
+                }
+            }
+            if (!added.empty()) {
+                plausibility.Expect(addedFrom);
+                for (std::size_t n = 0; n < table.Count(); ++n)
+                    plausibility.Gather(table.Line(n));
             }
             result = added.empty() ? ResultsEdit::Nothing
                                    : (Extend(table, table.Encoding(), added, replacement), ResultsEdit::Changed);
@@ -437,11 +709,18 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
             if (result == ResultsEdit::Changed && bytes.empty() && StartsLikeAMark(replacement.tail))
                 replacement.tail.insert(0, ByteOrderMark(TextEncoding::Utf8WithMark));
         } else {
-            result = AppendToDecodedTable(bytes, candidates, added, present, tooLarge, replacement, failure);
+            result = AppendToDecodedTable(bytes, candidates, added, addedFrom, present, tooLarge, replacement,
+                                          failure, plausibility);
         }
         if (result == ResultsEdit::Nothing) {
             added.clear();
+            addedFrom.clear();
             BackupPending = 0;
+        } else {
+            // The table after the merge: its lines, then the lines added.
+            for (const Candidate* candidate : addedFrom)
+                plausibility.Gather(candidate->text);
+            plausibility.Judge(addedFrom, sources, implausible);
         }
         return result;
     });
@@ -449,6 +728,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources)
         outcome.added = added.size();
         outcome.present = present;
         outcome.written = !added.empty();
+        outcome.implausible = std::move(implausible);
         for (const auto& [candidate, need] : tooLarge)
             outcome.refused.push_back({sources[candidate->source].name, candidate->line, TooLargeReason(need)});
     }

@@ -5,7 +5,7 @@
 # quick.
 set -eu
 
-run_packages="g++ make cmake pkg-config libwxgtk3.2-dev"
+run_packages="g++ make cmake pkg-config libwxgtk3.2-dev nlohmann-json3-dev"
 package_packages="$run_packages dpkg-dev file"
 test_packages="$package_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
 libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev locales \

@@ -1,5 +1,6 @@
 // Adding other results files to the table: which lines are records, which
 // the table holds already, and what reaches the file.
+#include "document_builder.h"
 #include "file_fixture.h"
 #include "results/merge.h"
 #include "results/results_file.h"
@@ -267,4 +268,249 @@ TEST_F(Merge, ALastLineWithoutALineEndGetsOneFirst)
     Write("cpu_results.csv", Line("Old"));
     EXPECT_EQ(Merge1(Line("New") + "\n").added, 1u);
     EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + Line("New") + "\n");
+}
+
+namespace {
+std::string DocumentText(const ResultDocument& document)
+{
+    return WriteResultDocument(document);
+}
+
+// The reasons of `outcome`'s refusals, one a line, each "source:line: reason".
+std::string Refusals(const MergeOutcome& outcome)
+{
+    std::string text;
+    for (const RefusedLine& refused : outcome.refused)
+        text += refused.source.utf8_string() + ":" + std::to_string(refused.line) + ": " +
+                refused.reason.utf8_string() + "\n";
+    return text;
+}
+
+std::string Findings(const MergeOutcome& outcome)
+{
+    std::string text;
+    for (const ImplausibleRecord& record : outcome.implausible)
+        text += record.source.utf8_string() + ":" + std::to_string(record.line) + ": " +
+                record.reason.utf8_string() + "\n";
+    return text;
+}
+}  // namespace
+
+TEST_F(Merge, AResultDocumentAddsItsRecordLine)
+{
+    Write("cpu_results.csv", Line("Old") + "\n");
+    const ResultDocument document = Document();
+    const MergeOutcome o = Merge1(DocumentText(document), "ryzen.json");
+    EXPECT_EQ(o.status, 0);
+    EXPECT_EQ(o.documents, 1u);
+    EXPECT_EQ(o.added, 1u);
+    EXPECT_EQ(Refusals(o), "");
+    EXPECT_EQ(Findings(o), "");
+    EXPECT_TRUE(o.written);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + document.record + "\n");
+
+    // Again, and as a line of a results file: the same record, present.
+    const MergeOutcome again = MergeResults({MergeSource{wxS("again.json"), DocumentText(document)},
+                                             MergeSource{wxS("lines.csv"), document.record + "\r\n"}});
+    EXPECT_EQ(again.documents, 1u);
+    EXPECT_EQ(again.added, 0u);
+    EXPECT_EQ(again.present, 2u);
+    EXPECT_FALSE(again.written);
+}
+
+TEST_F(Merge, AResultDocumentJoinsALatin1TableInItsEncoding)
+{
+    Write("cpu_results.csv", "Intel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\n");
+    const ResultDocument document = Document("Ryzen\xC2\xAE");
+    const MergeOutcome o = Merge1(DocumentText(document));
+    EXPECT_EQ(o.added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), "Intel;Pentium\xAE;1;;1;1;1;Linux;;10;10;yes\n" +
+                                           DocumentRecord("Ryzen\xAE", "9012", "35302") + "\n");
+}
+
+TEST_F(Merge, TamperedDocumentsAreRefusedWholeAndTheTableIsUnchanged)
+{
+    const std::string table = Line("Old") + "\n";
+    const ResultDocument d = Document();
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {EditedText(d, [](nlohmann::ordered_json& j) { j["record"] = DocumentRecord("Ryzen 7 5800X", "9100", "35302"); }),
+         "its speed points 9100 are not what its samples give (9012)"},
+        {EditedText(d, [](nlohmann::ordered_json& j) { j["power"]["threads"][2]["perSecond"][0] = 999; }),
+         "power.threads[2].points 8831 are not what its samples give (8948)"},
+        {EditedText(d, [](nlohmann::ordered_json& j) { j["power"]["threads"][0]["points"] = 9999; }),
+         "power.threads[0].points 9999 are not what its samples give (8809)"},
+        {EditedText(d, [](nlohmann::ordered_json& j) { j["workCycle"] = "tarnwick-cycle-2"; }),
+         "it measured other work (tarnwick-cycle-2); its scores cannot be compared"},
+        {EditedText(d, [](nlohmann::ordered_json& j) { j["format"] = "other"; }),
+         "it is not a Tarnwick result document (its format is \"other\")"},
+        {EditedText(d, [](nlohmann::ordered_json& j) { j["speed"]["verdict"]["steady"] = false; }),
+         "its speed verdict says unsteady but its evidence says steady"},
+    };
+    for (const auto& [text, reason] : cases) {
+        Write("cpu_results.csv", table);
+        const MergeOutcome o = MergeResults({MergeSource{wxS("bad.json"), text}});
+        EXPECT_EQ(o.status, 0);
+        EXPECT_EQ(Refusals(o), "bad.json:0: " + reason + "\n");
+        EXPECT_EQ(o.documents + o.added + o.present, 0u);
+        EXPECT_FALSE(o.written);
+        EXPECT_EQ(Read("cpu_results.csv"), table);
+        EXPECT_FALSE(Exists("cpu_result.bak"));
+    }
+}
+
+TEST_F(Merge, BadDocumentsAreRefusedWithAReasonAndNothingIsWritten)
+{
+    const std::string table = Line("Old") + "\n";
+    const std::string good = DocumentText(Document());
+    std::string deep = "{";
+    for (int k = 0; k < 10000; ++k)
+        deep += "\"a\":{";
+    std::string notUtf8 = good;
+    notUtf8.replace(notUtf8.find("AuthenticAMD"), 1, "\xC1");
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {good.substr(0, good.rfind('}')), "not JSON: unexpected end of input"},
+        {good.substr(0, good.size() / 2), "not JSON: "},
+        {"{\"format\": \"tarnwick-result/1\", \"program\": NaN}", "not JSON: invalid literal"},
+        {deep, "it nests arrays and objects deeper than 16 levels"},
+        {"{}", "it is not a Tarnwick result document (it has no \"format\")"},
+        {notUtf8, "not valid UTF-8"},
+        {"{" + std::string(MaxResultDocumentBytes, ' ') + "}", "it is too large"},
+        {EditedText(Document(), [](nlohmann::ordered_json& j) { j["speed"]["threads"][0]["after"] = -3; }),
+         "speed.threads[0].after is not a whole number from 0 to 10000000"},
+        {EditedText(Document(), [](nlohmann::ordered_json& j) { j["speed"]["threads"][0]["after"] = 1e30; }),
+         "speed.threads[0].after is not a whole number from 0 to 10000000"},
+    };
+    for (const auto& [text, reason] : cases) {
+        Write("cpu_results.csv", table);
+        const MergeOutcome o = MergeResults({MergeSource{wxS("bad.json"), text}});
+        ASSERT_EQ(o.refused.size(), 1u) << reason;
+        EXPECT_EQ(o.refused[0].line, 0u);
+        EXPECT_EQ(o.refused[0].reason.utf8_string().substr(0, reason.size()), reason);
+        EXPECT_EQ(o.added, 0u);
+        EXPECT_FALSE(o.written);
+        EXPECT_EQ(Read("cpu_results.csv"), table);
+    }
+    // A JSON array is no document: its one line is refused as a record.
+    const MergeOutcome array = Merge1("[" + good + "]");
+    EXPECT_EQ(array.documents, 0u);
+    EXPECT_GE(array.refused.size(), 1u);
+    EXPECT_NE(array.refused[0].line, 0u);
+    EXPECT_EQ(Read("cpu_results.csv"), table);
+}
+
+TEST_F(Merge, AnUnsteadyDocumentIsAddedUnlessOnlySteadyRunsMay)
+{
+    ResultDocument d = Document();
+    d.power.conditions.otherPercent = 48;
+    d.power.conditions.throttleAfter = 9;
+    CompleteEvidence(d.power);
+    ASSERT_FALSE(d.power.verdict.steady);
+    Write("cpu_results.csv", Line("Old") + "\n");
+    const MergeOutcome refused = MergeResults({MergeSource{wxS("busy.json"), DocumentText(d)}}, MergeOptions{true});
+    EXPECT_EQ(Refusals(refused), "busy.json:0: its power test was unsteady: another program used 48 % of a processor "
+                                 "during the run; the processor throttled 2 times\n");
+    EXPECT_EQ(refused.added, 0u);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n");
+
+    const MergeOutcome added = MergeResults({MergeSource{wxS("busy.json"), DocumentText(d)}});
+    EXPECT_EQ(Refusals(added), "");
+    EXPECT_EQ(added.documents, 1u);
+    EXPECT_EQ(added.added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + d.record + "\n");
+}
+
+TEST_F(Merge, BothUnsteadyTestsAreNamed)
+{
+    ResultDocument d = Document();
+    d.speed.conditions.onBattery = true;
+    d.power.conditions.onBattery = true;
+    CompleteEvidence(d.speed);
+    CompleteEvidence(d.power);
+    Write("cpu_results.csv", "");
+    const MergeOutcome o = MergeResults({MergeSource{wxS("laptop.json"), DocumentText(d)}}, MergeOptions{true});
+    EXPECT_EQ(Refusals(o), "laptop.json:0: its speed test was unsteady: running on battery; its power test was "
+                           "unsteady: running on battery\n");
+}
+
+TEST_F(Merge, ATranscribedDocumentIsAddedUnlessOnlySteadyRunsMay)
+{
+    const ResultDocument d = TranscribedDocument();
+    Write("cpu_results.csv", Line("Old") + "\n");
+    const MergeOutcome refused = MergeResults({MergeSource{wxS("old.json"), DocumentText(d)}}, MergeOptions{true});
+    EXPECT_EQ(Refusals(refused), "old.json:0: it carries no samples (transcribed)\n");
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n");
+
+    const MergeOutcome added = Merge1(DocumentText(d), "old.json");
+    EXPECT_EQ(Refusals(added), "");
+    EXPECT_EQ(added.documents, 1u);
+    EXPECT_EQ(added.added, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + d.record + "\n");
+}
+
+TEST_F(Merge, PowerFarFromSpeedIsReportedButAdded)
+{
+    Write("cpu_results.csv", "");
+    // 4 threads of 8,800 points against one of 1,012: more than 1.5 x 4 x 1,012.
+    const ResultDocument high = Document("Fast", 100, 880, 4);
+    // 1 thread of 4,409 points against 9,012: less than half.
+    const ResultDocument low = Document("Slow", 900, 440, 1);
+    const std::string lines = Record("AMD", "Line", "100", "1201") + "\n" +  // 8 logical processors: > 1200
+                              Record("AMD", "Line2", "100", "1200") + "\n" + Record("AMD", "Line3", "100", "49") +
+                              "\n" + "AMD;NoCount;1;1;1;1;;Linux;6.1;100;5000;yes\n";
+    const MergeOutcome o = MergeResults({MergeSource{wxS("high.json"), DocumentText(high)},
+                                         MergeSource{wxS("low.json"), DocumentText(low)},
+                                         MergeSource{wxS("lines.csv"), lines}});
+    EXPECT_EQ(Refusals(o), "");
+    EXPECT_EQ(o.added, 6u);
+    EXPECT_EQ(Findings(o), "high.json:0: its power points (35302) are more than 1.5 x 4 threads x its speed points "
+                           "(1012)\n"
+                           "low.json:0: its power points (4409) are less than half its speed points (9012)\n"
+                           "lines.csv:1: its power points (1201) are more than 1.5 x 8 threads x its speed points "
+                           "(100)\n"
+                           "lines.csv:3: its power points (49) are less than half its speed points (100)\n");
+}
+
+TEST_F(Merge, AnOutlierAmongFourRecordsOfItsModelIsReported)
+{
+    Write("cpu_results.csv", Record("AMD", "X1", "1000", "4000") + "\n" + Record("AMD", "X1", "1010", "4040") + "\n" +
+                                 Record("AMD", "Other", "5000", "20000") + "\n" + Record("AMD", "X1", "990", "3960") +
+                                 "\n");
+    const MergeOutcome o = Merge1(Record("AMD", "X1", "5000", "4020") + "\n" + Record("Intel", "X1", "1005", "4010") +
+                                  "\n");
+    EXPECT_EQ(o.added, 2u);
+    // The first against 1000, 1010, 990 and 1005: median 1002.5, MAD 5.
+    EXPECT_EQ(Findings(o), "in.csv:1: its speed points (5000) are far from those of the 4 other records of its model "
+                           "(median 1002.50, modified Z-score 539.3)\n");
+
+    // An outlier among the others changes their median little.
+    const MergeOutcome second = Merge1(Record("VIA", "X1", "1002", "4008") + "\n");
+    EXPECT_EQ(Findings(second), "");
+}
+
+TEST_F(Merge, NoOutlierIsJudgedAmongFewerThanThreeOthers)
+{
+    Write("cpu_results.csv", Record("AMD", "X2", "1000", "4000") + "\n" + Record("AMD", "X2", "1010", "4040") + "\n");
+    const MergeOutcome o = Merge1(Record("AMD", "X2", "5000", "20000") + "\n");
+    EXPECT_EQ(o.added, 1u);
+    EXPECT_EQ(Findings(o), "");
+}
+
+TEST_F(Merge, OthersAllAlikeMakeAnyOtherScoreAnOutlier)
+{
+    const std::string same = Record("AMD", "X3", "1000", "4000");
+    Write("cpu_results.csv", same + "\n" + Record("Intel", "X3", "1000", "4000") + "\n" +
+                                 Record("VIA", "X3", "1000", "4000") + "\n");
+    const MergeOutcome o = Merge1(Record("Hygon", "X3", "1001", "4000") + "\n");
+    EXPECT_EQ(Findings(o), "in.csv:1: its speed points (1001) differ from those of the 3 other records of its model, "
+                           "which all have 1000\n");
+
+    // Against 1000 x3 and 1001, a MAD of 0 but not all alike: their mean
+    // absolute deviation, 0.25, instead.
+    const MergeOutcome near = Merge1(Record("Zhaoxin", "X3", "1200", "4000") + "\n");
+    EXPECT_EQ(Findings(near), "in.csv:1: its speed points (1200) are far from those of the 4 other records of its "
+                              "model (median 1000, modified Z-score 638.3)\n");
+    // Against 1000 x3, 1001 and 1200: a mean absolute deviation of 40.2.
+    const MergeOutcome within = Merge1(Record("Zhaoxin", "X3", "1010", "4000") + "\n");
+    EXPECT_EQ(within.added, 1u);
+    EXPECT_EQ(Findings(within), "");
 }

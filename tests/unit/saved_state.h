@@ -7,6 +7,7 @@
 
 #include "app/notify.h"
 #include "app/state.h"
+#include "bench/evidence.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
 #include "files/file_transaction.h"
@@ -74,6 +75,8 @@ public:
         Value("PointsSum", PointsSum);
         Value("LastSpeedPoints", LastSpeedPoints);
         Value("LastPowerPoints", LastPowerPoints);
+        Evidence("LastSpeedEvidence", LastSpeedEvidence);
+        Evidence("LastPowerEvidence", LastPowerEvidence);
         Value("AverageThreadPoints", AverageThreadPoints);
         Value("ReferenceCorePoints", ReferenceCorePoints);
         Value("HttEfficiency", HttEfficiency);
@@ -250,6 +253,18 @@ private:
     {
         Item(name, [&global, saved = global] { return !Same(global, saved); },
              [&global, saved = global] { global = saved; });
+    }
+
+    // A run's evidence compares by what the charts and the runner show of it.
+    void Evidence(const char* name, TestEvidence& global)
+    {
+        auto saved = std::make_shared<TestEvidence>(global);
+        Item(name,
+             [&global, saved] {
+                 return global.measured != saved->measured || !Same(global.points, saved->points) ||
+                        EvidenceLine(global) != EvidenceLine(*saved);
+             },
+             [&global, saved] { global = *saved; });
     }
 
     // Fixed text arrays compare as texts: what follows the terminator is

@@ -1,0 +1,170 @@
+#include "bench/evidence.h"
+
+#include "app/numbers.h"
+#include "sensors/heat_readings.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+
+TestEvidence LastSpeedEvidence;
+TestEvidence LastPowerEvidence;
+
+double SpreadPercent(const std::vector<double>& values)
+{
+    if (values.size() < 2)
+        return 0.0;
+    double sum = 0.0;
+    for (double value : values)
+        sum += value;
+    const double mean = sum / static_cast<double>(values.size());
+    if (!(mean > 0.0))
+        return 0.0;
+    double squares = 0.0;
+    for (double value : values)
+        squares += (value - mean) * (value - mean);
+    return std::sqrt(squares / static_cast<double>(values.size())) / mean * 100.0;
+}
+
+SampleSummary SummarizeSamples(const std::vector<RunSamples>& threads)
+{
+    SampleSummary summary;
+    std::size_t seconds = 0;
+    for (const RunSamples& thread : threads)
+        seconds = std::max(seconds, thread.perSecond.size());
+    if (seconds == 0)
+        return summary;
+    std::vector<double> rates(seconds, 0.0);
+    for (const RunSamples& thread : threads)
+        for (std::size_t k = 0; k < thread.perSecond.size(); ++k)
+            rates[k] += 10.0 * thread.perSecond[k];
+    summary.seconds = static_cast<std::uint32_t>(seconds);
+    double sum = 0.0;
+    for (double rate : rates)
+        sum += rate;
+    summary.mean = sum / static_cast<double>(seconds);
+    summary.slowest = *std::min_element(rates.begin(), rates.end());
+    summary.fastest = *std::max_element(rates.begin(), rates.end());
+    summary.spread = SpreadPercent(rates);
+    return summary;
+}
+
+double PointsFromSamples(const std::vector<RunSamples>& threads, std::int32_t millis)
+{
+    // Each thread's points as its loop computes them, added in thread order
+    // as the power test adds them.
+    double sum = 0.0;
+    for (const RunSamples& thread : threads)
+        sum = sum + 10.0 * static_cast<double>(thread.Blocks()) / static_cast<double>(millis / 1000);
+    return sum;
+}
+
+namespace {
+// Shares are shown with one decimal below 20 %, whole above; the verdict
+// judges the value as shown, so that "2.0 %" is never called too much.
+int Decimals(double value)
+{
+    return value < 20.0 ? 1 : 0;
+}
+
+double AsShown(double value)
+{
+    const double scale = Decimals(value) == 1 ? 10.0 : 1.0;
+    return std::round(value * scale) / scale;
+}
+
+std::string Percent(double value)
+{
+    return FormatFixed(value, Decimals(value)) + " %";
+}
+}  // namespace
+
+Verdict JudgeRun(const TestEvidence& evidence)
+{
+    Verdict verdict;
+    const RunConditions& c = evidence.conditions;
+    const auto reason = [&](std::string text, bool lowers = true) {
+        verdict.steady = false;
+        verdict.mayBeLow = verdict.mayBeLow || lowers;
+        verdict.reasons.push_back(std::move(text));
+    };
+    if (c.otherPercent && AsShown(*c.otherPercent) > SteadyOtherPercent)
+        reason("another program used " + Percent(*c.otherPercent) + " of a processor during the run");
+    if (AsShown(evidence.summary.spread) > SteadySpreadPercent)
+        reason("the rate varied " + Percent(evidence.summary.spread) + " from second to second");
+    if (const std::uint64_t throttles = c.Throttles())
+        reason("the processor throttled " + std::to_string(throttles) + (throttles == 1 ? " time" : " times"));
+    if (c.onBattery)
+        reason("running on battery");
+    if (c.logicalProcessors != 0 && c.threads > c.logicalProcessors)
+        reason(std::to_string(c.threads) + " threads ran on " + std::to_string(c.logicalProcessors) +
+               " logical processors: the points overstate the processor",
+               false);
+    if (evidence.htt && c.threadsPerCore == 1)
+        reason("an HTT run on a processor whose cores run one thread each: the HTT efficiency measures nothing",
+               false);
+    if (c.stealPercent && AsShown(*c.stealPercent) > SteadyOtherPercent)
+        reason("the host took " + Percent(*c.stealPercent) + " of a processor from this machine (steal time)");
+
+    bool otherGovernor = false;
+    for (const std::string& governor : c.governors)
+        otherGovernor = otherGovernor || governor != "performance";
+    if (otherGovernor)
+        verdict.notes.push_back("the frequency governor is " + c.governors.front() +
+                                (c.governors.size() > 1 ? " (and others)" : "") +
+                                ", not performance: the clock may change during a run");
+    return verdict;
+}
+
+void CompleteEvidence(TestEvidence& evidence)
+{
+    evidence.summary = SummarizeSamples(evidence.threads);
+    evidence.threadSpread = SpreadPercent(evidence.threadPoints);
+    evidence.verdict = JudgeRun(evidence);
+}
+
+std::string EvidenceLine(const TestEvidence& evidence)
+{
+    if (!evidence.measured)
+        return {};
+    const SampleSummary& s = evidence.summary;
+    std::string line = "This run: ";
+    const std::string spread = "spread " + Percent(s.spread);
+    if (evidence.verdict.steady) {
+        line += std::to_string(s.seconds) + (s.seconds == 1 ? " one-second sample" : " one-second samples");
+        line += ", " + spread + ", steady.";
+        return line;
+    }
+    line += spread;
+    // The spread is said already; "during the run" goes without saying here.
+    const std::string during = " during the run";
+    for (std::string reason : evidence.verdict.reasons) {
+        if (reason.rfind("the rate varied", 0) == 0)
+            continue;
+        if (const std::size_t at = reason.find(during); at != std::string::npos)
+            reason.erase(at, during.size());
+        line += ", " + reason;
+    }
+    return line + (evidence.verdict.mayBeLow ? ": the score may be low." : ".");
+}
+
+ConditionsSnapshot ConditionsBeforeRun()
+{
+    return ReadConditionsSnapshot(SensorRoot);
+}
+
+RunConditions ConditionsAfterRun(const ConditionsSnapshot& before, std::uint32_t threads)
+{
+    const ConditionsSnapshot after = ReadConditionsSnapshot(SensorRoot);
+    // The topology does not change while the program runs: read once a root.
+    static std::string topologyRoot;
+    static MachineTopology topology;
+    if (topologyRoot.empty() || topologyRoot != SensorRoot) {
+        topology = ReadMachineTopology(SensorRoot);
+        topologyRoot = SensorRoot;
+    }
+    return CompareConditions(before, after, topology, threads, ::sysconf(_SC_CLK_TCK));
+}

@@ -1,0 +1,82 @@
+// What a speed or power run measured besides its points: the blocks of each
+// second, their spread, the run's conditions, and a verdict on whether the
+// score can be trusted.
+#pragma once
+
+#include "bench/work_cycle.h"
+#include "sensors/run_conditions.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Names the measured work. Changed only when the work cycle's operations
+/// change: scores of different work are never compared.
+constexpr const char* WorkCycleIdentity = "tarnwick-cycle-1";
+
+/// The per-second rates (points a second: 10 x blocks) of whole seconds.
+struct SampleSummary {
+    std::uint32_t seconds = 0;
+    double mean = 0.0;
+    double slowest = 0.0;
+    double fastest = 0.0;
+    double spread = 0.0;  ///< coefficient of variation, per cent (0 under two seconds)
+};
+
+/// The rates of `perSecond` summed second by second over the threads.
+SampleSummary SummarizeSamples(const std::vector<RunSamples>& threads);
+
+/// Coefficient of variation of `values` in per cent (population deviation
+/// over the mean); 0 under two values or a mean of 0.
+double SpreadPercent(const std::vector<double>& values);
+
+/// The verdict thresholds.
+constexpr double SteadySpreadPercent = 2.0;       ///< per-second rates at most this spread
+constexpr double SteadyOtherPercent = 10.0;       ///< other programs at most this share of a processor
+
+struct Verdict {
+    bool steady = true;
+    std::vector<std::string> reasons;  ///< why it is unsteady, in plain words
+    std::vector<std::string> notes;    ///< worth knowing, not a reason
+    bool mayBeLow = false;             ///< a reason that lowers the score (not one that overstates it)
+};
+
+/// One speed or power run with its evidence.
+struct TestEvidence {
+    bool measured = false;  ///< false until a test has run
+    std::string test;       ///< "speed" or "power"
+    std::int32_t millis = 0;  ///< the run length the points divide by
+    std::vector<RunSamples> threads;   ///< one for the speed test
+    std::vector<double> threadPoints;  ///< each thread's points
+    double points = 0.0;
+    bool htt = false;       ///< an HTT run (the power test's option)
+    SampleSummary summary;
+    double threadSpread = 0.0;  ///< spread of threadPoints, per cent
+    RunConditions conditions;
+    Verdict verdict;
+};
+
+/// Judges a run from its samples and conditions.
+Verdict JudgeRun(const TestEvidence& evidence);
+
+/// Fills summary, threadSpread and verdict from the rest.
+void CompleteEvidence(TestEvidence& evidence);
+
+/// The points a run's samples give: 10 x blocks / whole seconds of the
+/// length, summed over the threads (the points formula, thread by thread).
+double PointsFromSamples(const std::vector<RunSamples>& threads, std::int32_t millis);
+
+/// The chart's and the runner's line: "This run: 10 one-second samples,
+/// spread 0.4 %, steady." or "This run: spread 7.2 %, another program used
+/// 48 % of a processor: the score may be low."
+std::string EvidenceLine(const TestEvidence& evidence);
+
+/// The evidence of the last speed and power runs (the window's and the
+/// runner's; one thread writes them, after the run).
+extern TestEvidence LastSpeedEvidence;
+extern TestEvidence LastPowerEvidence;
+
+/// Reads the snapshot before a run, under SensorRoot.
+ConditionsSnapshot ConditionsBeforeRun();
+/// Reads the snapshot after a run and combines it with `before`.
+RunConditions ConditionsAfterRun(const ConditionsSnapshot& before, std::uint32_t threads);

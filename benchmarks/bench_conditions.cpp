@@ -1,0 +1,59 @@
+// Reading the run conditions of this machine as each test does: one snapshot
+// before, one after, and their comparison. Together they must stay under
+// 5 ms, so that they do not weigh on a short test.
+#include "sensors/run_conditions.h"
+
+#include "measure.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+namespace {
+constexpr int Warmup = 50;
+constexpr int Repetitions = 2000;
+constexpr double TargetMilliseconds = 5.0;
+
+double Milliseconds(std::chrono::steady_clock::duration span)
+{
+    return std::chrono::duration<double, std::milli>(span).count();
+}
+}  // namespace
+
+int main()
+{
+    const long ticksPerSecond = sysconf(_SC_CLK_TCK);
+    const MachineTopology topology = ReadMachineTopology("/");
+    std::vector<double> pairs, singles;
+    pairs.reserve(Repetitions);
+    singles.reserve(Repetitions);
+    int answered = 0;  // comparisons with a share of other programs
+    for (int k = 0; k < Warmup + Repetitions; ++k) {
+        const auto start = std::chrono::steady_clock::now();
+        const ConditionsSnapshot before = ReadConditionsSnapshot("/");
+        const auto middle = std::chrono::steady_clock::now();
+        const ConditionsSnapshot after = ReadConditionsSnapshot("/");
+        const RunConditions run = CompareConditions(before, after, topology, 1, ticksPerSecond);
+        const auto stop = std::chrono::steady_clock::now();
+        if (k < Warmup)
+            continue;
+        pairs.push_back(Milliseconds(stop - start));
+        singles.push_back(Milliseconds(middle - start));
+        answered += run.otherPercent.has_value();
+    }
+    const ConditionsSnapshot last = ReadConditionsSnapshot("/");
+    std::printf("machine: %u logical processors, %zu governors, throttle counters %s, sensors %s\n",
+                topology.logicalProcessors, topology.governors.size(), last.throttleCount ? "yes" : "no",
+                last.highestCelsius || last.lowestMhz ? "yes" : "no");
+    std::printf("wall time of %d repetitions after %d to warm up:\n", Repetitions, Warmup);
+    std::printf("one snapshot:              median %7.3f ms, worst %7.3f ms\n", Median(singles),
+                *std::max_element(singles.begin(), singles.end()));
+    const double median = Median(pairs), worst = *std::max_element(pairs.begin(), pairs.end());
+    std::printf("before + after + compare:  median %7.3f ms, worst %7.3f ms  (target < %.1f ms: %s)\n", median,
+                worst, TargetMilliseconds, median < TargetMilliseconds ? "met" : "missed");
+    std::printf("comparisons with a share of other programs: %d of %d\n", answered, Repetitions);
+    return 0;
+}

@@ -1,0 +1,141 @@
+// Merging 10,000 result documents (one speed thread and eight power threads
+// of ten seconds each) into a table of 100,000 records through the library:
+// every document read, checked and judged, its record added, and the added
+// records compared with the others of their model. Target: under 2 s.
+#include "app/notify.h"
+#include "config/paths.h"
+#include "results/merge.h"
+#include "results/result_document.h"
+
+#include "measure.h"
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+constexpr int Records = 100000;
+constexpr int Documents = 10000;
+constexpr int Models = 5000;
+constexpr int Runs = 5;
+constexpr double TargetSeconds = 2.0;
+
+void WriteTable(const std::filesystem::path& file)
+{
+    std::mt19937 random(7);
+    std::ofstream out(file, std::ios::binary);
+    for (int i = 0; i < Records; ++i) {
+        const unsigned speed = 8000 + random() % 4000;
+        out << "AMD;Processor model " << random() % Models << ';' << 1000 + random() % 4000 << ';'
+            << 1000 + random() % 5000 << ";1;8;16;Linux;6." << i << ';' << speed << ';'
+            << speed * (6 + random() % 3) << ";yes\n";
+    }
+}
+
+RunSamples Samples(std::mt19937& random)
+{
+    RunSamples samples;
+    const std::uint32_t rate = 800 + random() % 400;
+    for (int second = 0; second < 10; ++second)
+        samples.perSecond.push_back(rate + random() % 5);
+    samples.after = random() % 3;
+    return samples;
+}
+
+TestEvidence Evidence(const char* test, std::vector<RunSamples> threads)
+{
+    TestEvidence e;
+    e.measured = true;
+    e.test = test;
+    e.millis = 10000;
+    for (const RunSamples& thread : threads)
+        e.threadPoints.push_back(10.0 * static_cast<double>(thread.Blocks()) / 10.0);
+    e.threads = std::move(threads);
+    e.points = PointsFromSamples(e.threads, e.millis);
+    e.conditions.wallSeconds = 10.004;
+    e.conditions.otherPercent = 0.8;
+    e.conditions.stealPercent = 0.0;
+    e.conditions.governors = std::vector<std::string>(16, "performance");
+    e.conditions.threadsPerCore = 2;
+    e.conditions.logicalProcessors = 16;
+    e.conditions.threads = static_cast<std::uint32_t>(e.threads.size());
+    CompleteEvidence(e);
+    return e;
+}
+
+std::vector<MergeSource> MakeDocuments(std::size_t& bytes)
+{
+    std::mt19937 random(8);
+    std::vector<MergeSource> sources;
+    bytes = 0;
+    for (int k = 0; k < Documents; ++k) {
+        ResultDocument d;
+        d.version = "1.5.0.0";
+        d.workCycle = WorkCycleIdentity;
+        d.date = "2026-11-24T09:30:00Z";
+        d.machine = {"AuthenticAMD", "AMD Ryzen 7 5800X 8-Core Processor", "A20F10",
+                     "AMD Ryzen 7 5800X 8-Core Processor", 16, "6.1.0-27-amd64", "Debian GNU/Linux 12 (bookworm)"};
+        d.speed = Evidence("speed", {Samples(random)});
+        std::vector<RunSamples> threads;
+        for (int t = 0; t < 8; ++t)
+            threads.push_back(Samples(random));
+        d.power = Evidence("power", std::move(threads));
+        char points[64];
+        std::snprintf(points, sizeof points, "%.0f;%.0f", d.speed.points, d.power.points);
+        d.record = "AMD;Processor model " + std::to_string(random() % Models) + ";3800;4700;1;8;16;Linux;7." +
+                   std::to_string(k) + ';' + points + ";yes";
+        sources.push_back({wxString::Format(wxS("doc%d.json"), k), WriteResultDocument(d)});
+        bytes += sources.back().bytes.size();
+    }
+    return sources;
+}
+}  // namespace
+
+int main()
+{
+    char pattern[] = "/tmp/tarnwick-bench-XXXXXX";
+    if (mkdtemp(pattern) == nullptr)
+        return 1;
+    const std::filesystem::path dir = pattern;
+    WriteTable(dir / "table.csv");
+    std::filesystem::current_path(dir);
+    SetExecutablePathForTests(wxString::FromUTF8((dir / "tarnwick").string()));
+    SetNotifier([](const wxString& text, const wxString&) { std::printf("message: %s\n", text.utf8_str().data()); });
+    std::size_t bytes = 0;
+    const std::vector<MergeSource> sources = MakeDocuments(bytes);
+
+    std::vector<double> walls, cpus;
+    std::size_t implausible = 0;
+    for (int run = 0; run < Runs; ++run) {
+        std::filesystem::copy_file(dir / "table.csv", dir / "cpu_results.csv",
+                                   std::filesystem::copy_options::overwrite_existing);
+        const double cpu = CpuMilliseconds(RUSAGE_SELF);
+        const auto start = std::chrono::steady_clock::now();
+        const MergeOutcome outcome = MergeResults(sources);
+        const auto stop = std::chrono::steady_clock::now();
+        cpus.push_back(CpuMilliseconds(RUSAGE_SELF) - cpu);
+        walls.push_back(std::chrono::duration<double, std::milli>(stop - start).count());
+        if (outcome.status != 0 || outcome.documents != Documents || outcome.added != Documents ||
+            !outcome.refused.empty()) {
+            std::printf("a run failed: status %d, %zu documents, %zu added, %zu refused%s%s\n", outcome.status,
+                        outcome.documents, outcome.added, outcome.refused.size(),
+                        outcome.refused.empty() ? "" : ": ", outcome.refused.empty() ? "" :
+                        outcome.refused[0].reason.utf8_str().data());
+            return 1;
+        }
+        implausible = outcome.implausible.size();
+    }
+    std::printf("merge %d result documents (%.1f MB, 9 threads of 10 s each) into a table of %d records\n"
+                "(median of %d runs; %zu added records reported implausible):\n",
+                Documents, bytes / 1e6, Records, Runs, implausible);
+    std::printf("wall time:       %8.1f ms\n", Median(walls));
+    std::printf("processor time:  %8.1f ms\n", Median(cpus));
+    std::printf("time / target:   %8.2f  (target <= 1.00: %.1f s)\n", Median(walls) / 1000.0 / TargetSeconds,
+                TargetSeconds);
+    std::filesystem::remove_all(dir);
+    return 0;
+}

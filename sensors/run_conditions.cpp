@@ -1,0 +1,591 @@
+#include "sensors/run_conditions.h"
+
+#include "sensors/sensors.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+// Longer files are cut here: /proc/cpuinfo of a thousand processors, or a
+// device that never ends, must neither hang nor exhaust memory.
+constexpr std::size_t TextLimit = 1u << 20;
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+std::string_view Trim(std::string_view text)
+{
+    while (!text.empty() && IsSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+/// Control characters become spaces, so that a value stays one line.
+std::string OneLine(std::string_view text)
+{
+    std::string line(text);
+    for (char& c : line)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = ' ';
+    return line;
+}
+
+std::string Join(const std::string& root, std::string_view relative)
+{
+    std::string path = root.empty() ? std::string("/") : root;
+    if (path.back() != '/')
+        path.push_back('/');
+    path.append(relative);
+    return path;
+}
+
+int OpenForReading(const char* path)
+{
+    // Non-blocking, so that a FIFO in the tree cannot hang the read.
+    return ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+}
+
+/// Reads the start of a file with one read into `buffer`: the bytes read,
+/// or -1 when the file cannot be read or fills the buffer (longer than
+/// anything we look for).
+template <std::size_t N>
+ssize_t ReadStart(const char* path, std::array<char, N>& buffer)
+{
+    const int fd = OpenForReading(path);
+    if (fd < 0)
+        return -1;
+    ssize_t count;
+    do
+        count = ::read(fd, buffer.data(), buffer.size());
+    while (count < 0 && errno == EINTR);
+    ::close(fd);
+    if (count < 0 || static_cast<std::size_t>(count) >= buffer.size())
+        return -1;
+    return count;
+}
+
+/// A one-value file (a counter, a state, a governor), trimmed; nullopt
+/// when absent, unreadable, empty or longer than a value can be.
+std::optional<std::string> ReadValue(const std::string& path)
+{
+    std::array<char, 256> buffer;
+    const ssize_t count = ReadStart(path.c_str(), buffer);
+    if (count <= 0)
+        return std::nullopt;
+    const std::string_view text = Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+    if (text.empty())
+        return std::nullopt;
+    return OneLine(text);
+}
+
+/// A text file up to TextLimit; a longer one is cut after its last whole
+/// line below the limit. nullopt when it cannot be read.
+std::optional<std::string> ReadText(const std::string& path)
+{
+    const int fd = OpenForReading(path.c_str());
+    if (fd < 0)
+        return std::nullopt;
+    std::string text;
+    constexpr std::size_t Chunk = 65536;
+    bool cut = false;
+    for (;;) {
+        const std::size_t used = text.size();
+        if (used >= TextLimit) {
+            cut = true;
+            break;
+        }
+        const std::size_t want = std::min(Chunk, TextLimit - used);
+        text.resize(used + want);
+        ssize_t count;
+        do
+            count = ::read(fd, text.data() + used, want);
+        while (count < 0 && errno == EINTR);
+        if (count < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        text.resize(used + static_cast<std::size_t>(count));
+        if (count == 0)
+            break;
+    }
+    ::close(fd);
+    if (cut) {
+        const std::size_t newline = text.rfind('\n');
+        text.resize(newline == std::string::npos ? 0 : newline + 1);
+    }
+    return text;
+}
+
+std::optional<std::uint64_t> ParseUnsigned(std::string_view text)
+{
+    if (text.empty())
+        return std::nullopt;
+    std::uint64_t value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || ptr != end)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<long long> ParseSigned(std::string_view text)
+{
+    text = Trim(text);
+    if (text.empty())
+        return std::nullopt;
+    long long value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || ptr != end)
+        return std::nullopt;
+    return value;
+}
+
+/// The words of a line, split at spaces and tabs.
+std::vector<std::string_view> Words(std::string_view line)
+{
+    std::vector<std::string_view> words;
+    std::size_t at = 0;
+    while (at < line.size()) {
+        while (at < line.size() && (line[at] == ' ' || line[at] == '\t'))
+            ++at;
+        const std::size_t start = at;
+        while (at < line.size() && line[at] != ' ' && line[at] != '\t')
+            ++at;
+        if (at > start)
+            words.push_back(line.substr(start, at - start));
+    }
+    return words;
+}
+
+/// a + b, or nullopt when either is missing or the sum does not fit.
+std::optional<std::uint64_t> Add(std::optional<std::uint64_t> a, std::optional<std::uint64_t> b)
+{
+    std::uint64_t sum = 0;
+    if (!a || !b || __builtin_add_overflow(*a, *b, &sum))
+        return std::nullopt;
+    return sum;
+}
+
+/// Entries of `dir` named prefix + digits ("cpu12"), by their number. A
+/// missing or unreadable directory gives none.
+std::vector<std::pair<unsigned long, std::string>> NumberedEntries(const std::string& dir, std::string_view prefix)
+{
+    std::vector<std::pair<unsigned long, std::string>> found;
+    DIR* stream = ::opendir(dir.c_str());
+    if (stream == nullptr)
+        return found;
+    while (const dirent* entry = ::readdir(stream)) {
+        const std::string_view name(entry->d_name);
+        if (name.size() <= prefix.size() || !name.starts_with(prefix))
+            continue;
+        const std::string_view digits = name.substr(prefix.size());
+        if (!std::all_of(digits.begin(), digits.end(), IsDigit))
+            continue;
+        unsigned long number = 0;
+        const auto [ptr, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        if (error != std::errc() || ptr != digits.data() + digits.size())
+            continue;
+        found.emplace_back(number, std::string(name));
+    }
+    ::closedir(stream);
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+/// The names in `dir` other than "." and "..", sorted.
+std::vector<std::string> EntryNames(const std::string& dir)
+{
+    std::vector<std::string> names;
+    DIR* stream = ::opendir(dir.c_str());
+    if (stream == nullptr)
+        return names;
+    while (const dirent* entry = ::readdir(stream)) {
+        const std::string_view name(entry->d_name);
+        if (name != "." && name != "..")
+            names.emplace_back(name);
+    }
+    ::closedir(stream);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool IsDirectory(const std::string& path)
+{
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// The first line of /proc/stat: "cpu  user nice system idle iowait irq
+/// softirq steal guest guest_nice". Older kernels write fewer columns: what
+/// needs a missing one stays empty; a line that is not all numbers gives
+/// nothing.
+void ParseProcStat(std::string_view text, ConditionsSnapshot& snapshot)
+{
+    const std::size_t newline = text.find('\n');
+    const std::vector<std::string_view> words = Words(text.substr(0, newline));
+    if (words.empty() || words[0] != "cpu")
+        return;
+    std::vector<std::uint64_t> columns;
+    for (std::size_t k = 1; k < words.size(); ++k) {
+        const std::optional<std::uint64_t> value = ParseUnsigned(words[k]);
+        if (!value)
+            return;
+        columns.push_back(*value);
+    }
+    const auto column = [&columns](std::size_t k) -> std::optional<std::uint64_t> {
+        return k < columns.size() ? std::optional<std::uint64_t>(columns[k]) : std::nullopt;
+    };
+    // user + nice + system + irq + softirq
+    snapshot.busyTicks = Add(Add(Add(Add(column(0), column(1)), column(2)), column(5)), column(6));
+    snapshot.stealTicks = column(7);
+}
+
+/// utime + stime, fields 14 and 15 of /proc/PID/stat. Field 2 is the
+/// command name in parentheses, which may itself hold spaces and ')': the
+/// fields are counted from the last ')'.
+std::optional<std::uint64_t> ParseOwnTicks(std::string_view text)
+{
+    const std::size_t close = text.rfind(')');
+    if (close == std::string_view::npos || text.find('(') > close)
+        return std::nullopt;
+    std::string_view rest = text.substr(close + 1);
+    if (const std::size_t newline = rest.find('\n'); newline != std::string_view::npos)
+        rest = rest.substr(0, newline);
+    const std::vector<std::string_view> words = Words(rest);
+    // words[0] is field 3 (the state), so field N is words[N - 3].
+    if (words.size() < 13)
+        return std::nullopt;
+    return Add(ParseUnsigned(words[11]), ParseUnsigned(words[12]));
+}
+
+/// The sum of the cpuN/thermal_throttle/*_throttle_count: each core's own
+/// counters, and a package's counters once for the package (every processor
+/// of a package shows the same one); nullopt when none can be read.
+std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
+{
+    const std::string cpus = Join(root, "sys/devices/system/cpu/");
+    std::optional<std::uint64_t> total;
+    std::array<char, 32> buffer;
+    std::set<std::string> packagesCounted;
+    for (const auto& [number, cpu] : NumberedEntries(cpus, "cpu")) {
+        const std::string dir = cpus + cpu + "/thermal_throttle/";
+        const std::optional<std::string> package = ReadValue(cpus + cpu + "/topology/physical_package_id");
+        bool packageCounted = package && packagesCounted.count(*package) != 0;
+        for (const std::string& name : EntryNames(dir)) {
+            if (!std::string_view(name).ends_with("_throttle_count"))
+                continue;
+            if (std::string_view(name).starts_with("package_")) {
+                if (packageCounted)
+                    continue;
+                if (package)
+                    packagesCounted.insert(*package);
+            }
+            const ssize_t count = ReadStart((dir + name).c_str(), buffer);
+            if (count <= 0)
+                continue;
+            const std::optional<std::uint64_t> value =
+                ParseUnsigned(Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count))));
+            if (!value)
+                continue;
+            std::uint64_t sum = 0;
+            // Past the largest count: saturate rather than wrap.
+            total = __builtin_add_overflow(total.value_or(0), *value, &sum) ? UINT64_MAX : sum;
+        }
+    }
+    return total;
+}
+
+/// A mains adapter that is offline, or a battery that discharges. Batteries
+/// of devices (a wireless mouse: scope "Device") do not power the machine
+/// and are passed over.
+bool ReadOnBattery(const std::string& root)
+{
+    const std::string supplies = Join(root, "sys/class/power_supply/");
+    for (const std::string& name : EntryNames(supplies)) {
+        const std::string dir = supplies + name + "/";
+        const std::optional<std::string> type = ReadValue(dir + "type");
+        if (!type)
+            continue;
+        if (*type == "Mains") {
+            if (ReadValue(dir + "online") == "0")
+                return true;
+        } else if (*type == "Battery") {
+            if (ReadValue(dir + "scope") == "Device")
+                continue;
+            if (ReadValue(dir + "status") == "Discharging")
+                return true;
+        }
+    }
+    return false;
+}
+
+/// The value of the first line "key<blanks>: value" of /proc/cpuinfo.
+std::optional<std::string_view> CpuinfoValue(std::string_view text, std::string_view key)
+{
+    while (!text.empty()) {
+        const std::size_t newline = text.find('\n');
+        std::string_view line = text.substr(0, newline);
+        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
+        if (!line.starts_with(key))
+            continue;
+        line.remove_prefix(key.size());
+        while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
+            line.remove_prefix(1);
+        if (line.empty() || line.front() != ':')
+            continue;
+        return Trim(line.substr(1));
+    }
+    return std::nullopt;
+}
+
+/// One value of os-release: shell-like quoting, in double quotes and bare
+/// with backslash escapes, in single quotes without.
+std::string UnquoteOsRelease(std::string_view value)
+{
+    std::string out;
+    char quote = 0;
+    for (std::size_t k = 0; k < value.size(); ++k) {
+        const char c = value[k];
+        if (quote == '\'') {
+            if (c == '\'')
+                quote = 0;
+            else
+                out.push_back(c);
+        } else if (c == '\\' && k + 1 < value.size()) {
+            out.push_back(value[++k]);
+        } else if (quote == '"') {
+            if (c == '"')
+                quote = 0;
+            else
+                out.push_back(c);
+        } else if (c == '"' || c == '\'') {
+            quote = c;
+        } else {
+            out.push_back(c);
+        }
+    }
+    return OneLine(Trim(out));
+}
+
+std::map<std::string, std::string, std::less<>> ParseOsRelease(std::string_view text)
+{
+    std::map<std::string, std::string, std::less<>> values;
+    while (!text.empty()) {
+        const std::size_t newline = text.find('\n');
+        const std::string_view line = Trim(text.substr(0, newline));
+        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
+        if (line.empty() || line.front() == '#')
+            continue;
+        const std::size_t equals = line.find('=');
+        if (equals == 0 || equals == std::string_view::npos)
+            continue;
+        const std::string_view key = line.substr(0, equals);
+        const bool validKey = std::all_of(key.begin(), key.end(), [](char c) {
+            return IsDigit(c) || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+        });
+        if (validKey)
+            values[std::string(key)] = UnquoteOsRelease(line.substr(equals + 1));
+    }
+    return values;
+}
+
+}  // namespace
+
+ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
+{
+    ConditionsSnapshot snapshot;
+    snapshot.steadyNanos =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+
+    // Only the first line matters; the kernel writes it first.
+    std::array<char, 1024> buffer;
+    {
+        const int fd = OpenForReading(Join(root, "proc/stat").c_str());
+        if (fd >= 0) {
+            ssize_t count;
+            do
+                count = ::read(fd, buffer.data(), buffer.size());
+            while (count < 0 && errno == EINTR);
+            ::close(fd);
+            const std::string_view text(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+            // A first line that does not end within the buffer is not whole.
+            if (count > 0 && (text.find('\n') != std::string_view::npos ||
+                              static_cast<std::size_t>(count) < buffer.size()))
+                ParseProcStat(text, snapshot);
+        }
+    }
+    if (const ssize_t count = ReadStart(Join(root, "proc/self/stat").c_str(), buffer); count > 0)
+        snapshot.ownTicks = ParseOwnTicks(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+
+    snapshot.throttleCount = ReadThrottleCount(root);
+    snapshot.onBattery = ReadOnBattery(root);
+
+    const MachineSensors::Reading reading = MachineSensors(root).Read();
+    snapshot.highestCelsius = reading.headlineCelsius;
+    snapshot.lowestMhz = reading.lowestMhz;
+    return snapshot;
+}
+
+MachineTopology ReadMachineTopology(const std::string& root)
+{
+    MachineTopology topology;
+    const std::string cpus = Join(root, "sys/devices/system/cpu/");
+    const auto entries = NumberedEntries(cpus, "cpu");
+
+    // A processor counts when it is online ("online" absent, as for cpu0,
+    // or not 0) and has a topology directory, which the kernel gives each
+    // online processor. Without any topology (a bare tree, an odd kernel)
+    // the online cpuN directories count, and packages and cores stay 0.
+    std::map<std::pair<long long, long long>, std::uint32_t> perCore;  // (package, core) -> threads
+    std::set<long long> packages;
+    std::uint32_t withTopology = 0, online = 0;
+    for (const auto& [number, cpu] : entries) {
+        const std::string dir = cpus + cpu + "/";
+        if (ReadValue(dir + "online") == "0")
+            continue;
+        ++online;
+        if (!IsDirectory(dir + "topology"))
+            continue;
+        ++withTopology;
+        const std::optional<std::string> package = ReadValue(dir + "topology/physical_package_id");
+        const std::optional<long long> packageId = package ? ParseSigned(*package) : std::nullopt;
+        if (!packageId)
+            continue;
+        packages.insert(*packageId);
+        const std::optional<std::string> core = ReadValue(dir + "topology/core_id");
+        if (const std::optional<long long> coreId = core ? ParseSigned(*core) : std::nullopt)
+            ++perCore[{*packageId, *coreId}];
+    }
+    topology.logicalProcessors = withTopology > 0 ? withTopology : online;
+    topology.packages = static_cast<std::uint32_t>(packages.size());
+    topology.cores = static_cast<std::uint32_t>(perCore.size());
+    // The most threads on one core: a hybrid processor has cores of two
+    // and cores of one.
+    for (const auto& [core, threads] : perCore)
+        topology.threadsPerCore = std::max(topology.threadsPerCore, threads);
+
+    for (const auto& [number, cpu] : entries)
+        if (std::optional<std::string> governor = ReadValue(cpus + cpu + "/cpufreq/scaling_governor"))
+            topology.governors.push_back(std::move(*governor));
+
+    const auto kilohertz = [&cpus](const char* file) -> std::optional<double> {
+        const std::optional<std::string> text = ReadValue(cpus + "cpu0/cpufreq/" + file);
+        return text ? ParseKilohertz(*text) : std::nullopt;
+    };
+    topology.baseMhz = kilohertz("base_frequency");
+    topology.maxMhz = kilohertz("cpuinfo_max_freq");
+    if (!topology.baseMhz && !topology.maxMhz) {
+        if (const std::optional<std::string> cpuinfo = ReadText(Join(root, "proc/cpuinfo"))) {
+            const std::vector<double> mhz = ParseCpuinfoMhz(*cpuinfo);
+            if (!mhz.empty())
+                topology.baseMhz = mhz.front();
+        }
+    }
+    return topology;
+}
+
+MachineFacts ReadMachineFacts(const std::string& root)
+{
+    MachineFacts facts;
+    if (const std::optional<std::string> cpuinfo = ReadText(Join(root, "proc/cpuinfo")))
+        if (const std::optional<std::string_view> model = CpuinfoValue(*cpuinfo, "model name"))
+            facts.modelName = OneLine(*model);
+    if (const std::optional<std::string> kernel = ReadValue(Join(root, "proc/sys/kernel/osrelease")))
+        facts.kernel = *kernel;
+
+    // /etc/os-release, else the distribution's own copy it usually links to.
+    std::optional<std::string> osRelease = ReadText(Join(root, "etc/os-release"));
+    if (!osRelease)
+        osRelease = ReadText(Join(root, "usr/lib/os-release"));
+    if (osRelease) {
+        const auto values = ParseOsRelease(*osRelease);
+        const auto value = [&values](std::string_view key) -> std::string {
+            const auto found = values.find(key);
+            return found == values.end() ? std::string() : found->second;
+        };
+        facts.osName = value("NAME");
+        facts.osVersion = value("VERSION_ID");
+        if (facts.osVersion.empty())
+            facts.osVersion = value("VERSION");
+        facts.osPretty = value("PRETTY_NAME");
+    }
+    return facts;
+}
+
+std::uint64_t RunConditions::Throttles() const
+{
+    if (throttleBefore && throttleAfter && *throttleAfter >= *throttleBefore)
+        return *throttleAfter - *throttleBefore;
+    return 0;
+}
+
+namespace {
+
+/// How far a counter moved, or nullopt when it is missing or went back.
+std::optional<std::uint64_t> Delta(const std::optional<std::uint64_t>& before,
+                                   const std::optional<std::uint64_t>& after)
+{
+    if (!before || !after || *after < *before)
+        return std::nullopt;
+    return *after - *before;
+}
+
+}  // namespace
+
+RunConditions CompareConditions(const ConditionsSnapshot& before, const ConditionsSnapshot& after,
+                                const MachineTopology& topology, std::uint32_t threads, long ticksPerSecond)
+{
+    RunConditions run;
+    // In doubles: two arbitrary 64-bit values cannot overflow there.
+    const double wall = (static_cast<double>(after.steadyNanos) - static_cast<double>(before.steadyNanos)) / 1e9;
+    run.wallSeconds = wall > 0 ? wall : 0.0;
+
+    if (run.wallSeconds > 0 && ticksPerSecond > 0) {
+        const double scale = 100.0 / static_cast<double>(ticksPerSecond) / run.wallSeconds;
+        const std::optional<std::uint64_t> busy = Delta(before.busyTicks, after.busyTicks);
+        const std::optional<std::uint64_t> own = Delta(before.ownTicks, after.ownTicks);
+        if (busy && own) {
+            // Own time is counted apart from the busy total and can come out
+            // a tick above it.
+            const double other = (static_cast<double>(*busy) - static_cast<double>(*own)) * scale;
+            if (std::isfinite(other))
+                run.otherPercent = std::max(0.0, other);
+        }
+        if (const std::optional<std::uint64_t> steal = Delta(before.stealTicks, after.stealTicks)) {
+            const double percent = static_cast<double>(*steal) * scale;
+            if (std::isfinite(percent))
+                run.stealPercent = percent;
+        }
+    }
+
+    run.throttleBefore = before.throttleCount;
+    run.throttleAfter = after.throttleCount;
+    run.onBattery = before.onBattery || after.onBattery;
+    run.highestCelsiusStart = before.highestCelsius;
+    run.highestCelsiusEnd = after.highestCelsius;
+    run.lowestMhzStart = before.lowestMhz;
+    run.lowestMhzEnd = after.lowestMhz;
+    run.governors = topology.governors;
+    run.threadsPerCore = topology.threadsPerCore;
+    run.logicalProcessors = topology.logicalProcessors;
+    run.threads = threads;
+    return run;
+}
