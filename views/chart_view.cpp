@@ -1,6 +1,7 @@
 #include "views/chart_view.h"
 
 #include "app/state.h"
+#include "bench/evidence.h"
 #include "config/config_file.h"
 #include "results/results_table.h"
 
@@ -188,6 +189,19 @@ void AddHeaderRow(ViewLayout& layout, const wxString& results, int ruleEnd)
     layout.push_back(LineItem(10, 116, ruleEnd, 116));
 }
 
+// The line on how the run was measured, a free row below the table's last
+// row; none before a test has run.
+void AddEvidenceLine(ViewLayout& layout, const TestEvidence& evidence)
+{
+    if (!evidence.measured)
+        return;
+    int lastRow = FirstRowTop;
+    for (const ViewItem& item : layout)
+        if (item.kind == ViewItem::Kind::Text)
+            lastRow = std::max(lastRow, item.y);
+    layout.push_back(TextItem(wxString::FromUTF8(EvidenceLine(evidence).c_str()), 10, lastRow + 2 * RowHeight));
+}
+
 wxString Decimal(std::uint32_t value)
 {
     return wxString::Format(wxS("%i"), static_cast<int>(value));
@@ -209,6 +223,7 @@ ViewLayout LayoutSpeedChart()
     };
     AddHeaderRow(layout, wxS("Results (points)"), 775);
     AddTable(layout, {SpeedRanking.get(), LastSpeedPoints, SpeedChartRows, &SpeedChartScale, false});
+    AddEvidenceLine(layout, LastSpeedEvidence);
     return layout;
 }
 
@@ -232,5 +247,6 @@ ViewLayout LayoutPowerChart()
     };
     AddHeaderRow(layout, wxS("Results (points) (per core / per thread / HTT efficiency)"), 890);
     AddTable(layout, {PowerRanking.get(), LastPowerPoints, PowerChartRows, &PowerChartScale, true});
+    AddEvidenceLine(layout, LastPowerEvidence);
     return layout;
 }

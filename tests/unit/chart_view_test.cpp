@@ -1,4 +1,5 @@
 #include "app/state.h"
+#include "bench/evidence.h"
 #include "config/config_file.h"
 #include "saved_state.h"
 #include "results/results_table.h"
@@ -25,6 +26,8 @@ protected:
         CpuCores = 4;
         CpuListCount = 20;
         ThreadCount = 8;
+        LastSpeedEvidence = {};
+        LastPowerEvidence = {};
     }
 
     // Loads `lines` as the results file and sizes the chart rows.
@@ -353,6 +356,74 @@ TEST_F(Chart, StoredPowerRowsShowOnlyTheirPointsAndThisMachineAllFour)
         if (at.second >= 128 && text.Contains(wxS("(")))
             ++fourNumberLabels;
     EXPECT_EQ(fourNumberLabels, 1);
+}
+
+// A measured ten-second run: steady, or with another program busy.
+TestEvidence MeasuredRun(const char* test, double otherPercent)
+{
+    TestEvidence e;
+    e.measured = true;
+    e.test = test;
+    e.millis = 10000;
+    e.threads.push_back({std::vector<std::uint32_t>(10, 900), 0});
+    e.threadPoints = {9000.0};
+    e.points = 9000.0;
+    e.conditions.otherPercent = otherPercent;
+    e.conditions.threads = 1;
+    CompleteEvidence(e);
+    return e;
+}
+
+TEST_F(Chart, NoRunLineBeforeATest)
+{
+    LoadDescending(3);
+    LastSpeedPoints = 1.0;
+    LastPowerPoints = 1.0;
+    for (const ViewLayout& layout : {LayoutSpeedChart(), LayoutPowerChart()})
+        for (const auto& [at, text] : Texts(layout))
+            EXPECT_FALSE(text.StartsWith(wxS("This run"))) << text;
+}
+
+TEST_F(Chart, TheSpeedRunLineIsAFreeRowBelowTheLastRow)
+{
+    LoadDescending(3);
+    LastSpeedPoints = 1.0;  // last of four rows: 128, 144, 160, 176
+    LastSpeedEvidence = MeasuredRun("speed", 0.5);
+    const ViewLayout withLine = LayoutSpeedChart();
+    const auto texts = Texts(withLine);
+    EXPECT_EQ(texts.at({10, 208}), "This run: 10 one-second samples, spread 0.0 %, steady.");
+    // Everything else is drawn as without it, and nothing lies below it.
+    LastSpeedEvidence = {};
+    ViewLayout without = LayoutSpeedChart();
+    ASSERT_EQ(withLine.size(), without.size() + 1);
+    EXPECT_TRUE(std::equal(without.begin(), without.end(), withLine.begin(), [](const ViewItem& a, const ViewItem& b) {
+        return a.kind == b.kind && a.text == b.text && a.x == b.x && a.y == b.y && a.x2 == b.x2 && a.y2 == b.y2;
+    }));
+    for (const ViewItem& item : without)
+        EXPECT_LT(item.y, 208);
+}
+
+TEST_F(Chart, ThePowerRunLineSaysWhyTheScoreMayBeLow)
+{
+    LoadDescending(2);
+    LastPowerPoints = 1.0e6;  // first of three rows: 128, 144, 160
+    LastPowerEvidence = MeasuredRun("power", 48.0);
+    const auto texts = Texts(LayoutPowerChart());
+    EXPECT_EQ(texts.at({10, 192}), "This run: spread 0.0 %, another program used 48 % of a processor: the score may be low.");
+    // The speed chart has its own run's line: none yet.
+    LastSpeedPoints = 1.0;
+    for (const auto& [at, text] : Texts(LayoutSpeedChart()))
+        EXPECT_FALSE(text.StartsWith(wxS("This run"))) << text;
+}
+
+TEST_F(Chart, TheRunLineFollowsAnEmptyTable)
+{
+    Load({});
+    LastSpeedPoints = 100.0;
+    LastSpeedEvidence = MeasuredRun("speed", 0.0);
+    const auto texts = Texts(LayoutSpeedChart());
+    EXPECT_EQ(texts.at({10, 128}), "This CPU");
+    EXPECT_EQ(texts.at({10, 160}).BeforeFirst(':'), "This run");
 }
 
 TEST_F(Chart, TextsOnlyForExactlyYes)
