@@ -91,13 +91,18 @@ void ManualPage()
     std::printf(".TP\n\\fB\\-\\-version\\fR\nshow the version.\n");
 
     std::printf(".SH EXIT STATUS\n.TP\n0\nDone (for merge: the table was written, or nothing needed writing).\n"
-                ".TP\n1\n%s\n.TP\n2\nThe command line was wrong.\n",
+                ".TP\n1\n%s\n.TP\n2\nThe command line was wrong.\n.TP\n3\n%s\n",
                 Roff("A file could not be read or written: one line on standard error says which and why, and the "
-                     "results table is as it was.").c_str());
+                     "results table is as it was.").c_str(),
+                Roff("With --strict: a run was unsteady (another program was busy, the rate varied from second to "
+                     "second, the processor throttled, the machine ran on battery, more threads than processors, or an "
+                     "HTT run on cores of one thread each); the results are printed all the same.").c_str());
 
     std::printf(".SH ENVIRONMENT\n.TP\n.B TARNWICK_SENSOR_ROOT\n%s\n",
                 Roff("A directory that holds another /sys and /proc (a host's, mounted into a container): the heat "
-                     "test reads its temperatures and frequencies there instead of under /.").c_str());
+                     "test reads its temperatures and frequencies there instead of under /, and every test the "
+                     "conditions of its run (other programs' processor time, governors, throttle counters, power "
+                     "supply, topology).").c_str());
 
     std::printf(".SH FILES\n");
     const char* files[][2] = {
@@ -119,6 +124,11 @@ void ManualPage()
         {"ssh lab-7 cat tarnwick/cpu_results.csv | tarnwick-cli merge -",
          "adds another machine's results to the table"},
         {"tarnwick-cli results --search ryzen", "the stored results that mention Ryzen"},
+        {"tarnwick-cli speed --repeat auto --strict",
+         "speed tests until three or more agree within 3.5 %; status 3 when a run was disturbed"},
+        {"tarnwick-cli record --save lab-7.json", "measures this machine and keeps the result with its evidence"},
+        {"tarnwick-cli merge --steady-only *.json",
+         "adds the result documents whose samples check out and whose runs were steady"},
     };
     for (const auto& example : examples)
         std::printf(".TP\n.B %s\n%s.\n", Roff(example[0]).c_str(), Roff(example[1]).c_str());

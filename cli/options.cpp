@@ -23,6 +23,13 @@ const std::vector<CliOption>& CliOptions()
          "use the results file PATH instead of the one beside the program (results, record, merge)"},
         {"log", "FILE", false, "write the heat test's readings to FILE, one CSV row a second"},
         {"plot", "FILE", false, "draw the finished heat view with its temperature curve into FILE as SVG"},
+        {"repeat", "N", false,
+         "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: three "
+         "runs, and more while their spread exceeds 3.5 %, at most six (speed, power)"},
+        {"strict", nullptr, false, "exit with status 3 when a run was unsteady (speed, power, record)"},
+        {"save", "FILE", false,
+         "write the result document to FILE: the record with both tests' samples, conditions and verdicts (record)"},
+        {"steady-only", nullptr, false, "refuse result documents with an unsteady run (merge)"},
         {"no-lock", nullptr, false,
          "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
          "a change another program makes at the same time can then be lost (record, merge)"},
@@ -33,19 +40,21 @@ const std::vector<CliOption>& CliOptions()
 const std::vector<CliCommand>& CliCommands()
 {
     static const std::vector<CliCommand> commands = {
-        {"speed", "", "the speed test: one task for 10 s", {"seconds"}, ""},
+        {"speed", "", "the speed test: one task for 10 s", {"seconds", "repeat", "strict"}, ""},
         {"power", "", "the power test: N threads for 10 s, with the per-core reference and the HTT efficiency",
-         {"seconds", "threads", "htt", "no-htt", "htt-off-result"}, ""},
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "strict"}, ""},
         {"heat", "", "the heat test: every processor busy for M minutes, with the temperatures and frequencies "
                      "the machine's sensors report",
          {"seconds", "minutes", "log", "plot"}, "minutes"},
         {"info", "", "what CPUID reports about the processor", {}, ""},
         {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, ""},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
-         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results", "no-lock"}, ""},
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results", "save", "strict", "no-lock"},
+         ""},
         {"merge", "FILE...",
-         "adds the records of other results files (- reads standard input) that the table does not hold yet",
-         {"results", "no-lock"}, ""},
+         "adds the records of other results files and result documents (- reads standard input) that the table "
+         "does not hold yet; a document is checked against its samples first",
+         {"results", "steady-only", "no-lock"}, ""},
     };
     return commands;
 }

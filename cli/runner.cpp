@@ -1,12 +1,14 @@
 #include "cli/runner.h"
 
 #include "cli/options.h"
+#include "cli/report.h"
 
 #include "app/notify.h"
 #include "app/numbers.h"
 #include "app/startup.h"
 #include "app/state.h"
 #include "app/version.h"
+#include "bench/evidence.h"
 #include "bench/heat.h"
 #include "bench/power.h"
 #include "bench/speed.h"
@@ -17,10 +19,12 @@
 #include "files/path_text.h"
 #include "results/last_test.h"
 #include "results/merge.h"
+#include "results/result_document.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 #include "results/search.h"
 #include "sensors/heat_readings.h"
+#include "sensors/run_conditions.h"
 #include "views/heat_view.h"
 #include "views/svg.h"
 
@@ -35,9 +39,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <ctime>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
+#include <functional>
 #include <cstring>
 #include <cstdio>
 #include <limits>
@@ -78,7 +85,14 @@ struct Options {
     wxString plot;                    ///< --plot: the heat view with its readings, as SVG
     std::vector<wxString> files;      ///< merge's files; "-" is standard input
     bool noLock = false;              ///< --no-lock: change the table even where it cannot be locked
+    int repeat = 0;                   ///< --repeat: runs (0: one, without a summary); RepeatAuto
+    bool strict = false;              ///< --strict: exit 3 on an unsteady run
+    wxString save;                    ///< --save: the result document
+    bool steadyOnly = false;          ///< --steady-only: merge refuses unsteady documents
 };
+
+constexpr int RepeatAuto = -1;
+constexpr int UnsteadyExit = 3;
 
 // "elapsed / total s, phase" on standard error, refreshed four times a
 // second while a run lasts; only when standard error is a terminal.
@@ -149,41 +163,16 @@ wxString ArgumentText(const wxString& argument)
     return text && std::string(wxConvLibc.cWC2MB(text.data())) == bytes ? wxString(text.data()) : argument;
 }
 
-std::string JsonString(const wxString& text)
-{
-    std::string out = "\"";
-    for (unsigned char c : ShownText(text).utf8_string()) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-            out += escaped;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out + "\"";
-}
-
-// A number for JSON: infinities and NaN (an HTT efficiency without a
-// reference) have no JSON form and are written as null.
-std::string JsonNumber(double value)
-{
-    if (value != value || value == std::numeric_limits<double>::infinity() ||
-        value == -std::numeric_limits<double>::infinity())
-        return "null";
-    char text[64];
-    std::snprintf(text, sizeof text, "%.0f", value);
-    return text;
-}
-
 std::string Points(double value)
 {
     char text[64];
     std::snprintf(text, sizeof text, "%.0f", value);
     return text;
+}
+
+std::string PadLeft(std::string text, std::size_t width)
+{
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
 }
 
 int RunLength(const Options& options)
@@ -198,19 +187,134 @@ std::string Length(const Options& options)
     return "10 s";
 }
 
+// The version and the measured work, with every score.
+void AddProvenance(Report& report)
+{
+    report["version"] = TARNWICK_VERSION;
+    report["workCycle"] = WorkCycleIdentity;
+}
+
+// The evidence line and the notes of one run, for the text form.
+void AddEvidenceLines(Report& report, const TestEvidence& evidence)
+{
+    report.Line(EvidenceLine(evidence));
+    for (const std::string& note : evidence.verdict.notes)
+        report.Line("Note: " + note + ".");
+}
+
+// One run of a test: its points, its evidence, and the members and lines
+// that describe it.
+struct TestRun {
+    double points = 0.0;
+    TestEvidence evidence;
+    nlohmann::ordered_json json;
+    std::vector<std::string> lines;
+};
+
+double Median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2.0;
+}
+
+// The runs --repeat asks for: N, or three and more while they differ by more
+// than 3.5 %, at most six.
+constexpr double RepeatSpreadPercent = 3.5;
+
+std::vector<TestRun> RunRepeated(const Options& options, const std::function<TestRun()>& runOnce, double& spread)
+{
+    std::vector<TestRun> runs;
+    const int wanted = options.repeat == RepeatAuto ? 3 : std::max(options.repeat, 1);
+    std::vector<double> points;
+    for (;;) {
+        runs.push_back(runOnce());
+        points.push_back(runs.back().points);
+        spread = SpreadPercent(points);
+        if (int(runs.size()) < wanted)
+            continue;
+        if (options.repeat == RepeatAuto && spread > RepeatSpreadPercent && runs.size() < 6)
+            continue;
+        return runs;
+    }
+}
+
+// Reports the runs of a test: one as it always was, several with each run,
+// the median and the spread between them. Returns the exit status.
+int ReportRuns(const Options& options, const char* test, const char* title, const std::vector<TestRun>& runs,
+               double spread)
+{
+    Report report(options.json);
+    bool unsteady = false;
+    for (const TestRun& run : runs)
+        unsteady = unsteady || !run.evidence.verdict.steady;
+    if (options.repeat == 0) {
+        report.Json() = runs.front().json;
+        AddProvenance(report);
+        report["evidence"] = EvidenceToJson(runs.front().evidence);
+        for (const std::string& line : runs.front().lines)
+            report.Line(line);
+        AddEvidenceLines(report, runs.front().evidence);
+    } else {
+        std::vector<double> points;
+        report["test"] = test;
+        report["runs"] = nlohmann::ordered_json::array();
+        for (std::size_t k = 0; k < runs.size(); ++k) {
+            const TestRun& run = runs[k];
+            points.push_back(run.points);
+            nlohmann::ordered_json json = run.json;
+            json.erase("test");
+            json["evidence"] = EvidenceToJson(run.evidence);
+            report["runs"].push_back(std::move(json));
+            report.Line("Run " + std::to_string(k + 1) + " of " + std::to_string(runs.size()) + ":");
+            for (const std::string& line : run.lines)
+                report.Line("  " + line);
+            report.Line("  " + EvidenceLine(run.evidence));
+        }
+        const double median = Median(points);
+        report["median"] = WholeNumber(median);
+        report["spread"] = std::round(spread * 100.0) / 100.0;
+        report["seconds"] = RunLength(options);
+        report["shortened"] = options.seconds > 0;
+        AddProvenance(report);
+        std::string summary = std::string(title) + ": median " + Points(median) + " points of " +
+                              std::to_string(runs.size()) + " runs, spread between runs " +
+                              FormatFixed(spread, 1) + " %";
+        if (options.repeat == RepeatAuto && spread > RepeatSpreadPercent) {
+            summary += " (still above 3.5 % after six runs)";
+            unsteady = true;
+        }
+        report.Line(summary + " (" + Length(options) + ")");
+        for (const std::string& note : runs.back().evidence.verdict.notes)
+            report.Line("Note: " + note + ".");
+    }
+    report["steady"] = !unsteady;
+    report.Print();
+    return options.strict && unsteady ? UnsteadyExit : 0;
+}
+
 int Speed(const Options& options)
 {
     SpeedTestMillis = RunLength(options) * 1000;
-    {
-        Progress progress(ShowProgress(options), RunLength(options));
-        LastSpeedPoints = RunSpeedBenchmark();
-    }
-    if (options.json)
-        std::printf("{\"test\": \"speed\", \"points\": %s, \"seconds\": %d, \"shortened\": %s}\n",
-                    JsonNumber(LastSpeedPoints).c_str(), RunLength(options), options.seconds > 0 ? "true" : "false");
-    else
-        std::printf("Speed test: %s points (%s)\n", Points(LastSpeedPoints).c_str(), Length(options).c_str());
-    return 0;
+    double spread = 0.0;
+    const std::vector<TestRun> runs = RunRepeated(options, [&] {
+        {
+            Progress progress(ShowProgress(options), RunLength(options));
+            LastSpeedPoints = RunSpeedBenchmark();
+        }
+        TestRun run;
+        run.points = LastSpeedPoints;
+        run.evidence = LastSpeedEvidence;
+        run.json["test"] = "speed";
+        run.json["points"] = WholeNumber(LastSpeedPoints);
+        run.json["seconds"] = RunLength(options);
+        run.json["shortened"] = options.seconds > 0;
+        run.lines.push_back("Speed test: " + Points(LastSpeedPoints) + " points (" + Length(options) + ")");
+        return run;
+    }, spread);
+    return ReportRuns(options, "speed", "Speed test", runs, spread);
 }
 
 void ApplyPowerOptions(const Options& options)
@@ -242,25 +346,34 @@ void MeasurePower(const Options& options)
 int Power(const Options& options)
 {
     ApplyPowerOptions(options);
-    MeasurePower(options);
-    if (options.json) {
-        std::printf("{\"test\": \"power\", \"points\": %s, \"threads\": %u, \"htt\": %s, \"httOffResult\": %u, "
-                    "\"perCore\": %s, \"perThread\": %s, \"httEfficiency\": %s, \"seconds\": %d, "
-                    "\"shortened\": %s}\n",
-                    JsonNumber(LastPowerPoints).c_str(), ThreadCount, HttOption != 0 ? "true" : "false",
-                    HttOffResult, JsonNumber(ReferenceCorePoints).c_str(), JsonNumber(AverageThreadPoints).c_str(),
-                    JsonNumber(HttEfficiency).c_str(), RunLength(options), options.seconds > 0 ? "true" : "false");
-        return 0;
-    }
-    std::printf("Power test: %s points with %u threads (%s)\n", Points(LastPowerPoints).c_str(), ThreadCount,
-                Length(options).c_str());
-    const char* reference = HttOption == 0      ? "the per-thread average"
-                            : HttOffResult != 0 ? "the result given with --htt-off-result"
-                            : (ThreadCount >> 1) != 0 ? "a run with half the threads"
-                                                      : "the earlier reference (one thread: no half run)";
-    std::printf("Per core: %s (%s)  Per thread: %s  HTT efficiency: %s%%\n", Points(ReferenceCorePoints).c_str(),
-                reference, Points(AverageThreadPoints).c_str(), Points(HttEfficiency).c_str());
-    return 0;
+    double spread = 0.0;
+    const std::vector<TestRun> runs = RunRepeated(options, [&] {
+        MeasurePower(options);
+        TestRun run;
+        run.points = LastPowerPoints;
+        run.evidence = LastPowerEvidence;
+        run.json["test"] = "power";
+        run.json["points"] = WholeNumber(LastPowerPoints);
+        run.json["threads"] = ThreadCount;
+        run.json["htt"] = HttOption != 0;
+        run.json["httOffResult"] = HttOffResult;
+        run.json["perCore"] = WholeNumber(ReferenceCorePoints);
+        run.json["perThread"] = WholeNumber(AverageThreadPoints);
+        run.json["httEfficiency"] = WholeNumber(HttEfficiency);
+        run.json["seconds"] = RunLength(options);
+        run.json["shortened"] = options.seconds > 0;
+        run.lines.push_back("Power test: " + Points(LastPowerPoints) + " points with " + std::to_string(ThreadCount) +
+                            " threads (" + Length(options) + ")");
+        const char* reference = HttOption == 0      ? "the per-thread average"
+                                : HttOffResult != 0 ? "the result given with --htt-off-result"
+                                : (ThreadCount >> 1) != 0 ? "a run with half the threads"
+                                                          : "the earlier reference (one thread: no half run)";
+        run.lines.push_back("Per core: " + Points(ReferenceCorePoints) + " (" + reference +
+                            ")  Per thread: " + Points(AverageThreadPoints) + "  HTT efficiency: " +
+                            Points(HttEfficiency) + "%");
+        return run;
+    }, spread);
+    return ReportRuns(options, "power", "Power test", runs, spread);
 }
 
 // Why an output the user named cannot be written, on one line.
@@ -414,40 +527,54 @@ int Heat(const Options& options)
         return 1;
     if (!logged)
         return 1;
-    if (options.json) {
-        const auto number = [](const std::optional<double>& value) { return value ? JsonNumber(*value) : "null"; };
-        std::printf("{\"test\": \"heat\", \"workers\": %u, \"milliseconds\": %d, \"seconds\": %.0f, "
-                    "\"highestCelsius\": %s, \"lowestMhz\": %s, \"throttled\": %s}\n",
-                    ThreadCount, HeatTestMillis, took, number(HeatReadings.HighestCelsius()).c_str(),
-                    number(HeatReadings.LowestMhz()).c_str(), HeatReadings.Throttled() ? "true" : "false");
-    } else {
-        std::printf("Heat test: %u workers busy for %.0f s (%s); %s\n", ThreadCount, took,
-                    options.seconds > 0 ? ("run shortened to " + std::to_string(options.seconds) + " s").c_str()
-                                        : (std::to_string(options.minutes) + " min").c_str(),
-                    SensorSummary().c_str());
-    }
+    const auto number = [](const std::optional<double>& value) {
+        return value ? WholeNumber(*value) : nlohmann::ordered_json(nullptr);
+    };
+    Report report(options.json);
+    report["test"] = "heat";
+    report["workers"] = ThreadCount;
+    report["milliseconds"] = HeatTestMillis;
+    report["seconds"] = WholeNumber(took);
+    report["highestCelsius"] = number(HeatReadings.HighestCelsius());
+    report["lowestMhz"] = number(HeatReadings.LowestMhz());
+    report["throttled"] = HeatReadings.Throttled();
+    report.Line("Heat test: " + std::to_string(ThreadCount) + " workers busy for " + Points(took) + " s (" +
+                (options.seconds > 0 ? "run shortened to " + std::to_string(options.seconds) + " s"
+                                     : std::to_string(options.minutes) + " min") +
+                "); " + SensorSummary());
+    report.Print();
     return 0;
 }
 
 int Info(const Options& options)
 {
-    if (options.json) {
-        std::printf("{\"processor\": %s, \"vendor\": %s, \"signature\": \"%X\", \"family\": %u, \"model\": %u, "
-                    "\"stepping\": %u, \"extendedFamily\": %u, \"extendedModel\": %u, \"type\": %u, "
-                    "\"cores\": %u, \"htt\": %u, \"logicalProcessors\": %u}\n",
-                    JsonString(CpuDisplayName).c_str(), JsonString(wxString::From8BitData(CpuVendorId)).c_str(),
-                    CpuSignature, CpuFamily, CpuModel, CpuStepping, CpuExtendedFamily, CpuExtendedModel, CpuType,
-                    CpuCores, CpuHtt, CpuCount);
-        return 0;
-    }
-    std::printf("Processor:           %s\n", Utf8(CpuDisplayName).c_str());
-    std::printf("Vendor:              %s\n", CpuVendorId);
-    std::printf("Signature:           %X\n", CpuSignature);
-    std::printf("Family: %X  Model: %X  Stepping: %X\n", CpuFamily, CpuModel, CpuStepping);
-    std::printf("Extended family: %X  Extended model: %X  Type: %X\n", CpuExtendedFamily, CpuExtendedModel, CpuType);
-    std::printf("Cores: %u  HTT: %u\n", CpuCores, CpuHtt);
-    std::printf("Logical processors:  %u\n", CpuCount);
-    std::printf("(as CPUID reports them; they may not match the hardware)\n");
+    Report report(options.json);
+    report["processor"] = ShownUtf8(CpuDisplayName);
+    report["vendor"] = ShownUtf8(wxString::From8BitData(CpuVendorId));
+    report["signature"] = wxString::Format(wxS("%X"), CpuSignature).utf8_string();
+    report["family"] = CpuFamily;
+    report["model"] = CpuModel;
+    report["stepping"] = CpuStepping;
+    report["extendedFamily"] = CpuExtendedFamily;
+    report["extendedModel"] = CpuExtendedModel;
+    report["type"] = CpuType;
+    report["cores"] = CpuCores;
+    report["htt"] = CpuHtt;
+    report["logicalProcessors"] = CpuCount;
+    const auto line = [&](const char* format, auto... values) {
+        char text[512];
+        std::snprintf(text, sizeof text, format, values...);
+        report.Line(text);
+    };
+    report.Line("Processor:           " + Utf8(CpuDisplayName));
+    line("Vendor:              %s", CpuVendorId);
+    line("Signature:           %X", CpuSignature);
+    line("Family: %X  Model: %X  Stepping: %X", CpuFamily, CpuModel, CpuStepping);
+    line("Extended family: %X  Extended model: %X  Type: %X", CpuExtendedFamily, CpuExtendedModel, CpuType);
+    line("Cores: %u  HTT: %u", CpuCores, CpuHtt);
+    line("Logical processors:  %u", CpuCount);
+    report.Line("(as CPUID reports them; they may not match the hardware)");
+    report.Print();
     return 0;
 }
 
@@ -469,40 +596,37 @@ int Results(const Options& options)
 {
     if (!LoadResults())
         return 1;
+    Report report(options.json);
     if (options.searching) {
         SetSearchText(options.search);
         FindResults();
-        if (options.json) {
-            std::printf("{\"search\": %s, \"hits\": [", JsonString(SearchText.get()).c_str());
-            for (std::int32_t j = 0; j < SearchHitCount; ++j)
-                std::printf("%s%s", j ? ", " : "", JsonString(SearchHits.get() + j * SearchHitWidth).c_str());
-            std::printf("]}\n");
-            return 0;
+        report["search"] = ShownUtf8(SearchText.get());
+        report["hits"] = nlohmann::ordered_json::array();
+        report.Line(std::to_string(SearchHitCount) + " search results for: " + Utf8(SearchText.get()));
+        for (std::int32_t j = 0; j < SearchHitCount; ++j) {
+            const wxString hit = SearchHits.get() + j * SearchHitWidth;
+            report["hits"].push_back(ShownUtf8(hit));
+            report.Line(Utf8(hit));
         }
-        std::printf("%d search results for: %s\n", SearchHitCount, Utf8(SearchText.get()).c_str());
-        for (std::int32_t j = 0; j < SearchHitCount; ++j)
-            std::printf("%s\n", Utf8(SearchHits.get() + j * SearchHitWidth).c_str());
+        report.Print();
         return 0;
     }
-    if (options.json)
-        std::printf("{\"results\": [");
-    else
-        std::printf("%5s %9s %9s  %s\n", "Place", "Speed", "Power", "Processor");
+    report["results"] = nlohmann::ordered_json::array();
+    report.Line("Place     Speed     Power  Processor");
     for (std::int32_t k = 0; k < RankedCount; ++k) {
         const std::int32_t line = static_cast<std::int32_t>(SpeedRanking[k].line);
         SplitResultRecord(static_cast<std::uint32_t>(line));
         const wxString name = RecordTitle.get();
         const double power = ParseReal(RecordFields[FieldPowerPoints].get());
-        if (options.json)
-            std::printf("%s{\"place\": %d, \"speed\": %s, \"power\": %s, \"processor\": %s, \"line\": %s}",
-                        k ? ", " : "", k + 1, JsonNumber(SpeedRanking[k].score).c_str(), JsonNumber(power).c_str(),
-                        JsonString(name).c_str(), JsonString(Row(line)).c_str());
-        else
-            std::printf("%5d %9s %9s  %s\n", k + 1, Points(SpeedRanking[k].score).c_str(), Points(power).c_str(),
-                        Utf8(name).c_str());
+        report["results"].push_back({{"place", k + 1},
+                                     {"speed", WholeNumber(SpeedRanking[k].score)},
+                                     {"power", WholeNumber(power)},
+                                     {"processor", ShownUtf8(name)},
+                                     {"line", ShownUtf8(Row(line))}});
+        report.Line(PadLeft(std::to_string(k + 1), 5) + " " + PadLeft(Points(SpeedRanking[k].score), 9) + " " +
+                    PadLeft(Points(power), 9) + "  " + Utf8(name));
     }
-    if (options.json)
-        std::printf("]}\n");
+    report.Print();
     return 0;
 }
 
@@ -515,10 +639,76 @@ void HintAfterRefusal()
                              "another program makes at the same time\n");
 }
 
+// The fields of this machine's record the kernel knows: rated and maximum
+// frequency, processors, cores, the OS version. What stays unknown stays
+// empty.
+void FillRecordFromKernel()
+{
+    const MachineTopology topology = ReadMachineTopology(SensorRoot);
+    const MachineFacts facts = ReadMachineFacts(SensorRoot);
+    const auto whole = [](const std::optional<double>& value) {
+        return value && *value > 0.0 ? wxString::Format(wxS("%.0f"), *value) : wxString();
+    };
+    SetRecordField(FieldRatedFrequency, whole(topology.baseMhz));
+    SetRecordField(FieldMaximumFrequency, whole(topology.maxMhz));
+    if (topology.packages != 0)
+        SetRecordField(FieldProcessors, wxString::Format(wxS("%u"), topology.packages));
+    if (topology.cores != 0)
+        SetRecordField(FieldCores, wxString::Format(wxS("%u"), topology.cores));
+    // "Debian 12": the distribution's first word and its version.
+    const std::string name = facts.osName.substr(0, facts.osName.find(' '));
+    std::string version = name;
+    if (!facts.osVersion.empty())
+        version += (version.empty() ? "" : " ") + facts.osVersion;
+    wxString field = wxString::FromUTF8(version.c_str());
+    field.Replace(wxS(";"), wxS(","));
+    SetRecordField(FieldOsVersion, field);
+}
+
+std::string UtcNow()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+ResultDocument MakeDocument(const wxString& line)
+{
+    ResultDocument document;
+    document.version = TARNWICK_VERSION;
+    document.workCycle = WorkCycleIdentity;
+    document.date = UtcNow();
+    document.record = line.utf8_string();
+    const MachineFacts facts = ReadMachineFacts(SensorRoot);
+    document.machine.vendor = std::string(CpuVendorId, strnlen(CpuVendorId, sizeof CpuVendorId));
+    document.machine.brand = std::string(CpuBrandString, strnlen(CpuBrandString, sizeof CpuBrandString));
+    document.machine.signature = wxString::Format(wxS("%X"), CpuSignature).utf8_string();
+    document.machine.modelName = facts.modelName;
+    document.machine.logicalProcessors = CpuCount;
+    document.machine.kernel = facts.kernel;
+    document.machine.os = facts.osPretty;
+    document.speed = LastSpeedEvidence;
+    document.power = LastPowerEvidence;
+    return document;
+}
+
 int Record(const Options& options)
 {
     SpeedTestMillis = RunLength(options) * 1000;
     ApplyPowerOptions(options);
+    // The document's file is opened before the tests: a wrong path is told
+    // at once, not after them.
+    OutputFile saved;
+    if (!options.save.empty()) {
+        std::string refused;
+        if (const int error = saved.Open(options.save, refused)) {
+            TellOutputProblem(options.save, error, refused);
+            return 1;
+        }
+    }
     {
         Progress progress(ShowProgress(options), RunLength(options));
         progress.SetPhase("speed test");
@@ -526,7 +716,15 @@ int Record(const Options& options)
     }
     MeasurePower(options);
     FillRecordFromLastTest();
+    FillRecordFromKernel();
     const wxString line = JoinRecordFields();
+    if (!options.save.empty()) {
+        if (const int error = saved.Finish(WriteResultDocument(MakeDocument(line)))) {
+            TellOutputProblem(options.save, error, {});
+            std::printf("%s\n", Utf8(line).c_str());
+            return 1;
+        }
+    }
     if (options.append) {
         // A failure is told by the file routine: which file, and why.
         BackupPending = 1;
@@ -536,12 +734,29 @@ int Record(const Options& options)
             return 1;
         }
     }
-    if (options.json)
-        std::printf("{\"line\": %s, \"appended\": %s, \"shortened\": %s}\n", JsonString(line).c_str(),
-                    options.append ? "true" : "false", options.seconds > 0 ? "true" : "false");
-    else
-        std::printf("%s\n", Utf8(line).c_str());
-    return 0;
+    const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
+    Report report(options.json);
+    report["line"] = ShownUtf8(line);
+    report["appended"] = options.append;
+    report["shortened"] = options.seconds > 0;
+    report["saved"] = options.save.empty() ? nlohmann::ordered_json(nullptr)
+                                           : nlohmann::ordered_json(ShownUtf8(AbsolutePath(options.save)));
+    AddProvenance(report);
+    report["speed"] = EvidenceToJson(LastSpeedEvidence);
+    report["power"] = EvidenceToJson(LastPowerEvidence);
+    report["steady"] = !unsteady;
+    // The text form is the record line alone, to be added to a results
+    // file; the evidence goes to standard error.
+    report.Line(Utf8(line));
+    report.Print();
+    if (!options.json && !options.quiet)
+        for (const TestEvidence* evidence : {&LastSpeedEvidence, &LastPowerEvidence}) {
+            std::fprintf(stderr, "%s test. %s\n", evidence == &LastSpeedEvidence ? "Speed" : "Power",
+                         EvidenceLine(*evidence).c_str());
+            for (const std::string& note : evidence->verdict.notes)
+                std::fprintf(stderr, "Note: %s.\n", note.c_str());
+        }
+    return options.strict && unsteady ? UnsteadyExit : 0;
 }
 
 // Reads an input to merge whole, at most `limit` bytes; 0 or the errno
@@ -587,26 +802,45 @@ int Merge(const Options& options)
 
     // A table that cannot be changed is told by the file routine: which
     // file, and why.
-    const MergeOutcome outcome = MergeResults(sources);
+    MergeOptions mergeOptions;
+    mergeOptions.steadyOnly = options.steadyOnly;
+    const MergeOutcome outcome = MergeResults(sources, mergeOptions);
     if (outcome.status != 0) {
         HintAfterRefusal();
         return 1;
     }
-    if (options.json) {
-        std::printf("{\"added\": %zu, \"present\": %zu, \"refused\": [", outcome.added, outcome.present);
-        for (std::size_t k = 0; k < outcome.refused.size(); ++k) {
-            const RefusedLine& refused = outcome.refused[k];
-            std::printf("%s{\"file\": %s, \"line\": %zu, \"reason\": %s}", k ? ", " : "",
-                        JsonString(refused.source).c_str(), refused.line, JsonString(refused.reason).c_str());
-        }
-        std::printf("], \"written\": %s}\n", outcome.written ? "true" : "false");
-        return 0;
+    // Where a refused line or an implausible record is: the file, and the
+    // line when it is one of a results file.
+    const auto place = [](const wxString& source, std::size_t line) {
+        return line == 0 ? Utf8(source) : Utf8(source) + ":" + std::to_string(line);
+    };
+    Report report(options.json);
+    report["added"] = outcome.added;
+    report["present"] = outcome.present;
+    report["documents"] = outcome.documents;
+    report["refused"] = nlohmann::ordered_json::array();
+    for (const RefusedLine& refused : outcome.refused) {
+        report["refused"].push_back(
+            {{"file", ShownUtf8(refused.source)}, {"line", refused.line}, {"reason", ShownUtf8(refused.reason)}});
+        if (!options.json)
+            std::fprintf(stderr, "tarnwick-cli: %s: refused: %s\n", place(refused.source, refused.line).c_str(),
+                         Utf8(refused.reason).c_str());
     }
-    for (const RefusedLine& refused : outcome.refused)
-        std::fprintf(stderr, "tarnwick-cli: %s:%zu: refused: %s\n", Utf8(refused.source).c_str(), refused.line,
-                     Utf8(refused.reason).c_str());
-    std::printf("%zu added, %zu already present, %zu refused\n", outcome.added, outcome.present,
-                outcome.refused.size());
+    report["implausible"] = nlohmann::ordered_json::array();
+    for (const ImplausibleRecord& record : outcome.implausible) {
+        report["implausible"].push_back(
+            {{"file", ShownUtf8(record.source)}, {"line", record.line}, {"reason", ShownUtf8(record.reason)}});
+        if (!options.json)
+            std::fprintf(stderr, "tarnwick-cli: %s: looks implausible: %s\n",
+                         place(record.source, record.line).c_str(), Utf8(record.reason).c_str());
+    }
+    report["written"] = outcome.written;
+    std::string summary = std::to_string(outcome.added) + " added, " + std::to_string(outcome.present) +
+                          " already present, " + std::to_string(outcome.refused.size()) + " refused";
+    if (!outcome.implausible.empty())
+        summary += ", " + std::to_string(outcome.implausible.size()) + " implausible";
+    report.Line(summary);
+    report.Print();
     return 0;
 }
 
@@ -659,6 +893,20 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
     options.searching = parser.Found(wxS("search"), &options.search);
     options.search = ArgumentText(options.search);
     options.noLock = parser.Found(wxS("no-lock"));
+    options.strict = parser.Found(wxS("strict"));
+    options.steadyOnly = parser.Found(wxS("steady-only"));
+    if (parser.Found(wxS("save"), &options.save) && options.save.empty())
+        return wxS("--save needs a FILE");
+    wxString repeat;
+    if (parser.Found(wxS("repeat"), &repeat)) {
+        long runs = 0;
+        if (repeat == wxS("auto"))
+            options.repeat = RepeatAuto;
+        else if (repeat.ToLong(&runs) && runs >= 1 && runs <= 100)
+            options.repeat = static_cast<int>(runs);
+        else
+            return wxS("--repeat must be a whole number from 1 to 100, or auto");
+    }
     options.append = parser.Found(wxS("append"));
     options.json = parser.Found(wxS("json"));
     options.quiet = parser.Found(wxS("quiet"));

@@ -67,7 +67,7 @@ touch lab.csv other.csv plot.svg
 mkdir folder
 expect "--help --version heat info merge power record results speed " tarnwick-cli ""
 expect "power " tarnwick-cli po
-expect "--htt --htt-off-result --json --no-htt --quiet --seconds --threads " tarnwick-cli power ""
+expect "--htt --htt-off-result --json --no-htt --quiet --repeat --seconds --strict --threads " tarnwick-cli power ""
 expect "--htt --htt-off-result " tarnwick-cli power --ht
 expect "" tarnwick-cli power --seconds ""
 expect "folder lab.csv other.csv plot.svg " tarnwick-cli results --results ""
@@ -77,12 +77,13 @@ expect "folder lab.csv other.csv plot.svg " tarnwick-cli results --results =
 expect "lab.csv " tarnwick-cli record --append --results l
 expect "- folder lab.csv other.csv plot.svg " tarnwick-cli merge ""
 expect "other.csv " tarnwick-cli merge lab.csv o
-expect "--json --no-lock --quiet --results " tarnwick-cli merge lab.csv --
-expect "--json --no-lock --quiet --results " tarnwick-cli --json merge -
+expect "--json --no-lock --quiet --results --steady-only " tarnwick-cli merge lab.csv --
+expect "--json --no-lock --quiet --results --steady-only " tarnwick-cli --json merge -
 expect "--json --quiet --results --search " tarnwick-cli results --
 expect "" tarnwick-cli info x
 expect "folder lab.csv other.csv plot.svg " tarnwick-cli heat --minutes 1 --log ""
 expect "plot.svg " tarnwick-cli heat --plot p
+expect "lab.csv " tarnwick-cli record --save l
 # Every option --help lists is offered after some command.
 all=""
 for command in $commands; do
