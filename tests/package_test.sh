@@ -9,17 +9,17 @@ deb=$(ls tarnwick_*_amd64.deb)
 [ "$deb" = "tarnwick_1.5.0.0_amd64.deb" ]
 info=$(dpkg-deb --info "$deb")
 contents=$(dpkg-deb --contents "$deb")
-grep -q '^ Package: tarnwick$' <<< "$info"
-grep -q '^ Version: 1.5.0.0$' <<< "$info"
-grep -q '^ Depends: .*libwxgtk3.2-1' <<< "$info"
-grep -q '^ Depends: .*libwxbase3.2-1' <<< "$info"
+echo "$info" | grep -q '^ Package: tarnwick$'
+echo "$info" | grep -q '^ Version: 1.5.0.0$'
+echo "$info" | grep -q '^ Depends: .*libwxgtk3.2-1'
+echo "$info" | grep -q '^ Depends: .*libwxbase3.2-1'
 for path in ./usr/bin/tarnwick ./usr/bin/tarnwick-cli ./usr/lib/tarnwick/tarnwick ./usr/lib/tarnwick/tarnwick-cli \
             ./usr/lib/tarnwick/doc/manual_tarnwick.txt ./usr/lib/tarnwick/doc/cpu_results_original.csv \
             ./usr/share/applications/org.example.tarnwick.desktop ./usr/share/metainfo/org.example.tarnwick.metainfo.xml \
             ./usr/share/man/man1/tarnwick.1.gz ./usr/share/man/man1/tarnwick-cli.1.gz \
             ./usr/share/bash-completion/completions/tarnwick-cli ./usr/share/icons/hicolor/48x48/apps/tarnwick.png \
             ./usr/share/icons/hicolor/128x128/apps/tarnwick.png ./usr/share/doc/tarnwick/copyright; do
-    grep -q " $path\$" <<< "$contents" || { echo "missing $path" >&2; exit 1; }
+    echo "$contents" | grep -q " $path\$" || { echo "missing $path" >&2; exit 1; }
 done
 command -v lintian > /dev/null || { echo "lintian is not installed" >&2; exit 1; }
 status=0

@@ -26,7 +26,7 @@ xdotool windowsize --sync "$main" 700 500
 sleep 0.5
 import -window "$main" "$SHOTS/power_running.png"
 pixels=$(convert "$SHOTS/power_running.png" -crop 120x20+8+40 txt:-)
-grep -q '#000000' <<< "$pixels" || { echo "nothing drawn while the power test runs" >&2; exit 1; }
+echo "$pixels" | grep -q '#000000' || { echo "nothing drawn while the power test runs" >&2; exit 1; }
 [ "$(xdotool getwindowgeometry "$main" | sed -n 's/.*Geometry: //p')" = "700x500" ]
 
 # Help > About opens during the test.
