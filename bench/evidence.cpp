@@ -151,6 +151,21 @@ std::string EvidenceLine(const TestEvidence& evidence)
     return line + (evidence.verdict.mayBeLow ? ": the score may be low." : ".");
 }
 
+bool RunsDiffer(double spreadPercent)
+{
+    return AsShown(spreadPercent) > RepeatSpreadPercent;
+}
+
+bool WantsAnotherRun(int wanted, const std::vector<double>& points)
+{
+    const int runs = static_cast<int>(points.size());
+    if (wanted > 0)
+        return runs < wanted;
+    if (runs < RepeatAutoFirst)
+        return true;
+    return runs < RepeatAutoMost && RunsDiffer(SpreadPercent(points));
+}
+
 ConditionsSnapshot ConditionsBeforeRun()
 {
     return ReadConditionsSnapshot(SensorRoot);
@@ -159,12 +174,6 @@ ConditionsSnapshot ConditionsBeforeRun()
 RunConditions ConditionsAfterRun(const ConditionsSnapshot& before, std::uint32_t threads)
 {
     const ConditionsSnapshot after = ReadConditionsSnapshot(SensorRoot);
-    // The topology does not change while the program runs: read once a root.
-    static std::string topologyRoot;
-    static MachineTopology topology;
-    if (topologyRoot.empty() || topologyRoot != SensorRoot) {
-        topology = ReadMachineTopology(SensorRoot);
-        topologyRoot = SensorRoot;
-    }
-    return CompareConditions(before, after, topology, threads, ::sysconf(_SC_CLK_TCK));
+    // Read each time: a governor may be changed, a processor taken offline.
+    return CompareConditions(before, after, ReadMachineTopology(SensorRoot), threads, ::sysconf(_SC_CLK_TCK));
 }

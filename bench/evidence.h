@@ -71,6 +71,21 @@ double PointsFromSamples(const std::vector<RunSamples>& threads, std::int32_t mi
 /// 48 % of a processor: the score may be low."
 std::string EvidenceLine(const TestEvidence& evidence);
 
+/// --repeat auto: three runs, and more while the spread between them is
+/// above this (as shown, to one decimal), at most six.
+constexpr double RepeatSpreadPercent = 3.5;
+constexpr int RepeatAutoFirst = 3;
+constexpr int RepeatAutoMost = 6;
+
+/// Whether the spread between runs is above RepeatSpreadPercent, judged on
+/// the value as shown (one decimal).
+bool RunsDiffer(double spreadPercent);
+
+/// Whether a repeated test wants another run after the runs that gave
+/// `points`: `wanted` runs, or with `wanted` 0 (auto) three and more while
+/// they differ, at most six.
+bool WantsAnotherRun(int wanted, const std::vector<double>& points);
+
 /// The evidence of the last speed and power runs (the window's and the
 /// runner's; one thread writes them, after the run).
 extern TestEvidence LastSpeedEvidence;

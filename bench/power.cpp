@@ -121,6 +121,7 @@ PowerFigures ComputePowerFigures(double sum, std::uint32_t threads, std::uint32_
 double RunPowerTest()
 {
     const std::uint32_t threads = ThreadCount;
+    LastPowerEvidence = {};  // a run that does not happen leaves no evidence
     if (threads == 0)
         return -2.0;
     ThreadPoints.reset(new (std::nothrow) double[threads]);
@@ -146,12 +147,16 @@ double RunPowerTest()
     evidence.points = sum;
     evidence.htt = HttOption != 0;
     evidence.conditions = ConditionsAfterRun(before, threads);
-    for (std::uint32_t k = 0; k < threads; ++k) {
-        evidence.threadPoints.push_back(ThreadPoints[k]);
-        evidence.threads.push_back(std::move(ThreadSamples[k]));
+    try {
+        for (std::uint32_t k = 0; k < threads; ++k) {
+            evidence.threadPoints.push_back(ThreadPoints[k]);
+            evidence.threads.push_back(std::move(ThreadSamples[k]));
+        }
+        CompleteEvidence(evidence);
+        LastPowerEvidence = std::move(evidence);
+    } catch (const std::bad_alloc&) {
+        LastPowerEvidence = {};  // the points stand; the evidence is lost
     }
-    CompleteEvidence(evidence);
-    LastPowerEvidence = std::move(evidence);
 
     double halfSum = 0.0;
     const bool halfRun = HttOption != 0 && HalfThreadCount != 0;

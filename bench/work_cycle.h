@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <new>
 #include <vector>
 
 /// The storage of one run. The arrays are volatile: every element access of
@@ -83,11 +84,19 @@ template <class Cycle>
 
     TimedRun run;
     // One counter a whole second and one for the blocks past them, made
-    // before the clock starts.
+    // before the clock starts. Without the memory for them the run goes on
+    // unsampled: every block counts past the seconds.
     const std::size_t seconds = millis > 0 ? static_cast<std::size_t>(millis / 1000) : 0;
-    run.samples.perSecond.assign(seconds + 1, 0);
-    std::uint32_t* slot = run.samples.perSecond.data();
-    std::uint32_t* const lastSlot = slot + seconds;
+    std::uint32_t unsampled = 0;
+    std::uint32_t* slot = &unsampled;
+    std::uint32_t* lastSlot = slot;
+    try {
+        run.samples.perSecond.assign(seconds + 1, 0);
+        slot = run.samples.perSecond.data();
+        lastSlot = slot + seconds;
+    } catch (const std::bad_alloc&) {
+        run.samples.perSecond.clear();
+    }
     run.startNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(
                          std::chrono::steady_clock::now().time_since_epoch())
                          .count();
@@ -111,8 +120,12 @@ template <class Cycle>
         }
         ++*slot;
     }
-    run.samples.after = run.samples.perSecond.back();
-    run.samples.perSecond.pop_back();
+    if (run.samples.perSecond.empty()) {
+        run.samples.after = unsampled;
+    } else {
+        run.samples.after = run.samples.perSecond.back();
+        run.samples.perSecond.pop_back();
+    }
     run.blocks = blocks;
     run.endMillis = now;
     run.points = 10.0 * run.blocks / static_cast<double>(millis / 1000);

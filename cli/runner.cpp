@@ -15,6 +15,7 @@
 #include "bench/work_cycle.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
+#include "files/encoding.h"
 #include "files/file_transaction.h"
 #include "files/path_text.h"
 #include "results/last_test.h"
@@ -222,23 +223,17 @@ double Median(std::vector<double> values)
 
 // The runs --repeat asks for: N, or three and more while they differ by more
 // than 3.5 %, at most six.
-constexpr double RepeatSpreadPercent = 3.5;
-
 std::vector<TestRun> RunRepeated(const Options& options, const std::function<TestRun()>& runOnce, double& spread)
 {
     std::vector<TestRun> runs;
-    const int wanted = options.repeat == RepeatAuto ? 3 : std::max(options.repeat, 1);
     std::vector<double> points;
-    for (;;) {
+    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    do {
         runs.push_back(runOnce());
         points.push_back(runs.back().points);
-        spread = SpreadPercent(points);
-        if (int(runs.size()) < wanted)
-            continue;
-        if (options.repeat == RepeatAuto && spread > RepeatSpreadPercent && runs.size() < 6)
-            continue;
-        return runs;
-    }
+    } while (WantsAnotherRun(wanted, points));
+    spread = SpreadPercent(points);
+    return runs;
 }
 
 // Reports the runs of a test: one as it always was, several with each run,
@@ -282,7 +277,7 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
         std::string summary = std::string(title) + ": median " + Points(median) + " points of " +
                               std::to_string(runs.size()) + " runs, spread between runs " +
                               FormatFixed(spread, 1) + " %";
-        if (options.repeat == RepeatAuto && spread > RepeatSpreadPercent) {
+        if (options.repeat == RepeatAuto && RunsDiffer(spread)) {
             summary += " (still above 3.5 % after six runs)";
             unsteady = true;
         }
@@ -675,24 +670,58 @@ std::string UtcNow()
     return text;
 }
 
+// A machine's name as a document holds it: text (bytes that are no UTF-8
+// read as Latin-1), control characters as spaces, at most `limit` bytes
+// cut at a character's end.
+std::string DocumentText(std::string bytes, std::size_t limit)
+{
+    if (!IsStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()))
+        bytes = wxString::From8BitData(bytes.data(), bytes.size()).utf8_string();
+    for (char& c : bytes)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
+            c = ' ';
+    if (bytes.size() > limit) {
+        std::size_t cut = limit;
+        while (cut > 0 && (static_cast<unsigned char>(bytes[cut]) & 0xC0) == 0x80)
+            --cut;
+        bytes.resize(cut);
+    }
+    return bytes;
+}
+
 ResultDocument MakeDocument(const wxString& line)
 {
+    constexpr std::size_t MachineText = 256;
     ResultDocument document;
     document.version = TARNWICK_VERSION;
     document.workCycle = WorkCycleIdentity;
     document.date = UtcNow();
     document.record = line.utf8_string();
     const MachineFacts facts = ReadMachineFacts(SensorRoot);
-    document.machine.vendor = std::string(CpuVendorId, strnlen(CpuVendorId, sizeof CpuVendorId));
-    document.machine.brand = std::string(CpuBrandString, strnlen(CpuBrandString, sizeof CpuBrandString));
+    document.machine.vendor = DocumentText(std::string(CpuVendorId, strnlen(CpuVendorId, sizeof CpuVendorId)), MachineText);
+    document.machine.brand =
+        DocumentText(std::string(CpuBrandString, strnlen(CpuBrandString, sizeof CpuBrandString)), MachineText);
     document.machine.signature = wxString::Format(wxS("%X"), CpuSignature).utf8_string();
-    document.machine.modelName = facts.modelName;
+    document.machine.modelName = DocumentText(facts.modelName, MachineText);
     document.machine.logicalProcessors = CpuCount;
-    document.machine.kernel = facts.kernel;
-    document.machine.os = facts.osPretty;
+    document.machine.kernel = DocumentText(facts.kernel, MachineText);
+    document.machine.os = DocumentText(facts.osPretty, MachineText);
     document.speed = LastSpeedEvidence;
     document.power = LastPowerEvidence;
     return document;
+}
+
+// The document of the last tests as merge will read it; an empty text, with
+// why in `problem`, when merge would refuse it (a run too long for a
+// document, a thread that could not start).
+std::string SavedDocument(const wxString& line, std::string& problem)
+{
+    const std::string text = WriteResultDocument(MakeDocument(line));
+    ResultDocument read;
+    problem = ReadResultDocument(text, read);
+    if (problem.empty())
+        problem = CheckResultDocument(read);
+    return problem.empty() ? text : std::string();
 }
 
 int Record(const Options& options)
@@ -718,36 +747,48 @@ int Record(const Options& options)
     FillRecordFromLastTest();
     FillRecordFromKernel();
     const wxString line = JoinRecordFields();
+    const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
+
+    Report report(options.json);
+    report["line"] = ShownUtf8(line);
+    report["appended"] = false;
+    report["shortened"] = options.seconds > 0;
+    report["saved"] = nullptr;
+    AddProvenance(report);
+    report["speed"] = EvidenceToJson(LastSpeedEvidence);
+    report["power"] = EvidenceToJson(LastPowerEvidence);
+    report["steady"] = !unsteady;
+    // The text form is the record line alone, to be added to a results
+    // file; the evidence goes to standard error. When the line cannot be
+    // stored it is printed all the same, so that the result is not lost.
+    report.Line(Utf8(line));
+
     if (!options.save.empty()) {
-        if (const int error = saved.Finish(WriteResultDocument(MakeDocument(line)))) {
-            TellOutputProblem(options.save, error, {});
-            std::printf("%s\n", Utf8(line).c_str());
+        std::string problem;
+        const std::string document = SavedDocument(line, problem);
+        if (document.empty()) {
+            std::fprintf(stderr, "tarnwick-cli: no result document was written to %s: %s\n",
+                         Utf8(AbsolutePath(options.save)).c_str(), problem.c_str());
+            report.Print();
             return 1;
         }
+        if (const int error = saved.Finish(document)) {
+            TellOutputProblem(options.save, error, {});
+            report.Print();
+            return 1;
+        }
+        report["saved"] = ShownUtf8(AbsolutePath(options.save));
     }
     if (options.append) {
         // A failure is told by the file routine: which file, and why.
         BackupPending = 1;
         if (AccessResultsFile(ResultsOpAppend) != 0) {
             HintAfterRefusal();
-            std::printf("%s\n", Utf8(line).c_str());
+            report.Print();
             return 1;
         }
+        report["appended"] = true;
     }
-    const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
-    Report report(options.json);
-    report["line"] = ShownUtf8(line);
-    report["appended"] = options.append;
-    report["shortened"] = options.seconds > 0;
-    report["saved"] = options.save.empty() ? nlohmann::ordered_json(nullptr)
-                                           : nlohmann::ordered_json(ShownUtf8(AbsolutePath(options.save)));
-    AddProvenance(report);
-    report["speed"] = EvidenceToJson(LastSpeedEvidence);
-    report["power"] = EvidenceToJson(LastPowerEvidence);
-    report["steady"] = !unsteady;
-    // The text form is the record line alone, to be added to a results
-    // file; the evidence goes to standard error.
-    report.Line(Utf8(line));
     report.Print();
     if (!options.json && !options.quiet)
         for (const TestEvidence* evidence : {&LastSpeedEvidence, &LastPowerEvidence}) {

@@ -635,6 +635,8 @@ std::string Read(std::string_view bytes, ResultDocument& document)
         root = Json::parse(bytes.begin(), bytes.end());
     } catch (const Json::parse_error& error) {
         return ParseProblem(error);
+    } catch (const Json::out_of_range&) {
+        return "not JSON this program can read: a number is too large for it";
     }
     Reader reader;
     ResultDocument read;

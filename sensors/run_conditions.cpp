@@ -275,19 +275,26 @@ std::optional<std::uint64_t> ParseOwnTicks(std::string_view text)
     return Add(ParseUnsigned(words[11]), ParseUnsigned(words[12]));
 }
 
-/// The sum of the cpuN/thermal_throttle/*_throttle_count: each core's own
-/// counters, and a package's counters once for the package (every processor
-/// of a package shows the same one); nullopt when none can be read.
+/// The sum of the cpuN/thermal_throttle/*_throttle_count: a core's counters
+/// once for the core and a package's once for the package (every logical
+/// processor of them shows the same ones); nullopt when none can be read.
 std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
 {
     const std::string cpus = Join(root, "sys/devices/system/cpu/");
     std::optional<std::uint64_t> total;
     std::array<char, 32> buffer;
-    std::set<std::string> packagesCounted;
+    std::set<std::string> packagesCounted, coresCounted;
     for (const auto& [number, cpu] : NumberedEntries(cpus, "cpu")) {
         const std::string dir = cpus + cpu + "/thermal_throttle/";
         const std::optional<std::string> package = ReadValue(cpus + cpu + "/topology/physical_package_id");
-        bool packageCounted = package && packagesCounted.count(*package) != 0;
+        const std::optional<std::string> core = ReadValue(cpus + cpu + "/topology/core_id");
+        const bool packageCounted = package && packagesCounted.count(*package) != 0;
+        // The logical processors of one core show the core's counter each.
+        const std::optional<std::string> coreKey =
+            package && core ? std::optional<std::string>(*package + ":" + *core) : std::nullopt;
+        const bool coreCounted = coreKey && coresCounted.count(*coreKey) != 0;
+        if (coreKey)
+            coresCounted.insert(*coreKey);
         for (const std::string& name : EntryNames(dir)) {
             if (!std::string_view(name).ends_with("_throttle_count"))
                 continue;
@@ -296,6 +303,8 @@ std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
                     continue;
                 if (package)
                     packagesCounted.insert(*package);
+            } else if (coreCounted) {
+                continue;
             }
             const ssize_t count = ReadStart((dir + name).c_str(), buffer);
             if (count <= 0)
@@ -312,20 +321,25 @@ std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
     return total;
 }
 
-/// A mains adapter that is offline, or a battery that discharges. Batteries
-/// of devices (a wireless mouse: scope "Device") do not power the machine
-/// and are passed over.
+/// A battery of the machine that discharges, or mains adapters none of which
+/// is online (a machine may have several: each USB-C port of some laptops is
+/// one, offline while unused). Batteries of devices (a wireless mouse: scope
+/// "Device") do not power the machine and are passed over.
 bool ReadOnBattery(const std::string& root)
 {
     const std::string supplies = Join(root, "sys/class/power_supply/");
+    bool mains = false, mainsOnline = false;
     for (const std::string& name : EntryNames(supplies)) {
         const std::string dir = supplies + name + "/";
         const std::optional<std::string> type = ReadValue(dir + "type");
         if (!type)
             continue;
         if (*type == "Mains") {
-            if (ReadValue(dir + "online") == "0")
-                return true;
+            const std::optional<std::string> online = ReadValue(dir + "online");
+            if (online) {
+                mains = true;
+                mainsOnline = mainsOnline || *online != "0";
+            }
         } else if (*type == "Battery") {
             if (ReadValue(dir + "scope") == "Device")
                 continue;
@@ -333,7 +347,7 @@ bool ReadOnBattery(const std::string& root)
                 return true;
         }
     }
-    return false;
+    return mains && !mainsOnline;
 }
 
 /// The value of the first line "key<blanks>: value" of /proc/cpuinfo.
@@ -483,7 +497,10 @@ MachineTopology ReadMachineTopology(const std::string& root)
         topology.threadsPerCore = std::max(topology.threadsPerCore, threads);
 
     for (const auto& [number, cpu] : entries)
-        if (std::optional<std::string> governor = ReadValue(cpus + cpu + "/cpufreq/scaling_governor"))
+        // A governor's name is a short word; anything else is no name.
+        if (std::optional<std::string> governor = ReadValue(cpus + cpu + "/cpufreq/scaling_governor");
+            governor && !governor->empty() && governor->size() <= 64 &&
+            std::all_of(governor->begin(), governor->end(), [](char c) { return c > ' ' && c < 0x7F; }))
             topology.governors.push_back(std::move(*governor));
 
     const auto kilohertz = [&cpus](const char* file) -> std::optional<double> {

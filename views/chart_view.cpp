@@ -190,16 +190,36 @@ void AddHeaderRow(ViewLayout& layout, const wxString& results, int ruleEnd)
 }
 
 // The line on how the run was measured, a free row below the table's last
-// row; none before a test has run.
+// row; none before a test has run. A line of many reasons goes on in the
+// rows below, broken after a comma (or at a space), so that the window's
+// width holds it.
+constexpr std::size_t EvidenceRowCharacters = 110;
+
 void AddEvidenceLine(ViewLayout& layout, const TestEvidence& evidence)
 {
     if (!evidence.measured)
         return;
-    int lastRow = FirstRowTop;
+    int y = FirstRowTop;
     for (const ViewItem& item : layout)
         if (item.kind == ViewItem::Kind::Text)
-            lastRow = std::max(lastRow, item.y);
-    layout.push_back(TextItem(wxString::FromUTF8(EvidenceLine(evidence).c_str()), 10, lastRow + 2 * RowHeight));
+            y = std::max(y, item.y);
+    y += 2 * RowHeight;
+    std::string text = EvidenceLine(evidence);
+    while (text.size() > EvidenceRowCharacters) {
+        // After the last comma that fits, else at the last space.
+        std::size_t cut = text.rfind(", ", EvidenceRowCharacters - 1);
+        std::size_t keep = cut + 1;
+        if (cut == std::string::npos) {
+            cut = text.rfind(' ', EvidenceRowCharacters);
+            keep = cut;
+        }
+        if (cut == std::string::npos || cut == 0)
+            break;
+        layout.push_back(TextItem(wxString::FromUTF8(text.substr(0, keep).c_str()), 10, y));
+        text.erase(0, text[cut] == ',' ? cut + 2 : cut + 1);
+        y += RowHeight;
+    }
+    layout.push_back(TextItem(wxString::FromUTF8(text.c_str()), 10, y));
 }
 
 wxString Decimal(std::uint32_t value)

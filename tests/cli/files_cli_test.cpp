@@ -11,8 +11,8 @@
 
 namespace {
 const std::string Old = "AMD;Old;1;1;1;1;1;Linux;1;100;200;yes\n";
-const std::string NewA = "AMD;New A;1;1;1;1;1;Linux;1;110;210;yes\n";
-const std::string NewB = "AMD;New B;1;1;1;1;1;Linux;1;120;220;yes\n";
+const std::string NewA = "AMD;New A;1;1;1;1;2;Linux;1;110;210;yes\n";
+const std::string NewB = "AMD;New B;1;1;1;1;2;Linux;1;120;220;yes\n";
 const std::string Refuse = std::string("TARNWICK_TEST_REFUSE=");
 const std::string Shim = std::string("LD_PRELOAD=") + TARNWICK_FAULT_SHIM + " ";
 

@@ -416,6 +416,31 @@ TEST_F(Chart, ThePowerRunLineSaysWhyTheScoreMayBeLow)
         EXPECT_FALSE(text.StartsWith(wxS("This run"))) << text;
 }
 
+TEST_F(Chart, ALineOfManyReasonsGoesOnInTheRowsBelowAfterAComma)
+{
+    LoadDescending(1);
+    LastPowerPoints = 1.0;  // rows 128 and 144
+    TestEvidence e = MeasuredRun("power", 48.0);
+    e.htt = true;
+    e.conditions.threads = 3;
+    e.conditions.logicalProcessors = 2;
+    e.conditions.threadsPerCore = 1;
+    e.conditions.onBattery = true;
+    CompleteEvidence(e);
+    LastPowerEvidence = e;
+    const auto texts = Texts(LayoutPowerChart());
+    wxString joined;
+    int rows = 0;
+    for (int y = 176; texts.count({10, y}) != 0; y += 16, ++rows) {
+        const wxString row = texts.at({10, y});
+        EXPECT_LE(row.length(), 110u) << row;
+        joined << (rows == 0 ? wxS("") : wxS(" ")) << row;
+    }
+    EXPECT_GE(rows, 2);
+    EXPECT_TRUE(texts.at({10, 176}).EndsWith(wxS(",")));
+    EXPECT_EQ(joined, wxString::FromUTF8(EvidenceLine(e).c_str()));
+}
+
 TEST_F(Chart, TheRunLineFollowsAnEmptyTable)
 {
     Load({});

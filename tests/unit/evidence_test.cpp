@@ -305,6 +305,27 @@ TEST(Verdict, EveryReasonIsListed)
     EXPECT_TRUE(e.verdict.mayBeLow);
 }
 
+TEST(Repeat, AGivenNumberOfRunsIsRunWhateverTheySay)
+{
+    EXPECT_TRUE(WantsAnotherRun(2, {9000}));
+    EXPECT_FALSE(WantsAnotherRun(2, {9000, 5000}));
+    EXPECT_FALSE(WantsAnotherRun(1, {9000}));
+}
+
+TEST(Repeat, AutoRunsThreeAndMoreWhileTheyDifferAtMostSix)
+{
+    EXPECT_TRUE(WantsAnotherRun(0, {9000}));
+    EXPECT_TRUE(WantsAnotherRun(0, {9000, 9000}));
+    EXPECT_FALSE(WantsAnotherRun(0, {9000, 9000, 9000}));
+    // 100 -/+ d: a spread of 0.8165 d per cent, judged as shown.
+    EXPECT_FALSE(WantsAnotherRun(0, {95.67, 100.0, 104.33}));  // 3.54 %: 3.5
+    EXPECT_TRUE(WantsAnotherRun(0, {95.63, 100.0, 104.37}));   // 3.57 %: 3.6
+    EXPECT_TRUE(WantsAnotherRun(0, {90, 110, 90, 110, 90}));
+    EXPECT_FALSE(WantsAnotherRun(0, {90, 110, 90, 110, 90, 110}));  // six: no more
+    EXPECT_TRUE(RunsDiffer(SpreadPercent({90, 110, 90, 110, 90, 110})));
+    EXPECT_FALSE(RunsDiffer(3.549));
+}
+
 TEST(Verdict, NoLineBeforeATest)
 {
     EXPECT_EQ(EvidenceLine(TestEvidence{}), "");

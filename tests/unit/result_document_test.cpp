@@ -453,3 +453,12 @@ TEST(ResultDocument, OnlyTextStartingWithABraceLooksLikeADocument)
     EXPECT_FALSE(LooksLikeResultDocument("AMD;Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;yes\n"));
     EXPECT_FALSE(LooksLikeResultDocument("\xEF\xBB\xBF\xEF\xBB\xBF{"));
 }
+
+namespace {
+TEST(DocumentBadInput, ANumberBeyondADoubleIsRefusedWithAReason)
+{
+    ResultDocument document;
+    const std::string problem = ReadResultDocument(R"({"format": "tarnwick-result/1", "x": 1e999})", document);
+    EXPECT_EQ(problem, "not JSON this program can read: a number is too large for it");
+}
+}  // namespace

@@ -229,6 +229,18 @@ TEST_F(RunConditionsTree, ThrottleCountersThatMoveAreCounted)
     EXPECT_EQ(run.Throttles(), 6u);
 }
 
+TEST_F(RunConditionsTree, ACoresCounterCountsOnceForItsThreads)
+{
+    // Two logical processors of one core show the core's counter each.
+    Processor(0, 0, 0);
+    Processor(1, 0, 0);
+    Throttle(0, "core_throttle_count", "4\n");
+    Throttle(1, "core_throttle_count", "4\n");
+    Throttle(0, "package_throttle_count", "2\n");
+    Throttle(1, "package_throttle_count", "2\n");
+    EXPECT_EQ(ReadConditionsSnapshot(Root()).throttleCount, Ticks(6));
+}
+
 TEST_F(RunConditionsTree, UnreadableThrottleCountersAreLeftOut)
 {
     Processor(0, 0, 0);
@@ -261,6 +273,16 @@ TEST_F(RunConditionsTree, DischargingBatteryIsOnBattery)
 TEST_F(RunConditionsTree, OfflineMainsIsOnBattery)
 {
     Supply("ADP1", "Mains", {{"online", " 0 \n"}});
+    EXPECT_TRUE(OnBattery());
+}
+
+TEST_F(RunConditionsTree, OneOnlineMainsAmongOfflinePortsIsNotOnBattery)
+{
+    // Each USB-C port of some laptops is a Mains supply, offline while unused.
+    Supply("cros-usbpd-charger-0", "Mains", {{"online", "0\n"}});
+    Supply("cros-usbpd-charger-1", "Mains", {{"online", "1\n"}});
+    EXPECT_FALSE(OnBattery());
+    Supply("cros-usbpd-charger-1", "Mains", {{"online", "0\n"}});
     EXPECT_TRUE(OnBattery());
 }
 
@@ -379,6 +401,17 @@ TEST_F(RunConditionsTree, GovernorsInProcessorOrder)
     // cpu11 has no governor.
     const MachineTopology topology = ReadMachineTopology(Root());
     EXPECT_EQ(topology.governors, (std::vector<std::string>{"performance", "performance", "powersave"}));
+}
+
+TEST_F(RunConditionsTree, AGovernorThatIsNoWordIsLeftOut)
+{
+    Processor(0, 0, 0);
+    Processor(1, 0, 1);
+    Processor(2, 0, 2);
+    Governor(0, std::string(65, 'a'));
+    Governor(1, "power save");
+    Governor(2, "schedutil");
+    EXPECT_EQ(ReadMachineTopology(Root()).governors, (std::vector<std::string>{"schedutil"}));
 }
 
 TEST_F(RunConditionsTree, BaseAndMaximumFrequencyFromCpufreq)
