@@ -193,7 +193,7 @@ void AddHeaderRow(ViewLayout& layout, const wxString& results, int ruleEnd)
 // row; none before a test has run. A line of many reasons goes on in the
 // rows below, broken after a comma (or at a space), so that the window's
 // width holds it.
-constexpr std::size_t EvidenceRowCharacters = 110;
+constexpr std::size_t EvidenceRowCharacters = 125;
 
 void AddEvidenceLine(ViewLayout& layout, const TestEvidence& evidence)
 {

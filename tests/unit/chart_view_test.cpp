@@ -433,7 +433,7 @@ TEST_F(Chart, ALineOfManyReasonsGoesOnInTheRowsBelowAfterAComma)
     int rows = 0;
     for (int y = 176; texts.count({10, y}) != 0; y += 16, ++rows) {
         const wxString row = texts.at({10, y});
-        EXPECT_LE(row.length(), 110u) << row;
+        EXPECT_LE(row.length(), 125u) << row;
         joined << (rows == 0 ? wxS("") : wxS(" ")) << row;
     }
     EXPECT_GE(rows, 2);
