@@ -148,13 +148,18 @@ void BashCompletion()
     for (const CliOption& option : CliOptions()) {
         if (option.value == nullptr)
             continue;
-        valued += (valued.empty() ? "--" : "|--") + std::string(option.name);
-        if (TakesFile(option))
-            files += (files.empty() ? "--" : "|--") + std::string(option.name);
+        valued += valued.empty() ? "--" : "|--";
+        valued += option.name;
+        if (TakesFile(option)) {
+            files += files.empty() ? "--" : "|--";
+            files += option.name;
+        }
     }
     std::string commands;
-    for (const CliCommand& command : CliCommands())
-        commands += (commands.empty() ? "" : " ") + std::string(command.name);
+    for (const CliCommand& command : CliCommands()) {
+        commands += commands.empty() ? "" : " ";
+        commands += command.name;
+    }
 
     std::printf("# bash completion for tarnwick-cli, made from its own option table\n"
                 "_tarnwick_cli()\n"

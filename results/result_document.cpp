@@ -803,10 +803,20 @@ bool LooksLikeResultDocument(std::string_view bytes)
 {
     if (bytes.substr(0, 3) == "\xEF\xBB\xBF")
         bytes.remove_prefix(3);
-    for (const char c : bytes)
-        if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
-            return c == '{';
-    return false;
+    const std::size_t first = bytes.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos || bytes[first] != '{')
+        return false;
+    // A results file whose first record starts with "{" (a maker named so)
+    // stays a results file.
+    std::string_view line = bytes.substr(first, bytes.find('\n', first) - first);
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    if (line.size() > MaxRecordLength)
+        return true;
+    const wxString text = IsStrictUtf8(reinterpret_cast<const unsigned char*>(line.data()), line.size())
+                              ? wxString::FromUTF8(line.data(), line.size())
+                              : wxString::From8BitData(line.data(), line.size());
+    return !RecordProblem(std::wstring_view(text.wc_str(), text.length())).empty();
 }
 
 std::string ReadResultDocument(std::string_view bytes, ResultDocument& document)

@@ -451,6 +451,10 @@ TEST(ResultDocument, OnlyTextStartingWithABraceLooksLikeADocument)
     EXPECT_FALSE(LooksLikeResultDocument("   "));
     EXPECT_FALSE(LooksLikeResultDocument("[{}]"));
     EXPECT_FALSE(LooksLikeResultDocument("AMD;Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;yes\n"));
+    // A results file whose first record starts with a brace stays one.
+    EXPECT_FALSE(LooksLikeResultDocument("{AMD};Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;yes\r\nmore\n"));
+    EXPECT_FALSE(LooksLikeResultDocument("{Caf\xE9};Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;yes"));
+    EXPECT_TRUE(LooksLikeResultDocument("{AMD};Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;maybe\n"));
     EXPECT_FALSE(LooksLikeResultDocument("\xEF\xBB\xBF\xEF\xBB\xBF{"));
 }
 
