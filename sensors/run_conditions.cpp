@@ -1,5 +1,6 @@
 #include "sensors/run_conditions.h"
 
+#include "sensors/kernel_files.h"
 #include "sensors/sensors.h"
 
 #include <dirent.h>
@@ -24,28 +25,6 @@ namespace {
 // device that never ends, must neither hang nor exhaust memory.
 constexpr std::size_t TextLimit = 1u << 20;
 
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view Trim(std::string_view text)
-{
-    while (!text.empty() && IsSpace(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && IsSpace(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
-/// Control characters become spaces, so that a value stays one line.
-std::string OneLine(std::string_view text)
-{
-    std::string line(text);
-    for (char& c : line)
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
-            c = ' ';
-    return line;
-}
-
 std::string Join(const std::string& root, std::string_view relative)
 {
     std::string path = root.empty() ? std::string("/") : root;
@@ -55,37 +34,12 @@ std::string Join(const std::string& root, std::string_view relative)
     return path;
 }
 
-int OpenForReading(const char* path)
-{
-    // Non-blocking, so that a FIFO in the tree cannot hang the read.
-    return ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-}
-
-/// Reads the start of a file with one read into `buffer`: the bytes read,
-/// or -1 when the file cannot be read or fills the buffer (longer than
-/// anything we look for).
-template <std::size_t N>
-ssize_t ReadStart(const char* path, std::array<char, N>& buffer)
-{
-    const int fd = OpenForReading(path);
-    if (fd < 0)
-        return -1;
-    ssize_t count;
-    do
-        count = ::read(fd, buffer.data(), buffer.size());
-    while (count < 0 && errno == EINTR);
-    ::close(fd);
-    if (count < 0 || static_cast<std::size_t>(count) >= buffer.size())
-        return -1;
-    return count;
-}
-
 /// A one-value file (a counter, a state, a governor), trimmed; nullopt
 /// when absent, unreadable, empty or longer than a value can be.
 std::optional<std::string> ReadValue(const std::string& path)
 {
     std::array<char, 256> buffer;
-    const ssize_t count = ReadStart(path.c_str(), buffer);
+    const ssize_t count = ReadSmallFile(path.c_str(), buffer);
     if (count <= 0)
         return std::nullopt;
     const std::string_view text = Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
@@ -98,36 +52,11 @@ std::optional<std::string> ReadValue(const std::string& path)
 /// line below the limit. nullopt when it cannot be read.
 std::optional<std::string> ReadText(const std::string& path)
 {
-    const int fd = OpenForReading(path.c_str());
-    if (fd < 0)
-        return std::nullopt;
-    std::string text;
-    constexpr std::size_t Chunk = 65536;
     bool cut = false;
-    for (;;) {
-        const std::size_t used = text.size();
-        if (used >= TextLimit) {
-            cut = true;
-            break;
-        }
-        const std::size_t want = std::min(Chunk, TextLimit - used);
-        text.resize(used + want);
-        ssize_t count;
-        do
-            count = ::read(fd, text.data() + used, want);
-        while (count < 0 && errno == EINTR);
-        if (count < 0) {
-            ::close(fd);
-            return std::nullopt;
-        }
-        text.resize(used + static_cast<std::size_t>(count));
-        if (count == 0)
-            break;
-    }
-    ::close(fd);
-    if (cut) {
-        const std::size_t newline = text.rfind('\n');
-        text.resize(newline == std::string::npos ? 0 : newline + 1);
+    std::optional<std::string> text = ReadBoundedFile(path.c_str(), TextLimit, &cut);
+    if (text && cut) {
+        const std::size_t newline = text->rfind('\n');
+        text->resize(newline == std::string::npos ? 0 : newline + 1);
     }
     return text;
 }
@@ -181,32 +110,6 @@ std::optional<std::uint64_t> Add(std::optional<std::uint64_t> a, std::optional<s
     if (!a || !b || __builtin_add_overflow(*a, *b, &sum))
         return std::nullopt;
     return sum;
-}
-
-/// Entries of `dir` named prefix + digits ("cpu12"), by their number. A
-/// missing or unreadable directory gives none.
-std::vector<std::pair<unsigned long, std::string>> NumberedEntries(const std::string& dir, std::string_view prefix)
-{
-    std::vector<std::pair<unsigned long, std::string>> found;
-    DIR* stream = ::opendir(dir.c_str());
-    if (stream == nullptr)
-        return found;
-    while (const dirent* entry = ::readdir(stream)) {
-        const std::string_view name(entry->d_name);
-        if (name.size() <= prefix.size() || !name.starts_with(prefix))
-            continue;
-        const std::string_view digits = name.substr(prefix.size());
-        if (!std::all_of(digits.begin(), digits.end(), IsDigit))
-            continue;
-        unsigned long number = 0;
-        const auto [ptr, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-        if (error != std::errc() || ptr != digits.data() + digits.size())
-            continue;
-        found.emplace_back(number, std::string(name));
-    }
-    ::closedir(stream);
-    std::sort(found.begin(), found.end());
-    return found;
 }
 
 /// The names in `dir` other than "." and "..", sorted.
@@ -306,7 +209,7 @@ std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
             } else if (coreCounted) {
                 continue;
             }
-            const ssize_t count = ReadStart((dir + name).c_str(), buffer);
+            const ssize_t count = ReadSmallFile((dir + name).c_str(), buffer);
             if (count <= 0)
                 continue;
             const std::optional<std::uint64_t> value =
@@ -432,7 +335,7 @@ ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
     // Only the first line matters; the kernel writes it first.
     std::array<char, 1024> buffer;
     {
-        const int fd = OpenForReading(Join(root, "proc/stat").c_str());
+        const int fd = OpenKernelFile(Join(root, "proc/stat").c_str());
         if (fd >= 0) {
             ssize_t count;
             do
@@ -446,7 +349,7 @@ ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
                 ParseProcStat(text, snapshot);
         }
     }
-    if (const ssize_t count = ReadStart(Join(root, "proc/self/stat").c_str(), buffer); count > 0)
+    if (const ssize_t count = ReadSmallFile(Join(root, "proc/self/stat").c_str(), buffer); count > 0)
         snapshot.ownTicks = ParseOwnTicks(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
 
     snapshot.throttleCount = ReadThrottleCount(root);

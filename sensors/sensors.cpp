@@ -1,5 +1,7 @@
 #include "sensors/sensors.h"
 
+#include "sensors/kernel_files.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -23,18 +25,6 @@ constexpr double HighestMhz = 20000.0;
 
 // /proc/cpuinfo of a very large machine stays far below this.
 constexpr std::size_t CpuinfoLimit = 16u << 20;
-
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view Trim(std::string_view text)
-{
-    while (!text.empty() && IsSpace(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && IsSpace(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 /// The whole text as one integer, or nullopt (empty, junk, out of range).
 std::optional<long long> ParseWholeInteger(std::string_view text)
@@ -63,32 +53,13 @@ std::optional<double> ParseMhz(std::string_view text)
     return value;
 }
 
-/// Reads a small file with one read into `buffer`. Returns the bytes read,
-/// or -1 when the file cannot be read or fills the buffer (too long to be
-/// what we look for). Non-blocking, so that a FIFO in the tree cannot hang.
-template <std::size_t N>
-ssize_t ReadSmallFile(const char* path, std::array<char, N>& buffer)
-{
-    const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (fd < 0)
-        return -1;
-    ssize_t count;
-    do
-        count = ::read(fd, buffer.data(), buffer.size());
-    while (count < 0 && errno == EINTR);
-    ::close(fd);
-    if (count < 0 || static_cast<std::size_t>(count) >= buffer.size())
-        return -1;
-    return count;
-}
-
 /// A short text file (a chip's name, a label), trimmed, with control
 /// characters made spaces so that it stays one line; nullopt when absent,
 /// unreadable or empty. Longer text is cut at 255 bytes.
 std::optional<std::string> ReadShortText(const std::string& path)
 {
     std::array<char, 256> buffer;
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int fd = OpenKernelFile(path.c_str());
     if (fd < 0)
         return std::nullopt;
     ssize_t count;
@@ -98,72 +69,10 @@ std::optional<std::string> ReadShortText(const std::string& path)
     ::close(fd);
     if (count <= 0)
         return std::nullopt;
-    std::string text(Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count))));
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
-            c = ' ';
+    const std::string text = OneLine(Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count))));
     if (text.empty())
         return std::nullopt;
     return text;
-}
-
-/// A whole file of any length up to CpuinfoLimit; nullopt when unreadable.
-std::optional<std::string> ReadWholeFile(const char* path)
-{
-    const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (fd < 0)
-        return std::nullopt;
-    std::string text;
-    constexpr std::size_t Chunk = 65536;
-    for (;;) {
-        const std::size_t used = text.size();
-        if (used >= CpuinfoLimit)
-            break;
-        text.resize(used + Chunk);
-        ssize_t count;
-        do
-            count = ::read(fd, text.data() + used, Chunk);
-        while (count < 0 && errno == EINTR);
-        if (count < 0) {
-            ::close(fd);
-            return std::nullopt;
-        }
-        text.resize(used + static_cast<std::size_t>(count));
-        if (count == 0)
-            break;
-    }
-    ::close(fd);
-    return text;
-}
-
-/// The entries of `dir` named prefix + digits + suffix ("hwmon3",
-/// "temp10_input"), sorted by their number. Missing directories give none.
-std::vector<std::pair<unsigned long, std::string>> NumberedEntries(const fs::path& dir, std::string_view prefix,
-                                                                   std::string_view suffix)
-{
-    std::vector<std::pair<unsigned long, std::string>> found;
-    std::error_code error;
-    fs::directory_iterator it(dir, error);
-    if (error)
-        return found;
-    for (; it != fs::directory_iterator(); it.increment(error)) {
-        if (error)
-            break;
-        const std::string name = it->path().filename().string();
-        std::string_view rest(name);
-        if (rest.size() <= prefix.size() + suffix.size() || !rest.starts_with(prefix) || !rest.ends_with(suffix))
-            continue;
-        rest = rest.substr(prefix.size(), rest.size() - prefix.size() - suffix.size());
-        if (!std::all_of(rest.begin(), rest.end(), IsDigit))
-            continue;
-        unsigned long number = 0;
-        const auto [ptr, parseError] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
-        if (parseError != std::errc() || ptr != rest.data() + rest.size())
-            continue;
-        found.emplace_back(number, name);
-    }
-    std::sort(found.begin(), found.end());
-    return found;
 }
 
 bool Exists(const fs::path& path)
@@ -249,7 +158,7 @@ void MachineSensors::AddTemperature(std::string name, std::string path, bool hea
 void MachineSensors::FindHwmonTemperatures(const std::string& root)
 {
     const fs::path hwmon = fs::path(root) / "sys/class/hwmon";
-    for (const auto& [index, entry] : NumberedEntries(hwmon, "hwmon", "")) {
+    for (const auto& [index, entry] : NumberedEntries(hwmon.string(), "hwmon")) {
         // Older kernels keep the attributes in the device's directory.
         fs::path chipDir = hwmon / entry;
         if (!Exists(chipDir / "name") && Exists(chipDir / "device/name"))
@@ -259,7 +168,7 @@ void MachineSensors::FindHwmonTemperatures(const std::string& root)
             continue;
         const std::size_t first = m_temperatures.size();
         bool chipHasLevel = false;
-        for (const auto& [number, file] : NumberedEntries(chipDir, "temp", "_input")) {
+        for (const auto& [number, file] : NumberedEntries(chipDir.string(), "temp", "_input")) {
             const std::string stem = "temp" + std::to_string(number);
             const std::string label = ReadShortText((chipDir / (stem + "_label")).string()).value_or(stem);
             const bool level = IsChipLevel(*chip, label);
@@ -277,7 +186,7 @@ void MachineSensors::FindThermalZones(const std::string& root)
 {
     const fs::path thermal = fs::path(root) / "sys/class/thermal";
     std::vector<std::pair<std::string, fs::path>> package, acpi;  // (name, temp file)
-    for (const auto& [index, entry] : NumberedEntries(thermal, "thermal_zone", "")) {
+    for (const auto& [index, entry] : NumberedEntries(thermal.string(), "thermal_zone")) {
         const std::optional<std::string> type = ReadShortText((thermal / entry / "type").string());
         if (type == "x86_pkg_temp")
             package.emplace_back(*type + ":" + entry, thermal / entry / "temp");
@@ -292,7 +201,7 @@ void MachineSensors::FindFrequencies(const std::string& root)
 {
     const fs::path cpus = fs::path(root) / "sys/devices/system/cpu";
     bool anyAnswered = false;
-    for (const auto& [index, entry] : NumberedEntries(cpus, "cpu", "")) {
+    for (const auto& [index, entry] : NumberedEntries(cpus.string(), "cpu")) {
         const fs::path path = cpus / entry / "cpufreq/scaling_cur_freq";
         if (!Exists(path))
             continue;
@@ -309,7 +218,7 @@ void MachineSensors::FindFrequencies(const std::string& root)
         m_frequencySource = FrequencySource::Cpufreq;
         return;
     }
-    const std::optional<std::string> cpuinfo = ReadWholeFile(m_cpuinfoPath.c_str());
+    const std::optional<std::string> cpuinfo = ReadBoundedFile(m_cpuinfoPath.c_str(), CpuinfoLimit);
     if (cpuinfo && !ParseCpuinfoMhz(*cpuinfo).empty()) {
         m_frequencySource = FrequencySource::Cpuinfo;
         m_frequencyPaths.clear();
@@ -351,7 +260,7 @@ MachineSensors::Reading MachineSensors::Read() const
                 add(*mhz);
         }
     } else if (m_frequencySource == FrequencySource::Cpuinfo) {
-        if (const std::optional<std::string> text = ReadWholeFile(m_cpuinfoPath.c_str()))
+        if (const std::optional<std::string> text = ReadBoundedFile(m_cpuinfoPath.c_str(), CpuinfoLimit))
             for (const double mhz : ParseCpuinfoMhz(*text))
                 add(mhz);
     }

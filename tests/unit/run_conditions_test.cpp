@@ -1,5 +1,6 @@
 // The conditions of a run read from directory trees laid out as the kernel
 // lays out /proc and /sys, and the comparison of two snapshots.
+#include "sensors/heat_readings.h"
 #include "sensors/run_conditions.h"
 #include "sensor_tree.h"
 
@@ -682,4 +683,15 @@ TEST(RunConditionsMachine, ThisMachineHasItsCounters)
     }
 }
 
+}  // namespace
+
+namespace {
+TEST_F(RunConditionsTree, AFifoInPlaceOfProcStatHangsNeitherTheHeatMeterNorASnapshot)
+{
+    std::filesystem::create_directories(root / "proc");
+    ASSERT_EQ(::mkfifo((root / "proc/stat").c_str(), 0600), 0);
+    CpuBusyMeter meter(Root());  // must not wait for a writer
+    EXPECT_EQ(meter.Sample(), std::nullopt);
+    EXPECT_EQ(ReadConditionsSnapshot(Root()).busyTicks, std::nullopt);
+}
 }  // namespace
