@@ -2,6 +2,7 @@
 #pragma once
 
 #include <wx/string.h>
+#include "bench/heat_check.h"
 #include "bench/workers.h"
 
 #include <wx/thread.h>
@@ -30,12 +31,18 @@ constexpr std::size_t HeatBufferSize = 10485760;
 /// One heat worker's body: blocks of 65536 passes of clock readings
 /// formatted into its buffer and integer and real arithmetic, until
 /// HeatWorkNow - HeatStart reaches HeatTestMillis; then ThreadDone[index] = 1.
+/// After each block it checks one kept pass and one slot, then publishes its
+/// counts in its slot (HeatWorkerSlots).
 /// Without memory for its buffer it leaves a message for the waiting loop
 /// and returns with its flag down.
 void RunHeatWork(std::uint32_t index);
 
-/// Sets the three heat clocks to now, starts ThreadCount workers and sets
-/// HeatState to 2.
+/// One pass of the worker's arithmetic on `values`, with the clock readings
+/// `t1` and `t2`: the worker's own code, for the checks' tests.
+void HeatPass(HeatPassValues& values, std::int64_t t1, std::int64_t t2);
+
+/// Sets the three heat clocks to now, prepares the workers' slots, empties
+/// HeatWork, starts ThreadCount workers and sets HeatState to 2.
 void StartHeatTest();
 
 /// The product of the workers' flags, stored in DoneProduct: non-zero when

@@ -10,6 +10,7 @@
 #include "app/version.h"
 #include "bench/evidence.h"
 #include "bench/heat.h"
+#include "bench/heat_work.h"
 #include "bench/power.h"
 #include "bench/speed.h"
 #include "bench/work_cycle.h"
@@ -469,11 +470,114 @@ std::string SensorSummary()
     return text;
 }
 
+// The work rate and the checks, for the summary.
+std::string WorkSummary(const HeatWorkHistory& work)
+{
+    std::string text = "work rate ";
+    const std::optional<double> current = work.CurrentRate();
+    text += current ? FormatPassRate(*current) + " at the end" : std::string("unknown (no block was finished)");
+    if (const std::optional<HeatPace> pace = work.SustainedPace())
+        text += ", sustained " + FormatFixed(pace->percent, 0) + " % of the first " +
+                FormatFixed(pace->firstSeconds, 0) + " s";
+    if (const std::optional<double> slowest = work.SlowestPercent())
+        text += ", slowest processor " + FormatFixed(*slowest, 0) + " % of the fastest";
+    const std::uint64_t checks = work.Checks(), errors = work.Errors();
+    text += "; " + GroupedNumber(checks) + (checks == 1 ? " check, " : " checks, ") +
+            (errors == 0 ? std::string("no errors") : GroupedNumber(errors) + (errors == 1 ? " error" : " errors"));
+    return text;
+}
+
+// One line for each processor that failed a check: when, and what it got.
+std::vector<std::string> ErrorLines(const HeatWorkHistory& work)
+{
+    std::vector<std::string> lines;
+    if (work.Samples().empty())
+        return lines;
+    const std::vector<HeatWorkerReading>& workers = work.Samples().back().workers;
+    for (std::uint32_t k = 0; k < workers.size(); ++k) {
+        if (workers[k].errors == 0)
+            continue;
+        std::string line = "Processor " + std::to_string(work.Processor(k)) + " computed a wrong result";
+        for (const HeatCheckError& error : work.ErrorList())
+            if (error.worker == k) {
+                line += " at " + ElapsedClock(error.millis) + " (" + error.check + " check: " + error.failure.value +
+                        " should be " + error.failure.expected + ", was " + error.failure.found + ")";
+                break;
+            }
+        line += ", " + GroupedNumber(workers[k].errors) + (workers[k].errors == 1 ? " error" : " errors") +
+                " in all \u2014 this machine is not stable under load";
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+nlohmann::ordered_json WorkJson(const HeatWorkHistory& work)
+{
+    const auto number = [](const std::optional<double>& value) {
+        return value ? WholeNumber(*value) : nlohmann::ordered_json(nullptr);
+    };
+    nlohmann::ordered_json json;
+    nlohmann::ordered_json perSecond = nlohmann::ordered_json::array();
+    for (const HeatRatePoint& point : work.Rates())
+        perSecond.push_back({{"seconds", std::round(point.seconds * 1000.0) / 1000.0},
+                             {"passesPerSecond", WholeNumber(std::round(point.passesPerSecond))}});
+    json["passesPerBlock"] = HeatBlockPasses;
+    json["passesPerSecond"] = work.CurrentRate() ? WholeNumber(std::round(*work.CurrentRate()))
+                                                 : nlohmann::ordered_json(nullptr);
+    const std::optional<HeatPace> pace = work.SustainedPace();
+    json["sustainedPercent"] = pace ? WholeNumber(pace->percent) : nlohmann::ordered_json(nullptr);
+    json["firstSeconds"] = pace ? WholeNumber(pace->firstSeconds) : nlohmann::ordered_json(nullptr);
+    json["lastSeconds"] = pace ? WholeNumber(pace->lastSeconds) : nlohmann::ordered_json(nullptr);
+    json["slowestPercent"] = number(work.SlowestPercent());
+    json["perSecond"] = perSecond;
+    nlohmann::ordered_json processors = nlohmann::ordered_json::array();
+    const std::vector<std::optional<double>> rates = work.ProcessorRates();
+    for (std::uint32_t k = 0; k < rates.size(); ++k) {
+        const HeatWorkerReading& reading = work.Samples().back().workers[k];
+        processors.push_back({{"processor", work.Processor(k)},
+                              {"kept", work.Kept(k)},
+                              {"passes", std::uint64_t(reading.blocks) * HeatBlockPasses},
+                              {"passesPerSecond", rates[k] ? WholeNumber(std::round(*rates[k]))
+                                                           : nlohmann::ordered_json(nullptr)},
+                              {"checks", reading.checks},
+                              {"errors", reading.errors}});
+    }
+    json["perProcessor"] = processors;
+    json["checks"] = work.Checks();
+    json["errors"] = work.Errors();
+    nlohmann::ordered_json errors = nlohmann::ordered_json::array();
+    for (const HeatCheckError& error : work.ErrorList())
+        errors.push_back({{"processor", error.processor},
+                          {"seconds", error.millis / 1000.0},
+                          {"check", error.check},
+                          {"value", error.failure.value},
+                          {"expected", error.failure.expected},
+                          {"found", error.failure.found}});
+    json["errorList"] = errors;
+    return json;
+}
+
+// The log's work columns: the rate of the second (empty before the first
+// block) and the errors so far.
+std::string WorkLogCells(const HeatWorkHistory& work)
+{
+    std::string cells = ",";
+    const std::vector<HeatRatePoint>& rates = work.Rates();
+    if (!rates.empty() && !work.Samples().empty() && rates.back().seconds == work.Samples().back().seconds)
+        cells += FormatFixed(rates.back().passesPerSecond, 0);
+    return cells + "," + std::to_string(work.Errors());
+}
+
 int Heat(const Options& options)
 {
     HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
                                          : static_cast<std::int32_t>(options.minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
+    std::string problem;
+    if (!TakeHeatFaultFromEnvironment(problem)) {
+        std::fprintf(stderr, "tarnwick-cli: %s\n", problem.c_str());
+        return 1;
+    }
     // Both outputs are opened before the test: a wrong path is told at
     // once, not at the end of a long run.
     HeatLog log;
@@ -488,7 +592,7 @@ int Heat(const Options& options)
         }
     }
     StartHeatReadings();
-    log.Line(HeatLogHeader(HeatSensorNames()));
+    log.Line(HeatLogHeader(HeatSensorNames()) + ",passes per second,errors");
     if (log.Failed())
         return 1;
     const auto start = std::chrono::steady_clock::now();
@@ -498,11 +602,18 @@ int Heat(const Options& options)
         StartHeatTest();
         // One sample a second, at whole seconds since the start.
         std::int64_t nextSample = 1;
-        const auto sample = [&] {
+        // The work counts are read once more after the last worker has
+        // finished, so that its last blocks count; that reading gets a row of
+        // its own only when it falls in a new second.
+        const auto sample = [&](bool last) {
             const std::int64_t elapsed = HeatClockMillis() - HeatStart.GetValue();
-            if (elapsed < nextSample * 1000)
+            const bool row = elapsed >= nextSample * 1000;
+            if (row || last)
+                SampleHeatWork(elapsed / 1000.0);
+            if (!row)
                 return;
-            log.Line(HeatLogRow(SampleHeatReadings(elapsed / 1000), HeatSensorNames().size()));
+            log.Line(HeatLogRow(SampleHeatReadings(elapsed / 1000), HeatSensorNames().size()) +
+                     WorkLogCells(HeatWork));
             nextSample = elapsed / 1000 + 1;
         };
         while (HeatDoneProduct() == 0) {
@@ -512,8 +623,10 @@ int Heat(const Options& options)
                 std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(message).c_str());
                 return 1;
             }
-            sample();
+            sample(false);
         }
+        // Every worker has finished: its last blocks count too.
+        sample(true);
         FinishHeatTest();
     }
     const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -533,12 +646,17 @@ int Heat(const Options& options)
     report["highestCelsius"] = number(HeatReadings.HighestCelsius());
     report["lowestMhz"] = number(HeatReadings.LowestMhz());
     report["throttled"] = HeatReadings.Throttled();
+    report["work"] = WorkJson(HeatWork);
     report.Line("Heat test: " + std::to_string(ThreadCount) + " workers busy for " + Points(took) + " s (" +
                 (options.seconds > 0 ? "run shortened to " + std::to_string(options.seconds) + " s"
                                      : std::to_string(options.minutes) + " min") +
                 "); " + SensorSummary());
+    report.Line("Work: " + WorkSummary(HeatWork));
+    for (const std::string& line : ErrorLines(HeatWork))
+        report.Line(line);
     report.Print();
-    return 0;
+    // For scripts: a check failed. The log and the plot are written.
+    return HeatWork.Errors() > 0 ? 4 : 0;
 }
 
 int Info(const Options& options)

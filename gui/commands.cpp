@@ -2,6 +2,7 @@
 
 #include "app/state.h"
 #include "bench/heat.h"
+#include "bench/heat_work.h"
 #include "bench/power.h"
 #include "gui/heat_dialog.h"
 #include "gui/options_dialog.h"
@@ -11,6 +12,8 @@
 #include "sensors/heat_readings.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <string>
 
 #include <wx/app.h>
 #include <wx/thread.h>
@@ -47,6 +50,9 @@ void RunHeatTest()
     if (DialogCancelled != 0)
         return;
     wxWindow* frame = wxTheApp != nullptr ? wxTheApp->GetTopWindow() : nullptr;
+    std::string problem;
+    if (!TakeHeatFaultFromEnvironment(problem))
+        std::fprintf(stderr, "tarnwick: %s; the heat test runs without a fault\n", problem.c_str());
     StartHeatReadings();
     RunHeatLoop([frame] {
         // Workers never touch the window; what one of them has to say is
@@ -54,8 +60,11 @@ void RunHeatTest()
         const wxString message = TakeHeatMessage();
         if (!message.empty())
             wxMessageBox(message, wxS("Tarnwick Benchmark"), wxOK | wxCENTRE);
-        // What the sensors say, once a second, for the view.
-        SampleHeatReadings(static_cast<double>(HeatClockMillis() - HeatStart.GetValue()) / 1000.0);
+        // What the sensors say and what the workers did, once a second, for
+        // the view.
+        const double seconds = static_cast<double>(HeatClockMillis() - HeatStart.GetValue()) / 1000.0;
+        SampleHeatReadings(seconds);
+        SampleHeatWork(seconds);
         if (frame != nullptr) {
             frame->Refresh(true);
             frame->Update();

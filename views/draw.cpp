@@ -10,7 +10,14 @@ void DrawLayout(wxDC& dc, const ViewLayout& layout)
     for (const ViewItem& item : layout) {
         switch (item.kind) {
         case ViewItem::Kind::Text:
-            dc.DrawText(item.text, item.x, item.y);
+            if (item.colour.empty()) {
+                dc.DrawText(item.text, item.x, item.y);
+            } else {
+                const wxColour previous = dc.GetTextForeground();
+                dc.SetTextForeground(wxColour(item.colour));
+                dc.DrawText(item.text, item.x, item.y);
+                dc.SetTextForeground(previous);
+            }
             break;
         case ViewItem::Kind::Line:
             if (item.pen.empty()) {

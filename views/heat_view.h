@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+class HeatWorkHistory;
 class SensorHistory;
 
 /// The heat view as the clock reads `nowMillis` (used while the test runs),
@@ -18,3 +19,12 @@ ViewLayout LayoutHeatView(std::int64_t nowMillis);
 /// the temperature curve over the test's `testMillis`; nothing for what no
 /// sensor answered.
 ViewLayout LayoutHeatReadings(const SensorHistory& history, bool finished, std::int32_t testMillis);
+
+/// The readings as LayoutHeatReadings draws them, then what the workers did:
+/// "Work rate:" (the rate of all processors and, once the test has run long
+/// enough, its sustained pace), "Checked:" (checks and errors) and a line in
+/// red for each processor that computed a wrong result; the rate as a blue
+/// curve in the temperature plot, or in a plot of its own below these lines
+/// when there is none. Without readings the lines start at y 144.
+ViewLayout LayoutHeatWork(const SensorHistory& readings, const HeatWorkHistory& work, bool finished,
+                          std::int32_t testMillis);

@@ -2,13 +2,14 @@
 
 #include "app/state.h"
 
-ViewItem TextItem(const wxString& text, int x, int y)
+ViewItem TextItem(const wxString& text, int x, int y, const wxString& colour)
 {
     ViewItem item;
     item.kind = ViewItem::Kind::Text;
     item.text = text;
     item.x = x;
     item.y = y;
+    item.colour = colour;
     return item;
 }
 

@@ -18,13 +18,14 @@ struct ViewItem {
     double radius = 0.0;  ///< RoundedRectangle: corner radius
     wxString brush;       ///< rectangles: colour name of a solid brush; empty keeps the DC's brush
     wxString pen;         ///< Line: colour name of a solid one-pixel pen; empty keeps the DC's pen
+    wxString colour;      ///< Text: colour name of the text; empty keeps the DC's text colour
 
     bool operator==(const ViewItem&) const = default;
 };
 
 using ViewLayout = std::vector<ViewItem>;
 
-ViewItem TextItem(const wxString& text, int x, int y);
+ViewItem TextItem(const wxString& text, int x, int y, const wxString& colour = wxString());
 ViewItem LineItem(int x1, int y1, int x2, int y2, const wxString& pen = wxString());
 ViewItem RectangleItem(int x, int y, int width, int height, const wxString& brush);
 ViewItem RoundedRectangleItem(int x, int y, int width, int height, double radius,

@@ -33,7 +33,8 @@ const char* SvgColour(const wxString& name)
         const char* name;
         const char* rgb;
     } colours[] = {{"BLACK", "#000000"}, {"WHITE", "#FFFFFF"}, {"RED", "#FF0000"},
-                   {"GREEN", "#008000"}, {"YELLOW", "#FFFF00"}, {"MAGENTA", "#FF00FF"}};
+                   {"GREEN", "#008000"}, {"YELLOW", "#FFFF00"}, {"MAGENTA", "#FF00FF"},
+                   {"BLUE", "#0000FF"}};
     for (const auto& colour : colours)
         if (name == colour.name)
             return colour.rgb;
@@ -53,8 +54,9 @@ std::string LayoutToSvg(const ViewLayout& layout, int width, int height, int fon
     for (const ViewItem& item : layout) {
         switch (item.kind) {
         case ViewItem::Kind::Text:
-            svg += Format("<text x=\"%d\" y=\"%d\" dominant-baseline=\"text-before-edge\">", item.x, item.y) +
-                   Escaped(item.text) + "</text>\n";
+            svg += Format("<text x=\"%d\" y=\"%d\" dominant-baseline=\"text-before-edge\"", item.x, item.y) +
+                   (item.colour.empty() ? std::string() : std::string(" fill=\"") + SvgColour(item.colour) + "\"") +
+                   ">" + Escaped(item.text) + "</text>\n";
             break;
         case ViewItem::Kind::Line:
             // Half a pixel in, so the one-pixel line covers the pixels the window's does.

@@ -1,5 +1,6 @@
 #include "app/state.h"
 #include "bench/heat.h"
+#include "bench/heat_work.h"
 #include "bench/workers.h"
 #include "saved_state.h"
 #include "simulated_heat_time.h"
@@ -9,6 +10,8 @@
 #include <wx/utils.h>
 
 #include <gtest/gtest.h>
+
+#include <sched.h>
 
 #include <algorithm>
 #include <atomic>
@@ -196,4 +199,105 @@ TEST_F(HeatTest, WithoutTimeTheLoopEndsAfterOneOrTwoRealSeconds)
     EXPECT_GE(took, 1000L * seconds);
     EXPECT_LT(took, 1000L * seconds + 1000);
     EXPECT_EQ(HeatState, 1);
+}
+
+// ---- the work counts and the checks of real workers
+
+namespace {
+// The number worker `k` will go by: the k-th processor this process may use
+// when there is one for every worker, else its own index.
+std::int32_t ExpectedProcessor(std::uint32_t k, std::uint32_t workers)
+{
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (sched_getaffinity(0, sizeof set, &set) != 0)
+        return static_cast<std::int32_t>(k);
+    std::vector<std::int32_t> allowed;
+    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+        if (CPU_ISSET(cpu, &set))
+            allowed.push_back(cpu);
+    return allowed.size() >= workers ? allowed[k] : static_cast<std::int32_t>(k);
+}
+}  // namespace
+
+TEST_F(HeatTest, WorkersPublishTheirBlocksAndTwoChecksForEach)
+{
+    const SimulatedHeatTime time(1700000000000);
+    HeatTestMillis = 120000;
+    ThreadCount = 2;
+    SetHeatFault(std::nullopt);
+    int second = 0;
+    RunHeatLoop([&] { SampleHeatWork(++second); });
+
+    ASSERT_EQ(HeatWork.Samples().size(), 121u);
+    const std::vector<HeatWorkerReading>& last = HeatWork.Samples().back().workers;
+    ASSERT_EQ(last.size(), 2u);
+    const std::vector<std::optional<double>> rates = HeatWork.ProcessorRates();
+    for (std::uint32_t k = 0; k < 2; ++k) {
+        SCOPED_TRACE(k);
+        EXPECT_GE(last[k].blocks, 1u);
+        EXPECT_TRUE(last[k].done);
+        EXPECT_EQ(last[k].checks, 2ull * last[k].blocks);
+        EXPECT_EQ(last[k].errors, 0u);
+        // The last block ended when the 120 s were reached.
+        EXPECT_EQ(last[k].endMillis, 120000u);
+        ASSERT_TRUE(rates[k]);
+        EXPECT_DOUBLE_EQ(*rates[k], last[k].blocks * 65536.0 / 120.0);
+        EXPECT_EQ(HeatWork.Processor(k), ExpectedProcessor(k, 2));
+        // Counts never go back.
+        for (std::size_t s = 1; s < HeatWork.Samples().size(); ++s)
+            ASSERT_GE(HeatWork.Samples()[s].workers[k].blocks, HeatWork.Samples()[s - 1].workers[k].blocks);
+    }
+    EXPECT_EQ(HeatWork.Checks(), 2ull * (last[0].blocks + last[1].blocks));
+    EXPECT_EQ(HeatWork.Errors(), 0u);
+    EXPECT_TRUE(HeatWork.ErrorList().empty());
+    EXPECT_FALSE(HeatWork.Rates().empty());
+}
+
+TEST_F(HeatTest, RealWorkersCheckWithoutErrors)
+{
+    HeatTestMillis = 1500;
+    ThreadCount = 2;
+    SetHeatFault(std::nullopt);
+    StartHeatTest();
+    WaitUntilDone(30000);
+    SampleHeatWork(2.0);
+    FinishHeatTest();
+    const std::vector<HeatWorkerReading>& workers = HeatWork.Samples().back().workers;
+    for (const HeatWorkerReading& worker : workers) {
+        EXPECT_GE(worker.blocks, 1u);
+        EXPECT_EQ(worker.checks, 2ull * worker.blocks);
+        EXPECT_EQ(worker.errors, 0u);
+    }
+    const std::optional<double> rate = HeatWork.CurrentRate();
+    ASSERT_TRUE(rate);
+    EXPECT_GT(*rate, 0.0);
+}
+
+TEST_F(HeatTest, TheFaultSwitchFailsTheChecksOfOneProcessorFromItsSecondOn)
+{
+    HeatTestMillis = 2500;
+    ThreadCount = 2;
+    const std::int32_t faulty = ExpectedProcessor(1, 2);
+    SetHeatFault(HeatFault{faulty, 1});
+    StartHeatTest();
+    WaitUntilDone(30000);
+    SampleHeatWork(3.0);
+    FinishHeatTest();
+    SetHeatFault(std::nullopt);
+
+    const std::vector<HeatWorkerReading>& workers = HeatWork.Samples().back().workers;
+    ASSERT_EQ(workers.size(), 2u);
+    EXPECT_EQ(workers[0].errors, 0u);
+    EXPECT_GT(workers[1].errors, 0u);
+    EXPECT_LT(workers[1].errors, workers[1].blocks) << "the blocks of the first second passed";
+    EXPECT_EQ(HeatWork.Errors(), workers[1].errors);
+    ASSERT_FALSE(HeatWork.ErrorList().empty());
+    for (const HeatCheckError& error : HeatWork.ErrorList()) {
+        EXPECT_EQ(error.worker, 1u);
+        EXPECT_EQ(error.processor, faulty);
+        EXPECT_GE(error.millis, 1000);
+        EXPECT_EQ(error.check, "pass");
+        EXPECT_EQ(error.failure.value, "product");
+    }
 }

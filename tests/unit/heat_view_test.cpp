@@ -1,4 +1,5 @@
 #include "app/state.h"
+#include "bench/heat_work.h"
 #include "sensor_tree.h"
 #include "sensors/heat_readings.h"
 #include "view_printing.h"
@@ -17,6 +18,7 @@ protected:
         HeatTestMillis = 600000;
         HeatStart = 1000000;
         HeatReadings.Clear();
+        HeatWork.Start(HeatTestMillis);
     }
     void TearDown() override
     {
@@ -24,6 +26,7 @@ protected:
         HeatTestMillis = 600000;
         HeatStart = HeatViewNow = 0;
         HeatReadings.Clear();
+        HeatWork.Start(0);
     }
 
     static void Sample(double seconds, std::optional<double> celsius, std::optional<double> averageMhz,
@@ -35,6 +38,29 @@ protected:
         sample.averageMhz = averageMhz;
         sample.lowestMhz = lowestMhz;
         HeatReadings.Add(sample);
+    }
+
+    // Two workers that have each done 20 blocks a second for `seconds`
+    // seconds; worker 1 with `errors` errors, the first at `errorMillis`.
+    static void Work(int seconds, std::uint32_t errors = 0, std::int64_t errorMillis = 0)
+    {
+        HeatWork.Start(HeatTestMillis);
+        for (int second = 1; second <= seconds; ++second) {
+            HeatWorkSample sample;
+            sample.seconds = second;
+            for (std::uint32_t k = 0; k < 2; ++k) {
+                HeatWorkerReading reading;
+                reading.blocks = 20u * second;
+                reading.endMillis = 1000u * second;
+                reading.checks = 2u * reading.blocks;
+                reading.errors = k == 1 && second == seconds ? errors : 0;
+                reading.processor = static_cast<std::int32_t>(k);
+                sample.workers.push_back(reading);
+            }
+            HeatWork.Add(sample);
+        }
+        if (errors > 0)
+            HeatWork.AddErrors({{1, 1, errorMillis, "pass", {"product", "2", "1"}}});
     }
 };
 
@@ -308,4 +334,111 @@ TEST_F(HeatReadingsOfAMachine, LogCellsAreQuotedWhenTheyHoldASeparatorAndEmptyWh
     sample.sensors.sensors = {71.25, std::nullopt};
     sample.busyPercent = 99.96;
     EXPECT_EQ(HeatLogRow(sample, 2), "5,100.0,71.2,,,");
+}
+
+// ---- what the workers did, below the readings
+
+TEST_F(HeatView, WithoutSensorsTheWorkLinesStartWhereTheReadingsWouldAndHaveTheirOwnPlot)
+{
+    HeatState = 2;
+    Work(2);
+    const ViewLayout layout = LayoutHeatView(1000000 + 2000);
+    ASSERT_EQ(layout.size(), 7u + 4u + 7u);
+    const ViewLayout work(layout.begin() + 7, layout.end());
+    // 2 × 20 blocks of 65536 passes a second: 2 621 440 passes/s, on a scale
+    // from 0 to 3 M.
+    const ViewLayout expected = {
+        TextItem(wxS("Work rate:"), 10, 144),
+        TextItem(wxS("2.62 M passes/s"), 150, 144),
+        TextItem(wxS("Checked:"), 10, 160),
+        TextItem(wxS("160 checks, no errors"), 150, 160),
+        LineItem(60, 208, 60, 328),
+        LineItem(60, 328, 460, 328),
+        TextItem(wxS("0"), 60, 332),
+        TextItem(wxS("10 min"), 420, 332),
+        TextItem(wxS("3.00 M passes/s"), 466, 202),
+        TextItem(wxS("0 passes/s"), 466, 322),
+        LineItem(60, 224, 61, 224, wxS("BLUE")),
+    };
+    EXPECT_EQ(work, expected);
+}
+
+TEST_F(HeatView, WithSensorsTheWorkLinesGoBelowThePlotAndTheRateIntoIt)
+{
+    HeatState = 2;
+    Sample(1, 60.0, 3400.0, 3300.0);
+    Sample(2, 64.0, 3410.0, 3350.0);
+    Work(2);
+    const ViewLayout layout = LayoutHeatView(1000000 + 2000);
+    ASSERT_EQ(layout.size(), 7u + 4u + 7u + 4u + 3u);
+    // The readings are drawn as without the work: the same items in the
+    // same places.
+    const ViewLayout readings(layout.begin() + 7, layout.begin() + 18);
+    EXPECT_EQ(readings, LayoutHeatReadings(HeatReadings, false, HeatTestMillis));
+    const ViewLayout work(layout.begin() + 18, layout.end());
+    const ViewLayout expected = {
+        // The plot spans 208 to 328, its time scale 332 to 348: a line apart.
+        TextItem(wxS("Work rate:"), 10, 364),
+        TextItem(wxS("2.62 M passes/s"), 150, 364),
+        TextItem(wxS("Checked:"), 10, 380),
+        TextItem(wxS("160 checks, no errors"), 150, 380),
+        // The rate in the temperature plot, its scale on the right.
+        TextItem(wxS("3.00 M passes/s"), 466, 202),
+        TextItem(wxS("0 passes/s"), 466, 322),
+        LineItem(60, 224, 61, 224, wxS("BLUE")),
+    };
+    EXPECT_EQ(work, expected);
+}
+
+TEST_F(HeatView, AnErrorIsALineInRedNamingTheProcessorAndTheTime)
+{
+    HeatState = 2;
+    Work(2, 3, 252000);
+    const ViewLayout layout = LayoutHeatView(1000000 + 2000);
+    ASSERT_GE(layout.size(), 7u + 5u);
+    EXPECT_EQ(layout[10], TextItem(wxS("160 checks, 3 errors"), 150, 160));
+    EXPECT_EQ(layout[11], TextItem(wxString::FromUTF8("Processor 1 computed a wrong result at 04:12 \u2014 this "
+                                                      "machine is not stable under load."),
+                                   10, 176, wxS("RED")));
+    EXPECT_EQ(layout[12], LineItem(60, 224, 60, 344));  // the plot a line lower
+}
+
+TEST_F(HeatView, OneErrorIsSaidInTheSingular)
+{
+    HeatState = 1;
+    Work(2, 1, 1500);
+    const ViewLayout layout = LayoutHeatView(0);
+    EXPECT_EQ(layout[9], TextItem(wxS("160 checks, 1 error"), 150, 160));
+    EXPECT_EQ(layout[10].text.substr(0, 44), wxS("Processor 1 computed a wrong result at 00:01"));
+}
+
+TEST_F(HeatView, OnceLongEnoughTheSustainedPaceAndAtTheEndTheSlowestProcessor)
+{
+    HeatTestMillis = 60000;
+    HeatState = 2;
+    Work(25);
+    const ViewLayout running = LayoutHeatView(1000000 + 25000);
+    EXPECT_EQ(running[8], TextItem(wxS("2.62 M passes/s (sustained 100 % of the first 12 s)"), 150, 144));
+    HeatState = 1;
+    Work(61);
+    const ViewLayout finished = LayoutHeatView(0);
+    EXPECT_EQ(finished[7], TextItem(wxS("2.62 M passes/s (sustained 100 % of the first 12 s; slowest processor "
+                                        "100 % of the fastest)"),
+                                    150, 144));
+    // Too early for a pace (the last 12 s would overlap the first): the
+    // rate alone.
+    HeatState = 2;
+    Work(20);
+    EXPECT_EQ(LayoutHeatView(1000000 + 20000)[8], TextItem(wxS("2.62 M passes/s"), 150, 144));
+}
+
+TEST_F(HeatView, BeforeTheFirstBlockTheRateIsADash)
+{
+    HeatState = 2;
+    HeatWork.Start(HeatTestMillis);
+    HeatWork.Add(HeatWorkSample{1.0, {HeatWorkerReading{}, HeatWorkerReading{}}});
+    const ViewLayout layout = LayoutHeatView(1000000 + 1000);
+    ASSERT_EQ(layout.size(), 7u + 4u);  // no curve, no plot
+    EXPECT_EQ(layout[8], TextItem(wxS("-"), 150, 144));
+    EXPECT_EQ(layout[10], TextItem(wxS("0 checks, no errors"), 150, 160));
 }

@@ -8,6 +8,7 @@
 #include "app/notify.h"
 #include "app/state.h"
 #include "bench/evidence.h"
+#include "bench/heat_work.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
 #include "files/file_transaction.h"
@@ -147,6 +148,16 @@ public:
                  if (samples == 0)
                      HeatReadings.Clear();
              });
+
+        // What the heat workers did, and the fault their checks were told of.
+        const std::size_t workSamples = HeatWork.Samples().size();
+        Item("HeatWork", [workSamples] { return HeatWork.Samples().size() != workSamples; },
+             [workSamples] {
+                 if (workSamples == 0)
+                     HeatWork.Start(0);
+             });
+        Item("heat fault", [saved = CurrentHeatFault()] { return CurrentHeatFault() != saved; },
+             [saved = CurrentHeatFault()] { SetHeatFault(saved); });
 
         std::error_code ignored;
         const std::filesystem::path directory = std::filesystem::current_path(ignored);

@@ -16,5 +16,7 @@ inline void PrintTo(const ViewItem& item, std::ostream* out)
         *out << ", brush " << item.brush.utf8_string();
     if (!item.pen.empty())
         *out << ", pen " << item.pen.utf8_string();
+    if (!item.colour.empty())
+        *out << ", colour " << item.colour.utf8_string();
     *out << ")";
 }
