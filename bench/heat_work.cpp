@@ -262,22 +262,20 @@ std::optional<HeatPace> HeatWorkHistory::SustainedPace() const
     if (last == 0)
         return std::nullopt;
     --last;
-    // The first window: from the start to its last sample; the last window:
-    // from its first sample to `last`. Samples come about once a second and
-    // drift a little late, so a window's edge takes the sample within half a
-    // second of it.
-    constexpr double slack = 0.5;
+    // The first window: from the start to its last sample, which may be up
+    // to half a second late (samples come about once a second and drift).
+    // The last window: from the latest sample that leaves it its whole
+    // length (a few hundredths of a second short at most) to `last`.
     std::optional<std::size_t> first;
-    for (std::size_t k = 0; k <= last && m_samples[k].seconds <= firstWindow + slack; ++k)
+    for (std::size_t k = 0; k <= last && m_samples[k].seconds <= firstWindow + 0.5; ++k)
         first = k;
-    std::size_t from = last;
-    for (std::size_t k = 0; k <= last; ++k)
-        if (m_samples[k].seconds >= m_samples[last].seconds - lastWindow - slack) {
-            from = k;
-            break;
-        }
-    if (!first || from < *first || from >= last)
+    std::optional<std::size_t> start;
+    for (std::size_t k = 0; k < last && m_samples[k].seconds <= m_samples[last].seconds - lastWindow + 0.05; ++k)
+        start = k;
+    // The windows may touch but not overlap.
+    if (!first || !start || *start < *first)
         return std::nullopt;
+    const std::size_t from = *start;
 
     double firstRate = 0.0, lastRate = 0.0;
     const std::vector<HeatWorkerReading>& a = m_samples[*first].workers;

@@ -110,7 +110,9 @@ TEST_F(Cli, HeatShortened)
     EXPECT_TRUE(Matches(o.out, R"(Heat test: [1-9][0-9]* workers busy for [1-3] s \(run shortened to 1 s\); )"
                                R"((no temperature or frequency sensor answered|)"
                                R"((highest temperature -?[0-9]+ \xC2\xB0C|no temperature sensor answered), )"
-                               R"((lowest frequency [0-9]+\.[0-9]{2} GHz|no frequency sensor answered))\n)"))
+                               R"((lowest frequency [0-9]+\.[0-9]{2} GHz|no frequency sensor answered))\n)"
+                               R"(Work: work rate [0-9.]+ [kMG]? ?passes/s at the end(, slowest processor [0-9]+ % of )"
+                               R"(the fastest)?; [0-9,]+ checks, no errors\n)"))
         << o.out;
 }
 
@@ -124,17 +126,21 @@ TEST_F(Cli, HeatOnADesktopsSensorsNamesThemLogsThemAndPlotsThem)
     machine.Destroy();
     ASSERT_EQ(o.code, 0) << o.err;
     EXPECT_TRUE(Matches(o.out, "Heat test: [1-9][0-9]* workers busy for [2-4] s \\(run shortened to 2 s\\); "
-                               "highest temperature 65 \xC2\xB0" "C, lowest frequency 3\\.00 GHz\n"))
+                               "highest temperature 65 \xC2\xB0" "C, lowest frequency 3\\.00 GHz\n"
+                               "Work: .*\n"))
         << o.out;
     std::istringstream log(ReadFile(dir / "heat.csv"));
     std::string line;
     ASSERT_TRUE(std::getline(log, line));
-    EXPECT_EQ(line, "seconds,busy %,k10temp:Tctl,k10temp:Tccd1,k10temp:Tccd2,average MHz,lowest MHz");
+    EXPECT_EQ(line, "seconds,busy %,k10temp:Tctl,k10temp:Tccd1,k10temp:Tccd2,average MHz,lowest MHz,passes per "
+                    "second,errors");
     int rows = 0;
     while (std::getline(log, line)) {
         ++rows;
-        // No /proc/stat in this tree: the busy share is left empty.
-        EXPECT_EQ(line, std::to_string(rows) + ",,65.2,70.1,60.0,3750,3000");
+        // No /proc/stat in this tree: the busy share is left empty; the
+        // work rate is this machine's.
+        EXPECT_TRUE(Matches(line + "\n", std::to_string(rows) + ",,65\\.2,70\\.1,60\\.0,3750,3000,[1-9][0-9]*,0\n"))
+            << line;
     }
     EXPECT_GE(rows, 1);
     const std::string svg = ReadFile(dir / "heat.svg");
@@ -174,9 +180,11 @@ TEST_F(Cli, HeatLogAndPlotReadBack)
     ASSERT_GE(header.size(), 4u);
     EXPECT_EQ(header[0], "seconds");
     EXPECT_EQ(header[1], "busy %");
-    EXPECT_EQ(header[header.size() - 2], "average MHz");
-    EXPECT_EQ(header.back(), "lowest MHz");
-    for (std::size_t k = 2; k + 2 < header.size(); ++k)
+    EXPECT_EQ(header[header.size() - 4], "average MHz");
+    EXPECT_EQ(header[header.size() - 3], "lowest MHz");
+    EXPECT_EQ(header[header.size() - 2], "passes per second");
+    EXPECT_EQ(header.back(), "errors");
+    for (std::size_t k = 2; k + 4 < header.size(); ++k)
         EXPECT_TRUE(std::regex_match(header[k], std::regex(R"([^:,]+:.+)"))) << header[k];  // chip:label
     int rows = 0, previous = 0;
     while (std::getline(log, line)) {
@@ -191,6 +199,8 @@ TEST_F(Cli, HeatLogAndPlotReadBack)
         if (!cells[1].empty()) {
             EXPECT_LE(std::stod(cells[1]), 100.0);
         }
+        EXPECT_FALSE(cells[cells.size() - 2].empty()) << "every second of a live test finishes blocks: " << line;
+        EXPECT_EQ(cells.back(), "0") << line;
         ++rows;
     }
     EXPECT_GE(rows, 2);

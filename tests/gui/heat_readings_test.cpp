@@ -4,6 +4,7 @@
 #include "../unit/sensor_tree.h"
 #include "app/resources.h"
 #include "app/state.h"
+#include "bench/heat_work.h"
 #include "gui/heat_dialog.h"
 #include "gui/main_frame.h"
 #include "gui_support.h"
@@ -23,6 +24,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -36,11 +38,13 @@ protected:
         SensorRoot = root.string();
         HeatTestMillis = 120000;
         HeatState = 1;
+        HeatWork.Start(HeatTestMillis);
     }
     void TearDown() override
     {
         SensorRoot = m_previousRoot;
         HeatReadings.Clear();
+        HeatWork.Start(0);
         HeatState = 0;
         HeatTestMillis = 600000;
         DisplayMode = DisplayBlank;
@@ -170,4 +174,56 @@ TEST_F(HeatReadingsPicture, TheWindowsHeatTestReadsTheSensorsOnceASecond)
     EXPECT_NE(std::find_if(finished.begin(), finished.end(),
                            [](const ViewItem& item) { return item.text == wxS("Temperature:"); }),
               finished.end());
+}
+
+TEST_F(HeatReadingsPicture, WithTheFaultSwitchTheWindowSaysInRedWhichProcessorComputedWrongly)
+{
+    const StateGuard saved;
+    // An empty machine: the work lines take the readings' place.
+    const SimulatedHeatTime time(1700000000000);
+    ASSERT_EQ(setenv("TARNWICK_HEAT_FAULT", "0:0", 1), 0);
+    // Processor 0 is worker 0's when each worker has its own processor, as
+    // on any machine that runs this with every processor allowed.
+    wxTEST_DIALOG(SendMenuCommand(TheFrame().m_heatItem), ExpectDialog<HeatDialog>([](HeatDialog* d) {
+                      d->m_minutesText->SetValue(wxS("1"));
+                      PressButton(d->m_okButton);
+                  }));
+    unsetenv("TARNWICK_HEAT_FAULT");
+    ASSERT_EQ(HeatState, 1);
+    ASSERT_EQ(HeatWork.Samples().size(), 61u);  // read once a second, as the sensors are
+    std::uint32_t faulty = 0;
+    while (faulty < ThreadCount && HeatWork.Processor(faulty) != 0)
+        ++faulty;
+    ASSERT_LT(faulty, ThreadCount) << "no worker went by processor 0";
+    EXPECT_GT(HeatWork.Samples().back().workers[faulty].errors, 0u);
+    EXPECT_EQ(HeatWork.Errors(), HeatWork.Samples().back().workers[faulty].errors);
+
+    const ViewLayout layout = LayoutHeatView(HeatClockMillis());
+    const auto red = std::find_if(layout.begin(), layout.end(), [](const ViewItem& item) {
+        return item.kind == ViewItem::Kind::Text && item.colour == wxS("RED");
+    });
+    ASSERT_NE(red, layout.end());
+    // The simulated minute passes while the workers are in their first
+    // blocks: the first error may come at any second of it.
+    EXPECT_TRUE(std::regex_match(red->text.utf8_string(),
+                                 std::regex("Processor 0 computed a wrong result at 0[01]:[0-5][0-9] \u2014 this "
+                                            "machine is not stable under load\\.")))
+        << red->text.utf8_string();
+    EXPECT_EQ(red->x, 10);
+    EXPECT_EQ(red->y, 176);
+
+    // On the screen: black lines at 144 and 160, the red one at 176.
+    const wxImage image = Show();
+    const auto redInk = [&](int y) {
+        int count = 0;
+        for (int row = y; row < y + 14; ++row)
+            for (int x = 10; x < 420; ++x)
+                count += IsRed(image, x, row) ? 1 : 0;
+        return count;
+    };
+    EXPECT_FALSE(InkBounds(image, BackgroundColour, wxRect(10, 144, 400, 14)).IsEmpty());
+    EXPECT_FALSE(InkBounds(image, BackgroundColour, wxRect(10, 160, 400, 14)).IsEmpty());
+    EXPECT_EQ(redInk(144), 0);
+    EXPECT_EQ(redInk(160), 0);
+    EXPECT_GT(redInk(176), 200);
 }
