@@ -78,3 +78,7 @@ wxString TakeHeatMessage();
 /// Replaces how workers get their buffer (for tests); null restores new.
 using HeatBufferAllocator = std::function<char*(std::size_t)>;
 void SetHeatBufferAllocator(HeatBufferAllocator allocator);
+
+/// Whether workers started from now on check their blocks (on unless the
+/// benchmark that measures what the checks cost turns them off).
+void SetHeatChecks(bool on);

@@ -4,6 +4,7 @@
 //   bench_tests cycles N   run N work cycles and exit (for instruction counts)
 #include "app/state.h"
 #include "bench/heat.h"
+#include "bench/heat_work.h"
 #include "bench/power.h"
 #include "bench/work_cycle.h"
 #include "bench/workers.h"
@@ -196,13 +197,16 @@ void HeatLoad(int online)
     RunHeatLoop([&] {
         ++second;
         SampleHeatReadings(second);
+        SampleHeatWork(second);
         if (second == 1)
             before = CpuJiffies();
         if (second == 9)
             after = CpuJiffies();
     });
-    std::printf("tarnwick heat test (%d workers):  %.1f %% busy  (target >= 99 %%)\n", online,
-                BusyShare(before, after));
+    std::printf("tarnwick heat test (%d workers, checks on: %llu checks, %llu errors):  %.1f %% busy  (target >= "
+                "99 %%)\n",
+                online, static_cast<unsigned long long>(HeatWork.Checks()),
+                static_cast<unsigned long long>(HeatWork.Errors()), BusyShare(before, after));
     if (Have("stress-ng")) {
         std::system(("stress-ng --cpu " + std::to_string(online) + " --timeout 10s --quiet &").c_str());
         wxMilliSleep(1000);
@@ -214,6 +218,69 @@ void HeatLoad(int online)
     } else {
         std::printf("stress-ng is not installed: no comparison\n");
     }
+}
+
+// The heat test's rate of passes per worker over `seconds`, with or without
+// its checks, as the window's loop reads it.
+double HeatRatePerWorker(int online, int seconds, bool checks)
+{
+    ThreadCount = online;
+    HeatTestMillis = seconds * 1000;
+    SetHeatChecks(checks);
+    int second = 0;
+    RunHeatLoop([&] { SampleHeatWork(++second); });
+    SetHeatChecks(true);
+    double sum = 0.0;
+    int workers = 0;
+    for (const std::optional<double>& rate : HeatWork.ProcessorRates())
+        if (rate) {
+            sum += *rate;
+            ++workers;
+        }
+    return workers > 0 ? sum / workers : 0.0;
+}
+
+void HeatChecksCost(int online)
+{
+    std::printf("\n== Heat checks: passes per second per worker with checks against without, 10 s runs\n"
+                "   alternated, 4 of each\n");
+    std::vector<double> with, without;
+    for (int round = 0; round < 4; ++round) {
+        without.push_back(HeatRatePerWorker(online, 10, false));
+        with.push_back(HeatRatePerWorker(online, 10, true));
+        std::printf("round %d: without %.0f, with %.0f passes/s  (%.2f %%)\n", round + 1, without.back(),
+                    with.back(), 100.0 * with.back() / without.back());
+    }
+    const auto median = [](std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        return (values[values.size() / 2 - 1] + values[values.size() / 2]) / 2.0;
+    };
+    std::printf("median: without %.0f, with %.0f passes/s per worker: %.2f %%  (target >= 98 %%); %llu checks, "
+                "%llu errors in the last run\n",
+                median(without), median(with), 100.0 * median(with) / median(without),
+                static_cast<unsigned long long>(HeatWork.Checks()),
+                static_cast<unsigned long long>(HeatWork.Errors()));
+
+    // The same cost without the noise of whole runs: one block's checks
+    // timed alone, against the time of a block at the rate measured.
+    HeatPassRecord record;
+    record.t1 = record.t2 = 1764000000000;
+    record.after = record.before;
+    HeatPass(record.after, record.t1, record.t2);
+    char slot[80];
+    std::snprintf(slot, sizeof slot, "%f", static_cast<double>(record.t1));
+    constexpr int calls = 200000;
+    int failed = 0;
+    const auto start = std::chrono::steady_clock::now();
+    for (int k = 0; k < calls; ++k) {
+        failed += CheckHeatPass(record) ? 1 : 0;
+        failed += CheckHeatSlot(slot, record.t1) ? 1 : 0;
+    }
+    const double micros =
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count() / calls;
+    const double blockMicros = 65536.0 / median(with) * 1e6;
+    std::printf("one block's checks alone: %.3f us against a block of %.0f us: %.4f %% of the work (%d failed)\n",
+                micros, blockMicros, 100.0 * micros / blockMicros, failed);
 }
 
 // Instructions of `cycles` work cycles as valgrind counts them.
@@ -253,11 +320,17 @@ int main(int argc, char** argv)
     }
     const int online = wxThread::GetCPUCount();
     std::printf("Processors online: %d\n", online);
+    if (argc == 2 && std::string(argv[1]) == "heat") {  // the heat test's measurements alone
+        HeatLoad(online);
+        HeatChecksCost(online);
+        return 0;
+    }
     Repeatability();
     Scaling(online);
     ThreadStart(online);
     SensorReading();
     HeatLoad(online);
+    HeatChecksCost(online);
     Instructions(argv[0]);
     WaitForWorkerThreads(10000);
     return 0;
