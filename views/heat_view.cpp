@@ -108,8 +108,8 @@ PlotFrame AddPlot(ViewLayout& layout, const std::vector<TemperaturePoint>& curve
 }
 
 // The work rate in BLUE on its own scale, written right of the plot: from
-// 0 (so a fall looks as large as it is) to the next half step of the
-// rate's order of magnitude above the fastest second.
+// 0 (so a fall looks as large as it is) to a tenth above the fastest
+// second, up to a half step of the rate's order of magnitude.
 void AddRateCurve(ViewLayout& layout, const std::vector<HeatRatePoint>& rates, const PlotFrame& plot)
 {
     const int bottom = plot.top + PlotHeight;
@@ -118,7 +118,7 @@ void AddRateCurve(ViewLayout& layout, const std::vector<HeatRatePoint>& rates, c
         highest = std::max(highest, point.passesPerSecond);
     const double step = highest > 0.0 ? std::pow(10.0, std::floor(std::log10(highest))) / 2.0 : 1.0;
     const double low = 0.0;
-    const double high = (std::floor(highest / step) + 1.0) * step;
+    const double high = std::max(std::ceil(highest * 1.1 / step), 1.0) * step;
     layout.push_back(TextItem(wxString::FromUTF8(FormatPassRate(high)), PlotLeft + PlotWidth + 6, plot.top - 6));
     layout.push_back(TextItem(wxString::FromUTF8(FormatPassRate(low)), PlotLeft + PlotWidth + 6, bottom - 6));
     const auto x = [&](double at) {
