@@ -16,7 +16,7 @@ const std::vector<CliOption>& CliOptions()
         {"htt", nullptr, false, "also find the per-core reference with half the threads"},
         {"no-htt", nullptr, false, "no per-core reference run"},
         {"htt-off-result", "P", true, "per-core points measured with Hyper-Threading switched off"},
-        {"minutes", "M", true, "length of the heat test"},
+        {"minutes", "M", true, "length of the heat test (a run shortened with --seconds needs none)"},
         {"search", "TEXT", false, "list the stored results containing TEXT"},
         {"append", nullptr, false, "add the record to the results file"},
         {"results", "PATH", false,
@@ -26,7 +26,9 @@ const std::vector<CliOption>& CliOptions()
         {"repeat", "N", false,
          "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: three "
          "runs, and more while their spread exceeds 3.5 %, at most six (speed, power)"},
-        {"strict", nullptr, false, "exit with status 3 when a run was unsteady (speed, power, record)"},
+        {"strict", nullptr, false,
+         "exit with status 3 when a run was unsteady (speed, power, record) or a line or document was refused "
+         "(merge)"},
         {"save", "FILE", false,
          "write the result document to FILE: the record with both tests' samples, conditions and verdicts (record)"},
         {"steady-only", nullptr, false, "refuse result documents with an unsteady run (merge)"},
@@ -45,7 +47,7 @@ const std::vector<CliCommand>& CliCommands()
          {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "strict"}, ""},
         {"heat", "", "the heat test: every processor busy for M minutes, with the temperatures and frequencies "
                      "the machine's sensors report",
-         {"seconds", "minutes", "log", "plot"}, "minutes"},
+         {"seconds", "minutes", "log", "plot"}, "minutes", "seconds"},
         {"info", "", "what CPUID reports about the processor", {}, ""},
         {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, ""},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
@@ -54,7 +56,7 @@ const std::vector<CliCommand>& CliCommands()
         {"merge", "FILE...",
          "adds the records of other results files and result documents (- reads standard input) that the table "
          "does not hold yet; a document is checked against its samples first",
-         {"results", "steady-only", "no-lock"}, ""},
+         {"results", "steady-only", "strict", "no-lock"}, ""},
     };
     return commands;
 }

@@ -24,6 +24,7 @@ struct CliCommand {
     const char* summary;
     std::vector<const char*> options;
     const char* required;  ///< an option the command cannot do without, or ""
+    const char* unless = "";  ///< an option that makes `required` unneeded, or ""
 };
 
 /// Every option but --help and --version, in the order --help lists them.

@@ -100,7 +100,8 @@ constexpr int UnsteadyExit = 3;
 // second while a run lasts; only when standard error is a terminal.
 class Progress {
 public:
-    Progress(bool enabled, double totalSeconds) : m_enabled(enabled), m_total(totalSeconds)
+    Progress(bool enabled, double totalSeconds, const char* phase)
+        : m_enabled(enabled), m_total(totalSeconds), m_phase(phase)
     {
         if (m_enabled)
             m_ticker = std::thread([this] { Tick(); });
@@ -138,7 +139,7 @@ private:
 
     bool m_enabled;
     double m_total;
-    const char* m_phase = "full run";
+    const char* m_phase;
     bool m_stop = false;
     std::mutex m_lock;
     std::condition_variable m_wake;
@@ -297,7 +298,7 @@ int Speed(const Options& options)
     double spread = 0.0;
     const std::vector<TestRun> runs = RunRepeated(options, [&] {
         {
-            Progress progress(ShowProgress(options), RunLength(options));
+            Progress progress(ShowProgress(options), RunLength(options), "speed test");
             LastSpeedPoints = RunSpeedBenchmark();
         }
         TestRun run;
@@ -328,12 +329,14 @@ void MeasurePower(const Options& options)
 {
     const bool halfRun = HttOption != 0 && (ThreadCount >> 1) != 0 && HttOffResult == 0;
     const double total = (PowerTestMillis / 1000 + 1) * (halfRun ? 2.0 : 1.0);
-    Progress progress(ShowProgress(options), total);
+    // The phases name the threads, not the length: "full" would read as
+    // "not shortened".
+    Progress progress(ShowProgress(options), total, "power test, all threads");
     std::atomic<std::uint32_t> finished{0};
-    const std::uint32_t fullRun = ThreadCount;
+    const std::uint32_t allThreads = ThreadCount;
     SetPowerWorkObserver([&](std::uint32_t, const TimedRun&) {
-        if (++finished == fullRun)
-            progress.SetPhase("half run");
+        if (++finished == allThreads)
+            progress.SetPhase("per-core run, half the threads");
     });
     LastPowerPoints = RunPowerTest();
     SetPowerWorkObserver(nullptr);
@@ -568,8 +571,11 @@ std::string WorkLogCells(const HeatWorkHistory& work)
     return cells + "," + std::to_string(work.Errors());
 }
 
-int Heat(const Options& options)
+int Heat(Options options)
 {
+    // A shortened run stands for one minute unless told otherwise.
+    if (options.minutes < 0)
+        options.minutes = 1;
     HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
                                          : static_cast<std::int32_t>(options.minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
@@ -597,8 +603,7 @@ int Heat(const Options& options)
         return 1;
     const auto start = std::chrono::steady_clock::now();
     {
-        Progress progress(ShowProgress(options), HeatTestMillis / 1000.0);
-        progress.SetPhase("heating");
+        Progress progress(ShowProgress(options), HeatTestMillis / 1000.0, "heating");
         StartHeatTest();
         // One sample a second, at whole seconds since the start.
         std::int64_t nextSample = 1;
@@ -857,8 +862,7 @@ int Record(const Options& options)
         }
     }
     {
-        Progress progress(ShowProgress(options), RunLength(options));
-        progress.SetPhase("speed test");
+        Progress progress(ShowProgress(options), RunLength(options), "speed test");
         LastSpeedPoints = RunSpeedBenchmark();
     }
     MeasurePower(options);
@@ -1000,7 +1004,9 @@ int Merge(const Options& options)
         summary += ", " + std::to_string(outcome.implausible.size()) + " implausible";
     report.Line(summary);
     report.Print();
-    return 0;
+    // The table was written either way; --strict tells a script that not
+    // everything was taken.
+    return options.strict && !outcome.refused.empty() ? UnsteadyExit : 0;
 }
 
 // Checks the options against the command; an empty text when they fit.
@@ -1035,7 +1041,8 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         options.htt = 1;
     if (parser.Found(wxS("no-htt")))
         options.htt = 0;
-    if (*command->required != '\0' && !parser.Found(command->required)) {
+    if (*command->required != '\0' && !parser.Found(command->required) &&
+        !(*command->unless != '\0' && parser.Found(command->unless))) {
         const CliOption* needed = FindCliOption(command->required);
         return wxString::Format(wxS("%s needs --%s %s"), command->name, command->required,
                                 needed != nullptr && needed->value != nullptr ? needed->value : "");
@@ -1121,7 +1128,13 @@ int RunCommandLine(const std::vector<wxString>& arguments)
     }
 
     SetNotifier([](const wxString& text, const wxString&) {
-        std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(text).c_str());
+        // The window's words name the usual file; a script may have named
+        // another with --results, so the runner names the file it made.
+        if (text == wxS("cpu_results.csv was created from original template!"))
+            std::fprintf(stderr, "tarnwick-cli: %s was created from the template %s\n",
+                         Utf8(ResultsFilePath).c_str(), Utf8(ResultsTemplatePath).c_str());
+        else
+            std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(text).c_str());
     });
     AllowChangesWithoutLock(options.noLock);
     InitProcessorGlobals(wxThread::GetCPUCount());

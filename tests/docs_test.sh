@@ -77,8 +77,8 @@ expect "folder lab.csv other.csv plot.svg " tarnwick-cli results --results =
 expect "lab.csv " tarnwick-cli record --append --results l
 expect "- folder lab.csv other.csv plot.svg " tarnwick-cli merge ""
 expect "other.csv " tarnwick-cli merge lab.csv o
-expect "--json --no-lock --quiet --results --steady-only " tarnwick-cli merge lab.csv --
-expect "--json --no-lock --quiet --results --steady-only " tarnwick-cli --json merge -
+expect "--json --no-lock --quiet --results --steady-only --strict " tarnwick-cli merge lab.csv --
+expect "--json --no-lock --quiet --results --steady-only --strict " tarnwick-cli --json merge -
 expect "--json --quiet --results --search " tarnwick-cli results --
 expect "" tarnwick-cli info x
 expect "folder lab.csv other.csv plot.svg " tarnwick-cli heat --minutes 1 --log ""

@@ -292,7 +292,7 @@ TEST_F(Cli, ResultsFromTheTemplateWhenThereIsNoFile)
 {
     const Outcome o = Run("results --json");
     EXPECT_EQ(o.code, 0);
-    EXPECT_EQ(o.err, "tarnwick-cli: cpu_results.csv was created from original template!\n");
+    EXPECT_EQ(o.err, "tarnwick-cli: cpu_results.csv was created from the template doc/cpu_results_original.csv\n");
     EXPECT_NO_THROW(ParseJson(o.out));
     EXPECT_TRUE(fs::exists(dir / "cpu_results.csv"));
 }
@@ -349,6 +349,22 @@ TEST_F(Cli, MergeAddsNewLinesSkipsPresentOnesAndRefusesTheRest)
                      "tarnwick-cli: in.csv:5: refused: \"Display\" is \"maybe\", neither yes nor no\n");
     EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old + New1 + New2);
     EXPECT_EQ(ReadFile(dir / "cpu_result.bak"), Old);
+}
+
+TEST_F(Cli, MergeStrictExitsThreeWhenALineWasRefusedAndStillWritesTheTable)
+{
+    WriteFile("cpu_results.csv", Old);
+    WriteFile("in.csv", New1 + "not a record\n");
+    const Outcome o = Run("merge --strict in.csv");
+    EXPECT_EQ(o.code, 3);
+    EXPECT_EQ(o.out, "1 added, 0 already present, 1 refused\n");
+    EXPECT_EQ(o.err, "tarnwick-cli: in.csv:2: refused: 1 field, not 12\n");
+    EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), Old + New1);
+    // Nothing refused: 0, with --strict as without.
+    WriteFile("clean.csv", New2);
+    const Outcome clean = Run("merge --strict clean.csv");
+    EXPECT_EQ(clean.code, 0) << clean.err;
+    EXPECT_EQ(clean.out, "1 added, 0 already present, 0 refused\n");
 }
 
 TEST_F(Cli, MergeReadsStandardInputAndSeveralFilesInOrder)
@@ -469,7 +485,8 @@ TEST_F(Cli, AnotherResultsFileIsMadeListedAndRecordedInto)
     fs::create_directory(dir / "lab");
     const Outcome made = Run("results --results lab/table.csv");
     EXPECT_EQ(made.code, 0);
-    EXPECT_EQ(made.err, "tarnwick-cli: cpu_results.csv was created from original template!\n");
+    // The file made is named, not the usual one.
+    EXPECT_EQ(made.err, "tarnwick-cli: lab/table.csv was created from the template doc/cpu_results_original.csv\n");
     EXPECT_EQ(ReadFile(dir / "lab/table.csv"), ReadFile(dir / "doc/cpu_results_original.csv"));
     EXPECT_FALSE(fs::exists(dir / "cpu_results.csv"));
 
@@ -511,10 +528,19 @@ TEST_F(Cli, ProgressOnATerminalOnlyAndNotWhenQuiet)
         GTEST_SKIP() << "script(1) is not installed";
     const std::string shown = "cd '" + dir.string() + "' && script -qec './tarnwick-cli speed --seconds 2' /dev/null > tty.txt";
     ASSERT_EQ(std::system(shown.c_str()), 0);
-    EXPECT_TRUE(std::regex_search(ReadFile(dir / "tty.txt"), std::regex(R"(\r +[0-2] / 2 s, full run)")));
+    // The phase names the test, never "full run" for a shortened one.
+    const std::string tty = ReadFile(dir / "tty.txt");
+    EXPECT_TRUE(std::regex_search(tty, std::regex(R"(\r +[0-2] / 2 s, speed test)"))) << tty;
+    EXPECT_EQ(tty.find("full run"), std::string::npos);
+    const std::string power = "cd '" + dir.string() + "' && script -qec './tarnwick-cli power --seconds 1 --threads 2 --htt' /dev/null > tty.txt";
+    ASSERT_EQ(std::system(power.c_str()), 0);
+    const std::string phases = ReadFile(dir / "tty.txt");
+    EXPECT_TRUE(std::regex_search(phases, std::regex(R"(\r +[0-4] / 4 s, power test, all threads)"))) << phases;
+    EXPECT_TRUE(std::regex_search(phases, std::regex(R"(\r +[0-4] / 4 s, per-core run, half the threads)")))
+        << phases;
     const std::string quiet = "cd '" + dir.string() + "' && script -qec './tarnwick-cli speed --seconds 1 --quiet' /dev/null > tty.txt";
     ASSERT_EQ(std::system(quiet.c_str()), 0);
-    EXPECT_EQ(ReadFile(dir / "tty.txt").find(" s, full run"), std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "tty.txt").find(" s, speed test"), std::string::npos);
 }
 
 namespace {

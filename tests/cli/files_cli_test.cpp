@@ -179,7 +179,7 @@ TEST_F(CliFiles, WithoutHardLinksTheTableIsMadeWholeUnderItsOwnName)
         fs::remove(dir / "cpu_results.csv");
         const Outcome made = Run("results", Shim + Refuse + refused + " ");
         EXPECT_EQ(made.code, 0) << refused << ": " << made.err;
-        EXPECT_EQ(made.err, "tarnwick-cli: cpu_results.csv was created from original template!\n");
+        EXPECT_EQ(made.err, "tarnwick-cli: cpu_results.csv was created from the template doc/cpu_results_original.csv\n");
         EXPECT_EQ(ReadFile(dir / "cpu_results.csv"), ReadFile(dir / "doc/cpu_results_original.csv"));
         for (const auto& entry : fs::directory_iterator(dir))
             EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
@@ -231,7 +231,7 @@ TEST_F(CliFiles, FoldersTheLocaleCannotNameAreUsedAsTheyAre)
         const std::string inside = "cd '" + folder.string() + "' && " + locale + "./tarnwick-cli results > out.txt 2> err.txt";
         const int status = std::system(inside.c_str());
         EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 0) << name;
-        EXPECT_EQ(ReadFile(folder / "err.txt"), "tarnwick-cli: cpu_results.csv was created from original template!\n");
+        EXPECT_EQ(ReadFile(folder / "err.txt"), "tarnwick-cli: cpu_results.csv was created from the template doc/cpu_results_original.csv\n");
         EXPECT_EQ(ReadFile(folder / "cpu_results.csv"), ReadFile(dir / "doc/cpu_results_original.csv"));
         EXPECT_FALSE(fs::exists("/cpu_results.csv"));
 
@@ -240,7 +240,8 @@ TEST_F(CliFiles, FoldersTheLocaleCannotNameAreUsedAsTheyAre)
         WriteFile("new.csv", NewA);
         const Outcome merged = Run("merge new.csv --results '" + name + "/lab.csv'", locale);
         EXPECT_EQ(merged.code, 0) << name << ": " << merged.err;
-        EXPECT_EQ(merged.err, "tarnwick-cli: cpu_results.csv was created from original template!\n");
+        EXPECT_EQ(merged.err, "tarnwick-cli: " + name + "/lab.csv was created from the template "
+                                                        "doc/cpu_results_original.csv\n");
         EXPECT_EQ(ReadFile(folder / "lab.csv"), ReadFile(dir / "doc/cpu_results_original.csv") + NewA);
         EXPECT_EQ(ReadFile(folder / "lab.csv.bak"), ReadFile(dir / "doc/cpu_results_original.csv"));
         fs::permissions(folder / "lab.csv", fs::perms(0444));

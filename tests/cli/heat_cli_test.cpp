@@ -156,3 +156,14 @@ TEST_F(Cli, AHeatFaultThatIsNotProcessorColonSecondsIsRefusedBeforeTheTest)
     // Empty is unset.
     EXPECT_EQ(Run("heat --minutes 1 --seconds 1 --quiet", "TARNWICK_HEAT_FAULT= ").code, 0);
 }
+
+TEST_F(Cli, AShortenedHeatTestNeedsNoMinutesAndAFullOneDoes)
+{
+    const Outcome o = Run("heat --seconds 1 --quiet");
+    EXPECT_EQ(o.code, 0) << o.err;
+    EXPECT_EQ(o.out.rfind("Heat test: ", 0), 0u) << o.out;
+    EXPECT_NE(o.out.find("(run shortened to 1 s)"), std::string::npos) << o.out;
+    const Outcome full = Run("heat");
+    EXPECT_EQ(full.code, 2);
+    EXPECT_EQ(full.err, "tarnwick-cli: heat needs --minutes M (see tarnwick-cli --help)\n");
+}
