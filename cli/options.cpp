@@ -5,34 +5,35 @@
 #include <wx/cmdline.h>
 
 #include <cstring>
+#include <regex>
 
 const std::vector<CliOption>& CliOptions()
 {
     static const std::vector<CliOption> options = {
-        {"json", nullptr, false, "print the result as one JSON object"},
-        {"quiet", nullptr, false, "no progress line"},
-        {"seconds", "S", true, "shorten a run to S whole seconds (speed, power, heat, record)"},
-        {"threads", "N", true, "threads of the power test (default: the processors)"},
-        {"htt", nullptr, false, "also find the per-core reference with half the threads"},
-        {"no-htt", nullptr, false, "no per-core reference run"},
-        {"htt-off-result", "P", true, "per-core points measured with Hyper-Threading switched off"},
-        {"minutes", "M", true, "length of the heat test (a run shortened with --seconds needs none)"},
-        {"search", "TEXT", false, "list the stored results containing TEXT"},
-        {"append", nullptr, false, "add the record to the results file"},
-        {"results", "PATH", false,
+        {"json", nullptr, "print the result as one JSON object"},
+        {"quiet", nullptr, "no progress line"},
+        {"seconds", "S", "shorten a run to S whole seconds (speed, power, heat, record)"},
+        {"threads", "N", "threads of the power test (default: the processors)"},
+        {"htt", nullptr, "also find the per-core reference with half the threads"},
+        {"no-htt", nullptr, "no per-core reference run"},
+        {"htt-off-result", "P", "per-core points measured with Hyper-Threading switched off"},
+        {"minutes", "M", "length of the heat test (a run shortened with --seconds needs none)"},
+        {"search", "TEXT", "list the stored results containing TEXT"},
+        {"append", nullptr, "add the record to the results file"},
+        {"results", "PATH",
          "use the results file PATH instead of the one beside the program (results, record, merge)"},
-        {"log", "FILE", false, "write the heat test's readings to FILE, one CSV row a second"},
-        {"plot", "FILE", false, "draw the finished heat view with its temperature curve into FILE as SVG"},
-        {"repeat", "N", false,
+        {"log", "FILE", "write the heat test's readings to FILE, one CSV row a second"},
+        {"plot", "FILE", "draw the finished heat view with its temperature curve into FILE as SVG"},
+        {"repeat", "N",
          "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: three "
          "runs, and more while their spread exceeds 3.5 %, at most six (speed, power)"},
-        {"strict", nullptr, false,
+        {"strict", nullptr,
          "exit with status 3 when a run was unsteady (speed, power, record) or a line or document was refused "
          "(merge)"},
-        {"save", "FILE", false,
+        {"save", "FILE",
          "write the result document to FILE: the record with both tests' samples, conditions and verdicts (record)"},
-        {"steady-only", nullptr, false, "refuse result documents with an unsteady run (merge)"},
-        {"no-lock", nullptr, false,
+        {"steady-only", nullptr, "refuse result documents with an unsteady run (merge)"},
+        {"no-lock", nullptr,
          "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
          "a change another program makes at the same time can then be lost (record, merge)"},
     };
@@ -101,8 +102,87 @@ void DescribeCommandLine(wxCmdLineParser& parser)
         if (option.value == nullptr)
             parser.AddSwitch(wxEmptyString, option.name, option.help);
         else
-            parser.AddOption(wxEmptyString, option.name, option.help,
-                             option.number ? wxCMD_LINE_VAL_NUMBER : wxCMD_LINE_VAL_STRING);
+            parser.AddOption(wxEmptyString, option.name, option.help, wxCMD_LINE_VAL_STRING);
     }
     parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL | wxCMD_LINE_PARAM_MULTIPLE);
+}
+
+namespace {
+// `text` after `indent` spaces from column `column` on, broken between
+// words before column 80.
+std::string Wrapped(const std::string& text, std::size_t column)
+{
+    std::string out, line;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        std::size_t end = text.find(' ', at);
+        if (end == std::string::npos)
+            end = text.size();
+        const std::string word = text.substr(at, end - at);
+        if (!line.empty() && column + line.size() + 1 + word.size() > 79) {
+            out += line + "\n" + std::string(column, ' ');
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + word;
+        at = end + 1;
+    }
+    return out + line;
+}
+
+std::string Entry(const std::string& left, const std::string& help)
+{
+    constexpr std::size_t column = 22;
+    std::string entry = "  " + left;
+    entry += entry.size() + 1 < column ? std::string(column - entry.size(), ' ') : "\n" + std::string(column, ' ');
+    return entry + Wrapped(help, column) + "\n";
+}
+}  // namespace
+
+std::string HelpText()
+{
+    std::string text = "tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
+                       "Usage: tarnwick-cli COMMAND [OPTION...]\n"
+                       "Commands: ";
+    for (const CliCommand& command : CliCommands())
+        text += std::string(command.name) + (*command.operands != '\0' ? std::string(" ") + command.operands : "") +
+                (&command == &CliCommands().back() ? "\n" : ", ");
+    text += "\n";
+    for (const CliCommand& command : CliCommands())
+        text += Entry(std::string(command.name) + (*command.operands != '\0' ? std::string(" ") + command.operands : ""),
+                      command.summary);
+    text += "\nOptions:\n";
+    text += Entry("-h, --help", "show this help");
+    text += Entry("--version", "show the version");
+    for (const CliOption& option : CliOptions())
+        text += Entry(std::string("--") + option.name + (option.value != nullptr ? std::string(" ") + option.value : ""),
+                      option.help);
+    return text;
+}
+
+std::string NeedsValue(const CliOption& option)
+{
+    return std::string("--") + option.name + " needs a value " + (option.value != nullptr ? option.value : "");
+}
+
+std::string ParserProblem(const std::string& message)
+{
+    std::smatch match;
+    if (std::regex_match(message, match, std::regex("Option '(.+)' requires a value\\.?"))) {
+        if (const CliOption* option = FindCliOption(match[1].str().c_str()))
+            return NeedsValue(*option);
+        return "--" + match[1].str() + " needs a value";
+    }
+    if (std::regex_match(message, match, std::regex("Unknown long option '(.+)'\\.?")))
+        return "unknown option --" + match[1].str();
+    if (std::regex_match(message, match, std::regex("Unknown option '(.+)'\\.?")))
+        return "unknown option -" + match[1].str();
+    if (std::regex_match(message, match, std::regex("Unexpected parameter '(.+)'\\.?")))
+        return "unexpected '" + match[1].str() + "'";
+    // Anything else the parser says, in the same shape: lower case, no stop.
+    std::string text = message;
+    while (!text.empty() && (text.back() == '.' || text.back() == '\n'))
+        text.pop_back();
+    if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z' && !(text.size() > 1 && text[1] >= 'A' && text[1] <= 'Z'))
+        text[0] = static_cast<char>(text[0] - 'A' + 'a');
+    return text.empty() ? std::string("bad command line") : text;
 }

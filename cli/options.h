@@ -3,16 +3,16 @@
 // are all made.
 #pragma once
 
+#include <string>
 #include <vector>
 
 class wxCmdLineParser;
 
-/// An option: its long name, the name of its value (null for a switch),
-/// whether that value is a whole number, and what it does.
+/// An option: its long name, the name of its value (null for a switch) and
+/// what it does.
 struct CliOption {
     const char* name;
     const char* value;
-    bool number;
     const char* help;
 };
 
@@ -42,5 +42,18 @@ const CliCommand* FindCliCommand(const char* name);
 /// Options that go with every command.
 const std::vector<const char*>& CliCommonOptions();
 
-/// Sets `parser` up from the tables.
+/// Sets `parser` up from the tables. Every value is taken as text: the
+/// runner checks numbers itself, so that each message is in its words.
 void DescribeCommandLine(wxCmdLineParser& parser);
+
+/// What --help prints: the commands and every option with the name of its
+/// value (the same names as the manual page and the descriptions use),
+/// wrapped to 80 columns.
+std::string HelpText();
+
+/// A message of the parser ("Option 'seconds' requires a value.") in the
+/// runner's words ("--seconds needs a value S").
+std::string ParserProblem(const std::string& message);
+
+/// "--NAME needs a value VALUE", for an option given without one.
+std::string NeedsValue(const CliOption& option);

@@ -1022,11 +1022,19 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         if (parser.Found(option.name) && !takes(command->options, option.name) &&
             !takes(CliCommonOptions(), option.name))
             return wxString::Format(wxS("--%s does not go with '%s'"), option.name, options.command);
+    // Whole numbers are read here, not by the parser: one message for a
+    // value that is no number and one that is out of range.
     const auto number = [&](const wxString& name, long minimum, long maximum, long& value) -> wxString {
-        if (!parser.Found(name, &value))
+        wxString text;
+        if (!parser.Found(name, &text))
             return wxString();
-        if (value < minimum || value > maximum)
+        if (text.empty())
+            return wxString::FromUTF8(NeedsValue(*FindCliOption(name.utf8_str())));
+        long read = 0;
+        const bool digits = text.find_first_not_of(wxS("+-0123456789")) == wxString::npos;
+        if (!digits || !text.ToLong(&read) || read < minimum || read > maximum)
             return wxString::Format(wxS("--%s must be a whole number from %ld to %ld"), name, minimum, maximum);
+        value = read;
         return wxString();
     };
     for (const wxString& problem :
@@ -1055,14 +1063,14 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
         return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
     for (auto [name, value] : {std::pair{"results", &options.results}, {"log", &options.log}, {"plot", &options.plot}})
         if (parser.Found(name, value) && value->empty())
-            return wxString::Format(wxS("--%s needs a %s"), name, FindCliOption(name)->value);
+            return wxString::FromUTF8(NeedsValue(*FindCliOption(name)));
     options.searching = parser.Found(wxS("search"), &options.search);
     options.search = ArgumentText(options.search);
     options.noLock = parser.Found(wxS("no-lock"));
     options.strict = parser.Found(wxS("strict"));
     options.steadyOnly = parser.Found(wxS("steady-only"));
     if (parser.Found(wxS("save"), &options.save) && options.save.empty())
-        return wxS("--save needs a FILE");
+        return wxString::FromUTF8(NeedsValue(*FindCliOption("save")));
     wxString repeat;
     if (parser.Found(wxS("repeat"), &repeat)) {
         long runs = 0;
@@ -1100,15 +1108,12 @@ int RunCommandLine(const std::vector<wxString>& arguments)
     delete collected;
 
     if (parsed == -1) {
-        wxMessageOutputStderr toStandardOutput(stdout);
-        wxMessageOutput* before = wxMessageOutput::Set(&toStandardOutput);
-        parser.Usage();
-        wxMessageOutput::Set(before);
+        std::fputs(HelpText().c_str(), stdout);
         return 0;
     }
     if (parsed != 0) {
         std::fprintf(stderr, "tarnwick-cli: %s (see tarnwick-cli --help)\n",
-                     Utf8(parseError.empty() ? wxString(wxS("bad command line")) : parseError).c_str());
+                     ParserProblem(Utf8(parseError)).c_str());
         return UsageError;
     }
     if (parser.Found(wxS("version"))) {

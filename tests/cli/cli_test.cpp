@@ -50,10 +50,23 @@ TEST_F(Cli, HelpListsTheCommandsAndEveryOption)
 {
     const Outcome o = Run("--help");
     EXPECT_EQ(o.code, 0);
-    for (const char* text : {"Commands: speed, power, heat, info, results, record, merge FILE...", "--seconds",
-                             "--threads", "--htt ", "--no-htt", "--htt-off-result", "--minutes", "--search",
-                             "--append", "--results", "--log", "--plot", "--json", "--quiet", "--version"})
+    EXPECT_EQ(o.err, "");
+    for (const char* text : {"Usage: tarnwick-cli COMMAND [OPTION...]\n",
+                             "Commands: speed, power, heat, info, results, record, merge FILE...\n",
+                             "\n  merge FILE...       adds the records", "\n  --seconds S         shorten a run",
+                             "\n  --threads N ", "\n  --htt ", "\n  --no-htt ", "\n  --htt-off-result P ",
+                             "\n  --minutes M ", "\n  --search TEXT ", "\n  --append ", "\n  --results PATH ",
+                             "\n  --log FILE ", "\n  --plot FILE ", "\n  --repeat N ", "\n  --save FILE ",
+                             "\n  --json ", "\n  --quiet ", "\n  --version ", "\n  -h, --help "})
         EXPECT_NE(o.out.find(text), std::string::npos) << text;
+    // The value names are those of the descriptions, never the parser's own.
+    EXPECT_EQ(o.out.find("<num>"), std::string::npos);
+    EXPECT_EQ(o.out.find("<str>"), std::string::npos);
+    // Nothing runs past 79 columns.
+    std::istringstream lines(o.out);
+    std::string line;
+    while (std::getline(lines, line))
+        EXPECT_LE(line.size(), 79u) << line;
 }
 
 TEST_F(Cli, SpeedShortened)
@@ -563,9 +576,17 @@ TEST_P(CliBadInput, OneLineNamingTheProblemAndCode2)
 INSTANTIATE_TEST_SUITE_P(
     Cases, CliBadInput,
     ::testing::Values(BadInput{"", "no command given"}, BadInput{"bogus", "unknown command 'bogus'"},
-                      BadInput{"speed --frob", "Unknown long option 'frob'"},
+                      BadInput{"speed --frob", "unknown option --frob"},
+                      BadInput{"speed -f", "unknown option -f"},
+                      BadInput{"speed --seconds", "--seconds needs a value S"},
+                      BadInput{"speed --seconds x", "--seconds must be a whole number from 1 to 2147460"},
+                      BadInput{"speed --seconds 2x", "--seconds must be a whole number from 1 to 2147460"},
+                      BadInput{"results --search", "--search needs a value TEXT"},
+                      BadInput{"heat --log", "--log needs a value FILE"},
+                      BadInput{"record --save ''", "--save needs a value FILE"},
+                      BadInput{"results --results ''", "--results needs a value PATH"},
                       BadInput{"power --threads -3", "--threads must be a whole number from 1 to 100000"},
-                      BadInput{"power --threads abc", "'abc' is not a correct numeric value for option 'threads'."},
+                      BadInput{"power --threads abc", "--threads must be a whole number from 1 to 100000"},
                       BadInput{"speed --seconds 0", "--seconds must be a whole number from 1 to 2147460"},
                       BadInput{"heat --minutes -1", "--minutes must be a whole number from 0 to 35791"},
                       BadInput{"heat", "heat needs --minutes M"},
