@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cwchar>
+#include <iterator>
 #include <string>
 
 TEST(State, RunParametersHaveTheirDefaults)
@@ -31,19 +33,23 @@ TEST(State, FixedLabelsHoldTheirTexts)
     EXPECT_STREQ(NoResultsLabel, L"There are no results!");
 }
 
-TEST(State, FixedLabelsAreArraysOf16To48Characters)
+// The sizes of the fixed arrays are facts of their declarations: the
+// compiler checks them.
+template <std::size_t Size>
+constexpr bool LabelSize(const wchar_t (&)[Size])
 {
-    const std::size_t sizes[] = {std::size(SpeedTitleLabel),    std::size(SpeedPointsLabel),
-                                 std::size(PowerTitleLabel),    std::size(PowerPointsLabel),
-                                 std::size(HeatTitleLabel),     std::size(InfoTitleLabel),
-                                 std::size(PleaseWaitLabel),    std::size(ManualMissingLabel),
-                                 std::size(HistoryMissingLabel), std::size(PositiveNumberLabel),
-                                 std::size(NoResultsLabel)};
-    for (std::size_t size : sizes) {
-        EXPECT_GE(size, 16u);
-        EXPECT_LE(size, 48u);
-    }
+    return Size >= 16 && Size <= 48;
 }
+static_assert(LabelSize(SpeedTitleLabel) && LabelSize(SpeedPointsLabel) && LabelSize(PowerTitleLabel) &&
+                  LabelSize(PowerPointsLabel) && LabelSize(HeatTitleLabel) && LabelSize(InfoTitleLabel) &&
+                  LabelSize(PleaseWaitLabel) && LabelSize(ManualMissingLabel) && LabelSize(HistoryMissingLabel) &&
+                  LabelSize(PositiveNumberLabel) && LabelSize(NoResultsLabel),
+              "every fixed label is an array of 16 to 48 characters");
+static_assert(std::size(CpuVendorId) == 13 && std::size(CpuBrandString) == 49 && std::size(OsName) == 16 &&
+                  std::size(CpuVendorShortName) == 16,
+              "the processor's texts have their fixed widths");
+static_assert(std::size(ReservedTextTables) == 3 && std::size(ReservedTextTables[0]) == 81,
+              "three reserved tables of 81 texts");
 
 TEST(State, DisplayStartsBlankAndNothingIsCancelled)
 {
@@ -59,10 +65,6 @@ TEST(State, ProcessorFactsStartEmptyWithOnePackage)
     EXPECT_STREQ(CpuVendorId, "");
     EXPECT_STREQ(CpuBrandString, "");
     EXPECT_STREQ(CpuDisplayName, L"");
-    EXPECT_EQ(std::size(CpuVendorId), 13u);
-    EXPECT_EQ(std::size(CpuBrandString), 49u);
-    EXPECT_EQ(std::size(OsName), 16u);
-    EXPECT_EQ(std::size(CpuVendorShortName), 16u);
     EXPECT_EQ(CpuPackages, 1u);
     EXPECT_EQ(CpuCores, 0u);
     EXPECT_EQ(CpuHtt, 0u);
@@ -116,21 +118,11 @@ TEST(State, HelpPathsAreRelativeAndOtherPathsEmpty)
         EXPECT_TRUE(path->empty());
 }
 
-TEST(State, ReservedTextTablesHold81EmptyTexts)
+TEST(State, ReservedTextTablesStartEmpty)
 {
-    for (const auto& table : ReservedTextTables) {
-        EXPECT_EQ(std::size(table), 81u);
+    for (const auto& table : ReservedTextTables)
         for (const wxString& text : table)
             EXPECT_TRUE(text.empty());
-    }
-}
-
-TEST(State, ReleasingWithNothingAllocatedSkipsEveryArray)
-{
-    ReleaseGlobalArrays();
-    EXPECT_EQ(SpeedChartRows, nullptr);
-    EXPECT_EQ(ResultLines, nullptr);
-    EXPECT_EQ(SearchText, nullptr);
 }
 
 TEST(State, ReleasingFreesOnlyWhatWasMadeAndLeavesNoArray)
