@@ -185,14 +185,18 @@ TEST_F(ConfigFile, MissingFileAndTemplateGiveStatus1SilentlyWithBuiltInSettings)
 
 TEST_F(ConfigFile, UnreadableFileGivesStatus2)
 {
-    const int code = RunUnprivileged([this] {
+    const std::string failure = RunUnprivileged([this]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "tarnwick.conf") << "cpulist 5\n";
         ::chmod((own / "tarnwick.conf").c_str(), 0);
         const int status = ProcessConfigFile(ConfigModeLoad);
-        return status == 2 && CpuListCount == 20 && messages.empty() ? 0 : 10 + status;
+        if (status != 2)
+            return "loading an unreadable file gave status " + std::to_string(status) + ", not 2";
+        if (CpuListCount != 20)
+            return "cpulist became " + std::to_string(CpuListCount) + ", not the default 20";
+        return messages.empty() ? "" : "a message was shown: " + messages[0].first;
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(ConfigFile, WithoutACpuListLineTheChartsGetRowsForTheBuiltInCount)

@@ -95,7 +95,7 @@ protected:
     }
 
     /// Runs `body` as an ordinary user (unprivileged.h).
-    int RunUnprivileged(const std::function<int()>& body) const { return ::RunUnprivileged(body); }
+    std::string RunUnprivileged(const std::function<std::string()>& body) const { return ::RunUnprivileged(body); }
 
     StateGuard savedState;  ///< the paths the file routines resolve, and the rest, put back at the end
     fs::path dir;

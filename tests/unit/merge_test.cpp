@@ -195,20 +195,22 @@ TEST_F(Merge, AMissingTableIsMadeFromTheTemplateFirst)
 TEST_F(Merge, AReadOnlyTableIsLeftAsItWasWithTheReason)
 {
     const std::string before = Line("Old") + "\n";
-    const int code = RunUnprivileged([this, &before] {
+    const std::string failure = RunUnprivileged([this, &before]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "cpu_results.csv") << before;
         ::chmod((own / "cpu_results.csv").c_str(), 0444);
         const MergeOutcome o = Merge1(Line("New") + "\n");
         if (o.status != 2 || o.written || o.added != 0)
-            return 10 + o.status;
+            return "merging into a read-only table gave status " + std::to_string(o.status) + ", written " +
+                   std::to_string(o.written) + ", added " + std::to_string(o.added);
         if (messages.size() != 1 || messages[0].first.find("Permission denied") == std::string::npos)
-            return 20;
+            return std::to_string(messages.size()) + " messages, the first \"" +
+                   (messages.empty() ? std::string() : messages[0].first) + "\"";
         std::stringstream after;
         after << std::ifstream(own / "cpu_results.csv").rdbuf();
-        return after.str() == before ? 0 : 30;
+        return after.str() == before ? "" : "the table changed to \"" + after.str() + "\"";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST(ShippedResults, EveryLineIsARecordWithItsProvenanceKept)

@@ -55,71 +55,74 @@ TEST_F(ResultsFile, MissingFileAndTemplateGiveStatus1Silently)
 
 TEST_F(ResultsFile, UnreadableFileGivesStatus2AndKeepsTheTable)
 {
-    const int code = RunUnprivileged([this] {
+    const std::string failure = RunUnprivileged([this]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "cpu_results.csv") << Record("AMD", "A", "100", "200") << "\n";
         if (AccessResultsFile(ResultsOpLoad) != 0 || ResultLineCount != 1)
-            return 10;
+            return "this held: AccessResultsFile(ResultsOpLoad) != 0 || ResultLineCount != 1";
         ::chmod((own / "cpu_results.csv").c_str(), 0);
         const int status = AccessResultsFile(ResultsOpLoad);
-        return status == 2 && ResultLineCount == 1 && messages.empty() ? 0 : 20 + status;
+        if (status != 2)
+            return "loading an unreadable table gave status " + std::to_string(status) + ", not 2";
+        return ResultLineCount == 1 && messages.empty() ? "" : "this did not hold: ResultLineCount == 1 && messages.empty()";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(ResultsFile, ReadOnlyFileKeepsItsTextAndTheMessageSaysWhichAndWhy)
 {
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
-    const int code = RunUnprivileged([this, &before] {
+    const std::string failure = RunUnprivileged([this, &before]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "cpu_results.csv") << before;
         if (AccessResultsFile(ResultsOpLoad) != 0)
-            return 10;
+            return "this held: AccessResultsFile(ResultsOpLoad) != 0";
         ::chmod((own / "cpu_results.csv").c_str(), 0444);
         SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
         const int status = AccessResultsFile(ResultsOpAppend);
         if (status != 2)
-            return 20 + status;
+            return "the change gave status " + std::to_string(status) + ", not 2";
         const std::string expected =
             (own / "cpu_results.csv").string() + " could not be written (Permission denied); the change was not saved.";
         if (messages.size() != 1 || messages[0].first != expected || messages[0].second != "Tarnwick - results file")
-            return 30;
+            return "this held: messages.size() != 1 || messages[0].first != expected || messages[0].second != \"Tarnwick - results file\"";
         std::ifstream in(own / "cpu_results.csv");
         std::stringstream after;
         after << in.rdbuf();
-        return after.str() == before ? 0 : 40;
+        return after.str() == before ? "" : "this did not hold: after.str() == before";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(ResultsFile, AFolderThatTakesNoNewFilesRefusesTheChangeSaysWhyAndMakesNoBackup)
 {
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
-    const int code = RunUnprivileged([this, &before] {
+    const std::string failure = RunUnprivileged([this, &before]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "cpu_results.csv") << before;
         if (AccessResultsFile(ResultsOpLoad) != 0)
-            return 10;
+            return "this held: AccessResultsFile(ResultsOpLoad) != 0";
         ::chmod(own.c_str(), 0555);
         BackupPending = 1;
         SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
         const int status = AccessResultsFile(ResultsOpAppend);
         if (status != 2 || BackupPending != 0)
-            return 20 + status;
+            return "the change gave status " + std::to_string(status) + " (not 2), BackupPending " +
+                   std::to_string(BackupPending);
         const std::string expected = (own / "cpu_results.csv").string() + " could not be written: its folder " +
                                      own.string() + " takes no new files from this user (Permission denied), and "
                                      "the file is only ever replaced whole; the change was not saved.";
         if (messages.size() != 1 || messages[0].first != expected)
-            return 30;
+            return "this held: messages.size() != 1 || messages[0].first != expected";
         // The reload after it takes no backup: the change was not made.
         if (AccessResultsFile(ResultsOpLoad) != 0 || messages.size() != 1 || fs::exists(own / "cpu_result.bak"))
-            return 40;
+            return "this held: AccessResultsFile(ResultsOpLoad) != 0 || messages.size() != 1 || fs::exists(own / \"cpu_result.bak\")";
         std::ifstream in(own / "cpu_results.csv");
         std::stringstream after;
         after << in.rdbuf();
-        return after.str() == before ? 0 : 50;
+        return after.str() == before ? "" : "this did not hold: after.str() == before";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(ResultsFile, ASharedTableInAFolderThatTakesNoNewFilesIsNeitherTornNorRewrittenInPlace)
@@ -127,30 +130,30 @@ TEST_F(ResultsFile, ASharedTableInAFolderThatTakesNoNewFilesIsNeitherTornNorRewr
     // A typical shared table: the table and its backup writable by all, in a
     // folder that only its owner may add files to.
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
-    const int code = RunUnprivileged([this, &before] {
+    const std::string failure = RunUnprivileged([this, &before]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "cpu_results.csv") << before;
         std::ofstream(own / "cpu_result.bak") << "old backup\n";
         if (AccessResultsFile(ResultsOpLoad) != 0)
-            return 10;
+            return "this held: AccessResultsFile(ResultsOpLoad) != 0";
         ::chmod(own.c_str(), 0555);
         BackupPending = 1;
         SetRecord({L"Intel", L"B", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
         if (const int status = AccessResultsFile(ResultsOpAppend); status != 2)
-            return 20 + status;
+            return "the change gave status " + std::to_string(status) + ", not 2";
         std::stringstream after, backup;
         after << std::ifstream(own / "cpu_results.csv").rdbuf();
         backup << std::ifstream(own / "cpu_result.bak").rdbuf();
         if (backup.str() != "old backup\n")
-            return 30;
+            return "this held: backup.str() != \"old backup\\n\"";
         if (messages.size() != 1 || messages[0].first.find("takes no new files from this user") == std::string::npos)
-            return 40;
+            return "this held: messages.size() != 1 || messages[0].first.find(\"takes no new files from this user\") == std::string::npos";
         for (const auto& entry : fs::directory_iterator(own))
             if (entry.path().filename().string()[0] == '.')
-                return 50;
-        return after.str() == before ? 0 : 60;
+                return "this held: entry.path().filename().string()[0] == '.'";
+        return after.str() == before ? "" : "this did not hold: after.str() == before";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(ResultsFile, BackupFailureGivesStatus3SkipsTheChangeAndStaysPending)

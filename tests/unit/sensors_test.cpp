@@ -330,23 +330,25 @@ TEST_F(SensorTree, UnreadableTemperatureFileHasNoValue)
     const std::string chip = Desktop();
     MakeUnreadable(chip + "/temp3_input");
     // Root reads any file: the check runs without its privileges.
-    const int code = RunUnprivileged([this] {
+    const std::string failure = RunUnprivileged([this]() -> std::string {
         const MachineSensors::Reading reading = MachineSensors(root.string()).Read();
         if (reading.celsius.size() != 3)
-            return 1;
+            return "this held: reading.celsius.size() != 3";
         if (reading.celsius[0] != Celsius(65.25) || reading.celsius[2] != Celsius(60.0))
-            return 2;  // the rest of the tree must stay readable
-        return reading.celsius[1] == std::nullopt ? 0 : 3;
+            return "this held: reading.celsius[0] != Celsius(65.25) || reading.celsius[2] != Celsius(60.0)";  // the rest of the tree must stay readable
+        return reading.celsius[1] == std::nullopt ? "" : "this did not hold: reading.celsius[1] == std::nullopt";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(SensorTree, UnreadableNameFileSkipsTheChip)
 {
     const std::string chip = Desktop();
     MakeUnreadable(chip + "/name");
-    const int code = RunUnprivileged([this] { return MachineSensors(root.string()).HasTemperatures() ? 1 : 0; });
-    EXPECT_EQ(code, 0);
+    const std::string failure = RunUnprivileged([this]() -> std::string {
+        return MachineSensors(root.string()).HasTemperatures() ? "temperatures were found without the chip's name" : "";
+    });
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(SensorTree, HeadlineWithoutAnswerFromTheChipLevelSensor)
@@ -458,13 +460,13 @@ TEST_F(SensorTree, UnreadableFrequencyFileIsSkipped)
 {
     const std::vector<std::string> paths = Cpufreq({"3000000\n", "3200000\n", "1000\n", "3400000\n"});
     MakeUnreadable(paths[2]);
-    const int code = RunUnprivileged([this] {
+    const std::string failure = RunUnprivileged([this]() -> std::string {
         const MachineSensors::Reading reading = MachineSensors(root.string()).Read();
         if (reading.averageMhz != std::optional<double>(3200.0))
-            return 1;
-        return reading.lowestMhz == std::optional<double>(3000.0) ? 0 : 2;
+            return "this held: reading.averageMhz != std::optional<double>(3200.0)";
+        return reading.lowestMhz == std::optional<double>(3000.0) ? "" : "this did not hold: reading.lowestMhz == std::optional<double>(3000.0)";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(SensorTree, ProcessorWithoutCpufreqIsLeftOut)

@@ -10,6 +10,7 @@
 #include "results/results_table.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -405,22 +406,22 @@ TEST_F(SharedFiles, AnotherResultsFileInAMissingDirectoryGivesStatus1AndTheReaso
 TEST_F(SharedFiles, AnotherResultsFileThatIsReadOnlyIsReadButNotChanged)
 {
     const std::string before = Line("Shipped") + "\n";
-    const int code = RunUnprivileged([this, &before] {
+    const std::string failure = RunUnprivileged([this, &before]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "lab.csv") << before;
         ::chmod((own / "lab.csv").c_str(), 0444);
         SetResultsFilePath(W(own / "lab.csv"));
         if (AccessResultsFile(ResultsOpLoad) != 0 || ResultLineCount != 1)
-            return 10;
+            return "this held: AccessResultsFile(ResultsOpLoad) != 0 || ResultLineCount != 1";
         BackupPending = 0;
         SetRecord({L"AMD", L"B", L"", L"", L"", L"", L"2", L"Linux", L"", L"1", L"2", L"yes"});
         if (AccessResultsFile(ResultsOpAppend) != 2 || messages.size() != 1)
-            return 20;
+            return "this held: AccessResultsFile(ResultsOpAppend) != 2 || messages.size() != 1";
         std::stringstream after;
         after << std::ifstream(own / "lab.csv").rdbuf();
-        return after.str() == before ? 0 : 30;
+        return after.str() == before ? "" : "this did not hold: after.str() == before";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(SharedFiles, TheShownRecordIsChangedWhereItStillIs)
@@ -529,24 +530,24 @@ TEST_F(SharedFiles, TwoProcessesMerging200RecordsEachLoseNone)
 
 TEST_F(SharedFiles, SettingsSavedToAReadOnlyFileApplyAndTheMessageSaysWhichAndWhy)
 {
-    const int code = RunUnprivileged([this] {
+    const std::string failure = RunUnprivileged([this]() -> std::string {
         const fs::path own = OwnProgramDirectory();
         std::ofstream(own / "tarnwick.conf") << "cpulist\t\t20\nheattime\t10\n";
         ::chmod((own / "tarnwick.conf").c_str(), 0444);
         if (ProcessConfigFile(ConfigModeLoad) != 0)
-            return 10;
+            return "this held: ProcessConfigFile(ConfigModeLoad) != 0";
         CpuListCount = 12;
         if (ProcessConfigFile(ConfigModeSave) != 0 || CpuListHalf != 6)
-            return 20;
+            return "this held: ProcessConfigFile(ConfigModeSave) != 0 || CpuListHalf != 6";
         const std::string expected = (own / "tarnwick.conf").string() +
                                      " could not be written (Permission denied); the settings apply to this run only.";
         if (messages.size() != 1 || messages[0].first != expected || messages[0].second != "Tarnwick - ConfigFile")
-            return 30;
+            return "this held: messages.size() != 1 || messages[0].first != expected || messages[0].second != \"Tarnwick - ConfigFile\"";
         std::stringstream after;
         after << std::ifstream(own / "tarnwick.conf").rdbuf();
-        return after.str() == "cpulist\t\t20\nheattime\t10\n" ? 0 : 40;
+        return after.str() == "cpulist\t\t20\nheattime\t10\n" ? "" : "this did not hold: after.str() == \"cpulist\\t\\t20\\nheattime\\t10\\n\"";
     });
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(failure, "");
 }
 
 TEST_F(SharedFiles, SettingsSavedWhereTheFileCannotBeReadApplyAndSayWhy)
@@ -578,4 +579,24 @@ TEST_F(SharedFiles, ATableThatIsAFolderIsSaidOnLoadAndOnChange)
     ASSERT_EQ(messages.size(), 2u);
     EXPECT_EQ(messages[1].first,
               (dir / "cpu_results.csv").string() + " is a folder, not a regular file; the change was not saved.");
+}
+
+TEST(UnprivilegedChild, PassesItsFailureTextBack)
+{
+    EXPECT_EQ(RunUnprivileged([]() -> std::string { return ""; }), "");
+    EXPECT_EQ(RunUnprivileged([]() -> std::string { return "the table had 3 records, not 2"; }),
+              "the table had 3 records, not 2");
+    const std::string longText(100000, 'x');  // more than a pipe holds at once
+    EXPECT_EQ(RunUnprivileged([&longText]() -> std::string { return longText; }), longText);
+    EXPECT_EQ(RunUnprivileged([]() -> std::string { _exit(7); }), "the child exited with status 7");
+    EXPECT_EQ(RunUnprivileged([]() -> std::string {
+                  ::raise(SIGKILL);
+                  return "";
+              }),
+              "the child did not exit normally");
+    // Without root's privileges in the child, whoever runs the tests.
+    EXPECT_EQ(RunUnprivileged([]() -> std::string {
+                  return geteuid() == 0 ? "the child still has root's privileges" : "";
+              }),
+              "");
 }

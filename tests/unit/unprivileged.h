@@ -6,19 +6,49 @@
 #include <unistd.h>
 
 #include <functional>
+#include <string>
 
 /// Runs `body` in a child process without root's privileges (as "nobody"
-/// when the tests run as root) and returns its exit code; 100 when the child
-/// could not drop them, 101 when it did not exit normally.
-inline int RunUnprivileged(const std::function<int()>& body)
+/// when the tests run as root) and returns what the body found wrong: an
+/// empty text when it passed, else its own words, passed back through a
+/// pipe (or why the child could not run it).
+inline std::string RunUnprivileged(const std::function<std::string()>& body)
 {
+    int report[2];
+    if (pipe(report) != 0)
+        return "no pipe for the child's report";
     const pid_t child = fork();
-    if (child == 0) {
-        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-            _exit(100);
-        _exit(body());
+    if (child < 0) {
+        close(report[0]);
+        close(report[1]);
+        return "no child process";
     }
+    if (child == 0) {
+        close(report[0]);
+        std::string text;
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
+            text = "the child could not give up root's privileges";
+        else
+            text = body();
+        for (std::size_t at = 0; at < text.size();) {
+            const ssize_t n = write(report[1], text.data() + at, text.size() - at);
+            if (n <= 0)
+                break;
+            at += static_cast<std::size_t>(n);
+        }
+        _exit(text.empty() ? 0 : 1);
+    }
+    close(report[1]);
+    std::string text;
+    char chunk[512];
+    for (ssize_t n; (n = read(report[0], chunk, sizeof chunk)) > 0;)
+        text.append(chunk, static_cast<std::size_t>(n));
+    close(report[0]);
     int status = 0;
     waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 101;
+    if (!WIFEXITED(status))
+        return "the child did not exit normally" + (text.empty() ? std::string() : ": " + text);
+    if (WEXITSTATUS(status) != 0 && text.empty())
+        return "the child exited with status " + std::to_string(WEXITSTATUS(status));
+    return text;
 }
