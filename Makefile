@@ -12,6 +12,10 @@ BUILD      := build
 ASAN_BUILD := build-asan
 FUZZ_BUILD := build-fuzz
 TSAN_BUILD := build-tsan
+# Every unit test that starts threads or processes runs under ThreadSanitizer:
+# the workers of the power and heat tests, the sampled runs, and the file
+# tests whose writers run side by side or are killed.
+TSAN_TESTS ?= PowerTest.*:HeatTest.*:Workers.*:SampledTests.*:SharedFiles.*:KilledWriters.*:FileFaults.*:ResultsFile.*:UnprivilegedChild.*
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
 PREFIX     ?= /usr/local
@@ -60,7 +64,7 @@ test: deps-test
 	$(BUILD)/tests/unit_tests --gtest_shuffle --gtest_repeat=2
 	ASAN_OPTIONS=allocator_may_return_null=1 ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
 	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1" \
-		$(TSAN_BUILD)/tests/unit_tests --gtest_filter='PowerTest.*:HeatTest.*'
+		$(TSAN_BUILD)/tests/unit_tests --gtest_filter='$(TSAN_TESTS)'
 	scripts/run-fuzzers.sh $(FUZZ_BUILD) 30
 
 fuzz-build:

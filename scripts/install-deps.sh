@@ -8,7 +8,7 @@ set -eu
 run_packages="g++ make cmake pkg-config libwxgtk3.2-dev nlohmann-json3-dev"
 package_packages="$run_packages dpkg-dev file"
 test_packages="$package_packages xvfb xauth xdotool imagemagick x11-utils fonts-dejavu-core \
-libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev locales \
+libgtest-dev clang libclang-rt-14-dev locales \
 lintian desktop-file-utils man-db groff-base bsdextrautils appstream"
 
 bench_packages="$test_packages sysbench stress-ng valgrind"
