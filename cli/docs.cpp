@@ -49,8 +49,10 @@ void ManualPage()
     std::printf(".SH SYNOPSIS\n.ad l\n");
     for (const CliCommand& command : CliCommands()) {
         std::printf(".B tarnwick\\-cli\n.B %s\n", command.name);
+        // An option needed only without another (heat's minutes, not
+        // needed for a shortened run) is shown as optional.
         if (*command.required != '\0')
-            std::printf("%s\n", Usage(*FindCliOption(command.required)).c_str());
+            std::printf(*command.unless != '\0' ? "[%s]\n" : "%s\n", Usage(*FindCliOption(command.required)).c_str());
         for (const char* name : command.options)
             if (std::strcmp(name, command.required) != 0)
                 std::printf("[%s]\n", Usage(*FindCliOption(name)).c_str());
@@ -69,6 +71,11 @@ void ManualPage()
         "--seconds is normalised to the full test.").c_str(), Roff(
         "Without a terminal on standard error it prints no progress; a wrong command line gets one line naming "
         "the problem.").c_str());
+    std::printf(".SS Starting it\n%s\n.PP\n%s\n", Roff(
+        "Installed from the Debian package or with make install, run it as tarnwick-cli: a launcher runs it from "
+        "your own program directory, ~/.local/share/tarnwick, whose cpu_results.csv it uses (see FILES).").c_str(),
+        Roff("In a build folder of the source tree, run it there as ./tarnwick-cli (or by its path from anywhere): "
+             "it uses the cpu_results.csv beside itself and the templates in doc/ beside itself.").c_str());
 
     std::printf(".SH COMMANDS\n");
     for (const CliCommand& command : CliCommands()) {

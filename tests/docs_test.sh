@@ -36,6 +36,20 @@ done
 for file in cpu_results.csv cpu_result.bak tarnwick.conf doc/cpu_results_original.csv doc/tarnwick_original.conf; do
     grep -qF "$file" <<< "$window" || fail "tarnwick.1 does not name $file"
 done
+# How to start each program, for each way of installing it: the pages and
+# the manual's chapter 2.
+for page in tarnwick tarnwick-cli; do
+    text=$(LC_ALL=C.UTF-8 MANWIDTH=200 man -E UTF-8 -l "$build/man/$page.1" 2>/dev/null | col -b)
+    for words in "Starting it" "Debian package" "make install" "~/.local/share/tarnwick" "build folder"; do
+        grep -qF -- "$words" <<< "$text" || fail "$page.1 does not say how to start it: no \"$words\""
+    done
+done
+grep -qF "cd build && ./tarnwick" <<< "$window" || fail "tarnwick.1 does not say how to start it in a build folder"
+starting=$(sed -n '/^2\. Starting the program/,/^3\. The main window/p' "$source/doc/manual_tarnwick.txt")
+for words in "From the Debian package, or installed with \"make install\"" "/some/dir/bin/tarnwick" \
+    "From a build folder of the source tree" "cd build && ./tarnwick" "make run" "./tarnwick-cli"; do
+    grep -qF -- "$words" <<< "$starting" || fail "the manual's chapter 2 lacks \"$words\""
+done
 # Both pages carry the version the programs print.
 version=$("$cli" --version | grep -m 1 -oE '[0-9]+(\.[0-9]+)+' || true)
 [ -n "$version" ] || fail "tarnwick-cli --version printed no version"
