@@ -222,6 +222,25 @@ void AddEvidenceLine(ViewLayout& layout, const TestEvidence& evidence)
     layout.push_back(TextItem(wxString::FromUTF8(text.c_str()), 10, y));
 }
 
+// After a test, a free row below the run line: how to keep this result and
+// where to learn to compare with more machines.
+void AddNextSteps(ViewLayout& layout, const TestEvidence& evidence)
+{
+    if (!evidence.measured)
+        return;
+    int y = FirstRowTop;
+    for (const ViewItem& item : layout)
+        if (item.kind == ViewItem::Kind::Text)
+            y = std::max(y, item.y);
+    y += 2 * RowHeight;
+    layout.push_back(TextItem(wxS("To add this result to the table: Processor > Results, \"Last test\", then "
+                                  "\"Save\"."),
+                              10, y));
+    layout.push_back(TextItem(wxS("To compare with more machines: Help > Manual, \"Comparing with more "
+                                  "machines\"."),
+                              10, y + RowHeight));
+}
+
 wxString Decimal(std::uint32_t value)
 {
     return wxString::Format(wxS("%i"), static_cast<int>(value));
@@ -244,6 +263,7 @@ ViewLayout LayoutSpeedChart()
     AddHeaderRow(layout, wxS("Results (points)"), 775);
     AddTable(layout, {SpeedRanking.get(), LastSpeedPoints, SpeedChartRows, &SpeedChartScale, false});
     AddEvidenceLine(layout, LastSpeedEvidence);
+    AddNextSteps(layout, LastSpeedEvidence);
     return layout;
 }
 
@@ -268,5 +288,6 @@ ViewLayout LayoutPowerChart()
     AddHeaderRow(layout, wxS("Results (points) (per core / per thread / HTT efficiency)"), 890);
     AddTable(layout, {PowerRanking.get(), LastPowerPoints, PowerChartRows, &PowerChartScale, true});
     AddEvidenceLine(layout, LastPowerEvidence);
+    AddNextSteps(layout, LastPowerEvidence);
     return layout;
 }

@@ -392,10 +392,10 @@ TEST_F(Chart, TheSpeedRunLineIsAFreeRowBelowTheLastRow)
     const ViewLayout withLine = LayoutSpeedChart();
     const auto texts = Texts(withLine);
     EXPECT_EQ(texts.at({10, 208}), "This run: 10 one-second samples, spread 0.0 %, steady.");
-    // Everything else is drawn as without it, and nothing lies below it.
+    // Everything else is drawn as without it, and only the next steps lie below it.
     LastSpeedEvidence = {};
     ViewLayout without = LayoutSpeedChart();
-    ASSERT_EQ(withLine.size(), without.size() + 1);
+    ASSERT_EQ(withLine.size(), without.size() + 3);
     EXPECT_TRUE(std::equal(without.begin(), without.end(), withLine.begin(), [](const ViewItem& a, const ViewItem& b) {
         return a.kind == b.kind && a.text == b.text && a.x == b.x && a.y == b.y && a.x2 == b.x2 && a.y2 == b.y2;
     }));
@@ -439,6 +439,30 @@ TEST_F(Chart, ALineOfManyReasonsGoesOnInTheRowsBelowAfterAComma)
     EXPECT_GE(rows, 2);
     EXPECT_TRUE(texts.at({10, 176}).EndsWith(wxS(",")));
     EXPECT_EQ(joined, wxString::FromUTF8(EvidenceLine(e).c_str()));
+}
+
+TEST_F(Chart, AfterATestTheNextStepsFollowTheRunLineAFreeRowBelow)
+{
+    LoadDescending(3);
+    LastSpeedPoints = 1.0;  // rows 128 to 176, the run line at 208
+    LastSpeedEvidence = MeasuredRun("speed", 0.5);
+    const ViewLayout layout = LayoutSpeedChart();
+    ASSERT_GE(layout.size(), 2u);
+    EXPECT_EQ(layout[layout.size() - 2],
+              TextItem(wxS("To add this result to the table: Processor > Results, \"Last test\", then \"Save\"."), 10,
+                       240));
+    EXPECT_EQ(layout.back(),
+              TextItem(wxS("To compare with more machines: Help > Manual, \"Comparing with more machines\"."), 10, 256));
+    // The power chart says the same below its own run line.
+    LastPowerPoints = 1.0e6;
+    LastPowerEvidence = MeasuredRun("power", 0.5);
+    const ViewLayout power = LayoutPowerChart();
+    EXPECT_EQ(power.back().text, layout.back().text);
+    EXPECT_EQ(power.back().y, power[power.size() - 3].y + 3 * 16);
+    // Before a test: nothing of it (the blank start and the charts as they were).
+    LastSpeedEvidence = {};
+    for (const auto& [at, text] : Texts(LayoutSpeedChart()))
+        EXPECT_FALSE(text.StartsWith(wxS("To "))) << text;
 }
 
 TEST_F(Chart, TheRunLineFollowsAnEmptyTable)
