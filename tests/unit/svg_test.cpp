@@ -14,9 +14,11 @@ TEST(Svg, EveryKindOfItemIsWrittenAtItsPlace)
     EXPECT_NE(svg.find("width=\"900\" height=\"600\" viewBox=\"0 0 900 600\""), std::string::npos);
     EXPECT_NE(svg.find("<rect x=\"0\" y=\"0\" width=\"900\" height=\"600\" fill=\"#F2F0FA\"/>"), std::string::npos);
     EXPECT_NE(svg.find("font-family=\"sans-serif\" font-size=\"12px\""), std::string::npos);
-    EXPECT_NE(svg.find("<text x=\"10\" y=\"144\" dominant-baseline=\"text-before-edge\">"
-                       "Temperature: 64 \xC2\xB0" "C &lt;&amp;&gt;</text>"),
+    // By its baseline, an ascent below the item's top.
+    EXPECT_EQ(Ascent(12), 11);
+    EXPECT_NE(svg.find("<text x=\"10\" y=\"155\">Temperature: 64 \xC2\xB0" "C &lt;&amp;&gt;</text>"),
               std::string::npos);
+    EXPECT_EQ(svg.find("dominant-baseline"), std::string::npos);
     EXPECT_NE(svg.find("<line x1=\"10.5\" y1=\"36.5\" x2=\"775.5\" y2=\"36.5\" stroke=\"#000000\"/>"),
               std::string::npos);
     EXPECT_NE(svg.find("<line x1=\"60.5\" y1=\"300.5\" x2=\"70.5\" y2=\"290.5\" stroke=\"#FF0000\"/>"),
