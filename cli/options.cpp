@@ -1,6 +1,7 @@
 #include "cli/options.h"
 
 #include "app/version.h"
+#include "cli/command.h"
 
 #include <wx/cmdline.h>
 
@@ -43,21 +44,22 @@ const std::vector<CliOption>& CliOptions()
 const std::vector<CliCommand>& CliCommands()
 {
     static const std::vector<CliCommand> commands = {
-        {"speed", "", "the speed test: one task for 10 s", {"seconds", "repeat", "strict"}, ""},
+        {"speed", "", "the speed test: one task for 10 s", {"seconds", "repeat", "strict"}, "", "", cli::RunSpeed},
         {"power", "", "the power test: N threads for 10 s, with the per-core reference and the HTT efficiency",
-         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "strict"}, ""},
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "strict"}, "", "", cli::RunPower},
         {"heat", "", "the heat test: every processor busy for M minutes, with the temperatures and frequencies "
                      "the machine's sensors report",
-         {"seconds", "minutes", "log", "plot"}, "minutes", "seconds"},
-        {"info", "", "what CPUID reports about the processor", {}, ""},
-        {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, ""},
+         {"seconds", "minutes", "log", "plot"}, "minutes", "seconds", cli::RunHeat},
+        {"info", "", "what CPUID reports about the processor", {}, "", "", cli::RunInfo},
+        {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, "",
+         "", cli::RunResults},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
          {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results", "save", "strict", "no-lock"},
-         ""},
+         "", "", cli::RunRecord},
         {"merge", "FILE...",
          "adds the records of other results files and result documents (- reads standard input) that the table "
          "does not hold yet; a document is checked against its samples first",
-         {"results", "steady-only", "strict", "no-lock"}, ""},
+         {"results", "steady-only", "strict", "no-lock"}, "", "", cli::RunMerge},
     };
     return commands;
 }

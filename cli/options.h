@@ -8,6 +8,10 @@
 
 class wxCmdLineParser;
 
+namespace cli {
+struct Options;
+}
+
 /// An option: its long name, the name of its value (null for a switch) and
 /// what it does.
 struct CliOption {
@@ -24,7 +28,8 @@ struct CliCommand {
     const char* summary;
     std::vector<const char*> options;
     const char* required;  ///< an option the command cannot do without, or ""
-    const char* unless = "";  ///< an option that makes `required` unneeded, or ""
+    const char* unless;    ///< an option that makes `required` unneeded, or ""
+    int (*run)(const cli::Options& options);  ///< the command's handler (command.h)
 };
 
 /// Every option but --help and --version, in the order --help lists them.

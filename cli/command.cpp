@@ -1,0 +1,254 @@
+// What the commands of tarnwick-cli share: the progress line, the run
+// lengths, repeated runs and their report, outputs and the results table.
+
+#include "cli/command.h"
+#include "cli/options.h"
+#include "cli/report.h"
+
+#include "app/notify.h"
+#include "app/numbers.h"
+#include "app/startup.h"
+#include "app/state.h"
+#include "app/version.h"
+#include "bench/evidence.h"
+#include "bench/heat.h"
+#include "bench/heat_work.h"
+#include "bench/power.h"
+#include "bench/speed.h"
+#include "bench/work_cycle.h"
+#include "config/paths.h"
+#include "files/atomic_file.h"
+#include "files/encoding.h"
+#include "files/file_transaction.h"
+#include "files/path_text.h"
+#include "results/last_test.h"
+#include "results/merge.h"
+#include "results/result_document.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
+#include "results/search.h"
+#include "sensors/heat_readings.h"
+#include "sensors/run_conditions.h"
+#include "views/heat_view.h"
+#include "views/svg.h"
+
+#include <wx/cmdline.h>
+#include <wx/log.h>
+#include <wx/msgout.h>
+#include <wx/thread.h>
+#include <wx/utils.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <functional>
+#include <cstring>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace cli {
+bool ShowProgress(const Options& options)
+{
+    return !options.quiet && isatty(STDERR_FILENO) != 0;
+}
+
+// Text for the terminal: UTF-8, and a file name's bytes as they were.
+std::string Utf8(const wxString& text)
+{
+    return PathToBytes(text);
+}
+
+// Text typed as an argument that is not a file name: in the locale's
+// encoding when it is one, else as its bytes were read.
+wxString ArgumentText(const wxString& argument)
+{
+    const std::string bytes = PathToBytes(argument);
+    const wxWCharBuffer text = wxConvLibc.cMB2WC(bytes.c_str());
+    return text && std::string(wxConvLibc.cWC2MB(text.data())) == bytes ? wxString(text.data()) : argument;
+}
+
+std::string Points(double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.0f", value);
+    return text;
+}
+
+std::string PadLeft(std::string text, std::size_t width)
+{
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+int RunLength(const Options& options)
+{
+    return options.seconds > 0 ? static_cast<int>(options.seconds) : 10;
+}
+
+std::string Length(const Options& options)
+{
+    if (options.seconds > 0)
+        return "run shortened to " + std::to_string(options.seconds) + " s; points normalised to the full test";
+    return "10 s";
+}
+
+// The version and the measured work, with every score.
+void AddProvenance(Report& report)
+{
+    report["version"] = TARNWICK_VERSION;
+    report["workCycle"] = WorkCycleIdentity;
+}
+
+// The evidence line and the notes of one run, for the text form.
+void AddEvidenceLines(Report& report, const TestEvidence& evidence)
+{
+    report.Line(EvidenceLine(evidence));
+    for (const std::string& note : evidence.verdict.notes)
+        report.Line("Note: " + note + ".");
+}
+
+double Median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2.0;
+}
+
+// The runs --repeat asks for: N, or three and more while they differ by more
+// than 3.5 %, at most six.
+std::vector<TestRun> RunRepeated(const Options& options, const std::function<TestRun()>& runOnce, double& spread)
+{
+    std::vector<TestRun> runs;
+    std::vector<double> points;
+    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    do {
+        runs.push_back(runOnce());
+        points.push_back(runs.back().points);
+    } while (WantsAnotherRun(wanted, points));
+    spread = SpreadPercent(points);
+    return runs;
+}
+
+// Reports the runs of a test: one as it always was, several with each run,
+// the median and the spread between them. Returns the exit status.
+int ReportRuns(const Options& options, const char* test, const char* title, const std::vector<TestRun>& runs,
+               double spread)
+{
+    Report report(options.json);
+    bool unsteady = false;
+    for (const TestRun& run : runs)
+        unsteady = unsteady || !run.evidence.verdict.steady;
+    if (options.repeat == 0) {
+        report.Json() = runs.front().json;
+        AddProvenance(report);
+        report["evidence"] = EvidenceToJson(runs.front().evidence);
+        for (const std::string& line : runs.front().lines)
+            report.Line(line);
+        AddEvidenceLines(report, runs.front().evidence);
+    } else {
+        std::vector<double> points;
+        report["test"] = test;
+        report["runs"] = nlohmann::ordered_json::array();
+        for (std::size_t k = 0; k < runs.size(); ++k) {
+            const TestRun& run = runs[k];
+            points.push_back(run.points);
+            nlohmann::ordered_json json = run.json;
+            json.erase("test");
+            json["evidence"] = EvidenceToJson(run.evidence);
+            report["runs"].push_back(std::move(json));
+            report.Line("Run " + std::to_string(k + 1) + " of " + std::to_string(runs.size()) + ":");
+            for (const std::string& line : run.lines)
+                report.Line("  " + line);
+            report.Line("  " + EvidenceLine(run.evidence));
+        }
+        const double median = Median(points);
+        report["median"] = WholeNumber(median);
+        report["spread"] = std::round(spread * 100.0) / 100.0;
+        report["seconds"] = RunLength(options);
+        report["shortened"] = options.seconds > 0;
+        AddProvenance(report);
+        std::string summary = std::string(title) + ": median " + Points(median) + " points of " +
+                              std::to_string(runs.size()) + " runs, spread between runs " +
+                              FormatFixed(spread, 1) + " %";
+        if (options.repeat == RepeatAuto && RunsDiffer(spread)) {
+            summary += " (still above 3.5 % after six runs)";
+            unsteady = true;
+        }
+        report.Line(summary + " (" + Length(options) + ")");
+        for (const std::string& note : runs.back().evidence.verdict.notes)
+            report.Line("Note: " + note + ".");
+    }
+    report["steady"] = !unsteady;
+    report.Print();
+    return options.strict && unsteady ? UnsteadyExit : 0;
+}
+
+// Why an output the user named cannot be written, on one line.
+void TellOutputProblem(const wxString& path, int error, const std::string& refusedLink)
+{
+    if (error == EACCES && !refusedLink.empty())
+        std::fprintf(stderr, "tarnwick-cli: %s could not be written: %s\n", Utf8(AbsolutePath(path)).c_str(),
+                     Utf8(RefusedLinkText(PathFromBytes(refusedLink))).c_str());
+    else
+        std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
+                     Utf8(ErrorText(error)).c_str());
+}
+
+// Loads the results table; false (the problem told) when it cannot be used.
+bool LoadResults()
+{
+    const int status = AccessResultsFile(ResultsOpLoad);
+    if (status != 0 && !LastResultsProblemTold())
+        std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(ResultsProblemText()).c_str());
+    return status == 0;
+}
+
+// Tells why a change of the table was not made, when the file routine's
+// message wants a word about the command line.
+void HintAfterRefusal()
+{
+    if (LastResultsProblem().kind == FileFailure::Kind::NotLocked)
+        std::fprintf(stderr, "tarnwick-cli: --no-lock makes the change anyway, at the risk of losing a change "
+                             "another program makes at the same time\n");
+}
+
+void ApplyPowerOptions(const Options& options)
+{
+    PowerTestMillis = RunLength(options) * 1000;
+    if (options.threads >= 0)
+        ThreadCount = static_cast<std::uint32_t>(options.threads);
+    if (options.htt >= 0)
+        HttOption = static_cast<std::uint32_t>(options.htt);
+    if (options.httOffResult >= 0)
+        HttOffResult = static_cast<std::uint32_t>(options.httOffResult);
+}
+
+void MeasurePower(const Options& options)
+{
+    const bool halfRun = HttOption != 0 && (ThreadCount >> 1) != 0 && HttOffResult == 0;
+    const double total = (PowerTestMillis / 1000 + 1) * (halfRun ? 2.0 : 1.0);
+    // The phases name the threads, not the length: "full" would read as
+    // "not shortened".
+    Progress progress(ShowProgress(options), total, "power test, all threads");
+    std::atomic<std::uint32_t> finished{0};
+    const std::uint32_t allThreads = ThreadCount;
+    SetPowerWorkObserver([&](std::uint32_t, const TimedRun&) {
+        if (++finished == allThreads)
+            progress.SetPhase("per-core run, half the threads");
+    });
+    LastPowerPoints = RunPowerTest();
+    SetPowerWorkObserver(nullptr);
+}
+}  // namespace cli

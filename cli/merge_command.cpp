@@ -1,0 +1,148 @@
+// tarnwick-cli merge: other tables' records and result documents added.
+
+#include "cli/command.h"
+#include "cli/options.h"
+#include "cli/report.h"
+
+#include "app/notify.h"
+#include "app/numbers.h"
+#include "app/startup.h"
+#include "app/state.h"
+#include "app/version.h"
+#include "bench/evidence.h"
+#include "bench/heat.h"
+#include "bench/heat_work.h"
+#include "bench/power.h"
+#include "bench/speed.h"
+#include "bench/work_cycle.h"
+#include "config/paths.h"
+#include "files/atomic_file.h"
+#include "files/encoding.h"
+#include "files/file_transaction.h"
+#include "files/path_text.h"
+#include "results/last_test.h"
+#include "results/merge.h"
+#include "results/result_document.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
+#include "results/search.h"
+#include "sensors/heat_readings.h"
+#include "sensors/run_conditions.h"
+#include "views/heat_view.h"
+#include "views/svg.h"
+
+#include <wx/cmdline.h>
+#include <wx/log.h>
+#include <wx/msgout.h>
+#include <wx/thread.h>
+#include <wx/utils.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <functional>
+#include <cstring>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace cli {
+namespace {
+// Reads an input to merge whole, at most `limit` bytes; 0 or the errno
+// (EFBIG when there is more).
+int ReadInput(const wxString& file, std::string& bytes, std::size_t limit)
+{
+    if (file == wxS("-"))
+        return ReadAll(STDIN_FILENO, bytes, limit);
+    const int fd = ::open(PathToBytes(file).c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    struct stat info {};
+    int error = ::fstat(fd, &info) != 0 ? errno : S_ISDIR(info.st_mode) ? EISDIR : 0;
+    if (error == 0)
+        error = ReadAll(fd, bytes, limit);
+    ::close(fd);
+    return error;
+}
+}  // namespace
+
+// Every file read whole, with a size bound, before the table is touched:
+// one that cannot be read stops the merge with the table unchanged.
+int RunMerge(const Options& options)
+{
+    std::vector<MergeSource> sources;
+    const std::uint64_t limit = ResultsFileLimit();
+    for (const wxString& file : options.files) {
+        MergeSource source;
+        source.name = file == wxS("-") ? wxString(wxS("(standard input)")) : file;
+        const int error = ReadInput(file, source.bytes, limit);
+        if (error == EFBIG) {
+            std::fprintf(stderr, "tarnwick-cli: %s is too large to merge (more than %.1f MB); the results table is "
+                                 "unchanged\n",
+                         Utf8(source.name).c_str(), double(limit) / 1e6);
+            return 1;
+        }
+        if (error != 0) {
+            std::fprintf(stderr, "tarnwick-cli: %s could not be read (%s); the results table is unchanged\n",
+                         Utf8(source.name).c_str(), Utf8(ErrorText(error)).c_str());
+            return 1;
+        }
+        sources.push_back(std::move(source));
+    }
+
+    // A table that cannot be changed is told by the file routine: which
+    // file, and why.
+    MergeOptions mergeOptions;
+    mergeOptions.steadyOnly = options.steadyOnly;
+    const MergeOutcome outcome = MergeResults(sources, mergeOptions);
+    if (outcome.status != 0) {
+        HintAfterRefusal();
+        return 1;
+    }
+    // Where a refused line or an implausible record is: the file, and the
+    // line when it is one of a results file.
+    const auto place = [](const wxString& source, std::size_t line) {
+        return line == 0 ? Utf8(source) : Utf8(source) + ":" + std::to_string(line);
+    };
+    Report report(options.json);
+    report["added"] = outcome.added;
+    report["present"] = outcome.present;
+    report["documents"] = outcome.documents;
+    report["refused"] = nlohmann::ordered_json::array();
+    for (const RefusedLine& refused : outcome.refused) {
+        report["refused"].push_back(
+            {{"file", ShownUtf8(refused.source)}, {"line", refused.line}, {"reason", ShownUtf8(refused.reason)}});
+        if (!options.json)
+            std::fprintf(stderr, "tarnwick-cli: %s: refused: %s\n", place(refused.source, refused.line).c_str(),
+                         Utf8(refused.reason).c_str());
+    }
+    report["implausible"] = nlohmann::ordered_json::array();
+    for (const ImplausibleRecord& record : outcome.implausible) {
+        report["implausible"].push_back(
+            {{"file", ShownUtf8(record.source)}, {"line", record.line}, {"reason", ShownUtf8(record.reason)}});
+        if (!options.json)
+            std::fprintf(stderr, "tarnwick-cli: %s: looks implausible: %s\n",
+                         place(record.source, record.line).c_str(), Utf8(record.reason).c_str());
+    }
+    report["written"] = outcome.written;
+    std::string summary = std::to_string(outcome.added) + " added, " + std::to_string(outcome.present) +
+                          " already present, " + std::to_string(outcome.refused.size()) + " refused";
+    if (!outcome.implausible.empty())
+        summary += ", " + std::to_string(outcome.implausible.size()) + " implausible";
+    report.Line(summary);
+    report.Print();
+    // The table was written either way; --strict tells a script that not
+    // everything was taken.
+    return options.strict && !outcome.refused.empty() ? UnsteadyExit : 0;
+}
+}  // namespace cli

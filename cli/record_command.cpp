@@ -1,0 +1,230 @@
+// tarnwick-cli record: both tests as a results-file line, stored and saved
+// as a result document on request.
+
+#include "cli/command.h"
+#include "cli/options.h"
+#include "cli/report.h"
+
+#include "app/notify.h"
+#include "app/numbers.h"
+#include "app/startup.h"
+#include "app/state.h"
+#include "app/version.h"
+#include "bench/evidence.h"
+#include "bench/heat.h"
+#include "bench/heat_work.h"
+#include "bench/power.h"
+#include "bench/speed.h"
+#include "bench/work_cycle.h"
+#include "config/paths.h"
+#include "files/atomic_file.h"
+#include "files/encoding.h"
+#include "files/file_transaction.h"
+#include "files/path_text.h"
+#include "results/last_test.h"
+#include "results/merge.h"
+#include "results/result_document.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
+#include "results/search.h"
+#include "sensors/heat_readings.h"
+#include "sensors/run_conditions.h"
+#include "views/heat_view.h"
+#include "views/svg.h"
+
+#include <wx/cmdline.h>
+#include <wx/log.h>
+#include <wx/msgout.h>
+#include <wx/thread.h>
+#include <wx/utils.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <functional>
+#include <cstring>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace cli {
+namespace {
+// The fields of this machine's record the kernel knows: rated and maximum
+// frequency, processors, cores, the OS version. What stays unknown stays
+// empty.
+void FillRecordFromKernel()
+{
+    const MachineTopology topology = ReadMachineTopology(SensorRoot);
+    const MachineFacts facts = ReadMachineFacts(SensorRoot);
+    const auto whole = [](const std::optional<double>& value) {
+        return value && *value > 0.0 ? wxString::Format(wxS("%.0f"), *value) : wxString();
+    };
+    SetRecordField(FieldRatedFrequency, whole(topology.baseMhz));
+    SetRecordField(FieldMaximumFrequency, whole(topology.maxMhz));
+    if (topology.packages != 0)
+        SetRecordField(FieldProcessors, wxString::Format(wxS("%u"), topology.packages));
+    if (topology.cores != 0)
+        SetRecordField(FieldCores, wxString::Format(wxS("%u"), topology.cores));
+    // "Debian 12": the distribution's first word and its version.
+    const std::string name = facts.osName.substr(0, facts.osName.find(' '));
+    std::string version = name;
+    if (!facts.osVersion.empty())
+        version += (version.empty() ? "" : " ") + facts.osVersion;
+    wxString field = wxString::FromUTF8(version.c_str());
+    field.Replace(wxS(";"), wxS(","));
+    SetRecordField(FieldOsVersion, field);
+}
+
+std::string UtcNow()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+// A machine's name as a document holds it: text (bytes that are no UTF-8
+// read as Latin-1), control characters as spaces, at most `limit` bytes
+// cut at a character's end.
+std::string DocumentText(std::string bytes, std::size_t limit)
+{
+    if (!IsStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()))
+        bytes = wxString::From8BitData(bytes.data(), bytes.size()).utf8_string();
+    for (char& c : bytes)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
+            c = ' ';
+    if (bytes.size() > limit) {
+        std::size_t cut = limit;
+        while (cut > 0 && (static_cast<unsigned char>(bytes[cut]) & 0xC0) == 0x80)
+            --cut;
+        bytes.resize(cut);
+    }
+    return bytes;
+}
+
+ResultDocument MakeDocument(const wxString& line)
+{
+    constexpr std::size_t MachineText = 256;
+    ResultDocument document;
+    document.version = TARNWICK_VERSION;
+    document.workCycle = WorkCycleIdentity;
+    document.date = UtcNow();
+    document.record = line.utf8_string();
+    const MachineFacts facts = ReadMachineFacts(SensorRoot);
+    document.machine.vendor = DocumentText(std::string(CpuVendorId, strnlen(CpuVendorId, sizeof CpuVendorId)), MachineText);
+    document.machine.brand =
+        DocumentText(std::string(CpuBrandString, strnlen(CpuBrandString, sizeof CpuBrandString)), MachineText);
+    document.machine.signature = wxString::Format(wxS("%X"), CpuSignature).utf8_string();
+    document.machine.modelName = DocumentText(facts.modelName, MachineText);
+    document.machine.logicalProcessors = CpuCount;
+    document.machine.kernel = DocumentText(facts.kernel, MachineText);
+    document.machine.os = DocumentText(facts.osPretty, MachineText);
+    document.speed = LastSpeedEvidence;
+    document.power = LastPowerEvidence;
+    return document;
+}
+
+// The document of the last tests as merge will read it; an empty text, with
+// why in `problem`, when merge would refuse it (a run too long for a
+// document, a thread that could not start).
+std::string SavedDocument(const wxString& line, std::string& problem)
+{
+    const std::string text = WriteResultDocument(MakeDocument(line));
+    ResultDocument read;
+    problem = ReadResultDocument(text, read);
+    if (problem.empty())
+        problem = CheckResultDocument(read);
+    return problem.empty() ? text : std::string();
+}
+}  // namespace
+
+int RunRecord(const Options& options)
+{
+    // The table first: a record that could not be stored is not measured.
+    if (!LoadResults())
+        return 1;
+    SpeedTestMillis = RunLength(options) * 1000;
+    ApplyPowerOptions(options);
+    // The document's file is opened before the tests: a wrong path is told
+    // at once, not after them.
+    OutputFile saved;
+    if (!options.save.empty()) {
+        std::string refused;
+        if (const int error = saved.Open(options.save, refused)) {
+            TellOutputProblem(options.save, error, refused);
+            return 1;
+        }
+    }
+    {
+        Progress progress(ShowProgress(options), RunLength(options), "speed test");
+        LastSpeedPoints = RunSpeedBenchmark();
+    }
+    MeasurePower(options);
+    FillRecordFromLastTest();
+    FillRecordFromKernel();
+    const wxString line = JoinRecordFields();
+    const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
+
+    Report report(options.json);
+    report["line"] = ShownUtf8(line);
+    report["appended"] = false;
+    report["shortened"] = options.seconds > 0;
+    report["saved"] = nullptr;
+    AddProvenance(report);
+    report["speed"] = EvidenceToJson(LastSpeedEvidence);
+    report["power"] = EvidenceToJson(LastPowerEvidence);
+    report["steady"] = !unsteady;
+    // The text form is the record line alone, to be added to a results
+    // file; the evidence goes to standard error. When the line cannot be
+    // stored it is printed all the same, so that the result is not lost.
+    report.Line(Utf8(line));
+
+    if (!options.save.empty()) {
+        std::string problem;
+        const std::string document = SavedDocument(line, problem);
+        if (document.empty()) {
+            std::fprintf(stderr, "tarnwick-cli: no result document was written to %s: %s\n",
+                         Utf8(AbsolutePath(options.save)).c_str(), problem.c_str());
+            report.Print();
+            return 1;
+        }
+        if (const int error = saved.Finish(document)) {
+            TellOutputProblem(options.save, error, {});
+            report.Print();
+            return 1;
+        }
+        report["saved"] = ShownUtf8(AbsolutePath(options.save));
+    }
+    if (options.append) {
+        // A failure is told by the file routine: which file, and why.
+        BackupPending = 1;
+        if (AccessResultsFile(ResultsOpAppend) != 0) {
+            HintAfterRefusal();
+            report.Print();
+            return 1;
+        }
+        report["appended"] = true;
+    }
+    report.Print();
+    if (!options.json && !options.quiet)
+        for (const TestEvidence* evidence : {&LastSpeedEvidence, &LastPowerEvidence}) {
+            std::fprintf(stderr, "%s test. %s\n", evidence == &LastSpeedEvidence ? "Speed" : "Power",
+                         EvidenceLine(*evidence).c_str());
+            for (const std::string& note : evidence->verdict.notes)
+                std::fprintf(stderr, "Note: %s.\n", note.c_str());
+        }
+    return options.strict && unsteady ? UnsteadyExit : 0;
+}
+}  // namespace cli

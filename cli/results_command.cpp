@@ -1,0 +1,104 @@
+// tarnwick-cli results: the stored results, ranked, or those containing a text.
+
+#include "cli/command.h"
+#include "cli/options.h"
+#include "cli/report.h"
+
+#include "app/notify.h"
+#include "app/numbers.h"
+#include "app/startup.h"
+#include "app/state.h"
+#include "app/version.h"
+#include "bench/evidence.h"
+#include "bench/heat.h"
+#include "bench/heat_work.h"
+#include "bench/power.h"
+#include "bench/speed.h"
+#include "bench/work_cycle.h"
+#include "config/paths.h"
+#include "files/atomic_file.h"
+#include "files/encoding.h"
+#include "files/file_transaction.h"
+#include "files/path_text.h"
+#include "results/last_test.h"
+#include "results/merge.h"
+#include "results/result_document.h"
+#include "results/results_file.h"
+#include "results/results_table.h"
+#include "results/search.h"
+#include "sensors/heat_readings.h"
+#include "sensors/run_conditions.h"
+#include "views/heat_view.h"
+#include "views/svg.h"
+
+#include <wx/cmdline.h>
+#include <wx/log.h>
+#include <wx/msgout.h>
+#include <wx/thread.h>
+#include <wx/utils.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <functional>
+#include <cstring>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace cli {
+namespace {
+const wchar_t* Row(std::int32_t line)
+{
+    return ResultLines.get() + std::size_t(line) * std::size_t(ResultLineWidth);
+}
+}  // namespace
+
+int RunResults(const Options& options)
+{
+    if (!LoadResults())
+        return 1;
+    Report report(options.json);
+    if (options.searching) {
+        SetSearchText(options.search);
+        FindResults();
+        report["search"] = ShownUtf8(SearchText.get());
+        report["hits"] = nlohmann::ordered_json::array();
+        report.Line(std::to_string(SearchHitCount) + " search results for: " + Utf8(SearchText.get()));
+        for (std::int32_t j = 0; j < SearchHitCount; ++j) {
+            const wxString hit = SearchHits.get() + j * SearchHitWidth;
+            report["hits"].push_back(ShownUtf8(hit));
+            report.Line(Utf8(hit));
+        }
+        report.Print();
+        return 0;
+    }
+    report["results"] = nlohmann::ordered_json::array();
+    report.Line("Place     Speed     Power  Processor");
+    for (std::int32_t k = 0; k < RankedCount; ++k) {
+        const std::int32_t line = static_cast<std::int32_t>(SpeedRanking[k].line);
+        SplitResultRecord(static_cast<std::uint32_t>(line));
+        const wxString name = RecordTitle.get();
+        const double power = ParseReal(RecordFields[FieldPowerPoints].get());
+        report["results"].push_back({{"place", k + 1},
+                                     {"speed", WholeNumber(SpeedRanking[k].score)},
+                                     {"power", WholeNumber(power)},
+                                     {"processor", ShownUtf8(name)},
+                                     {"line", ShownUtf8(Row(line))}});
+        report.Line(PadLeft(std::to_string(k + 1), 5) + " " + PadLeft(Points(SpeedRanking[k].score), 9) + " " +
+                    PadLeft(Points(power), 9) + "  " + Utf8(name));
+    }
+    report.Print();
+    return 0;
+}
+}  // namespace cli
