@@ -135,10 +135,10 @@ int AccessConfigFile(int mode, FileFailure& failure)
 
     TextDocument file;
     const FileOutcome outcome =
-        AccessDataFile(access, [&](const std::string& bytes, FileContent& next, FileFailure& failure) {
+        AccessDataFile(access, [&](const std::string& bytes, FileContent& next, FileFailure& refused) {
             if (!file.Parse(bytes)) {
-                failure.kind = FileFailure::Kind::Unreadable;
-                failure.error = ENOMEM;
+                refused.kind = FileFailure::Kind::Unreadable;
+                refused.error = ENOMEM;
                 return FileEdit::Nothing;
             }
             ConfigLineType = file.LineEnding();
@@ -146,11 +146,11 @@ int AccessConfigFile(int mode, FileFailure& failure)
                 return FileEdit::Kept;
             SaveSettings(file);
             TextDocument::Refusal refusal = TextDocument::Refusal::None;
-            if (!file.Encode(next.bytes, failure.line, &refusal)) {
-                failure.kind = refusal == TextDocument::Refusal::CutUnit ? FileFailure::Kind::CutUnit
+            if (!file.Encode(next.bytes, refused.line, &refusal)) {
+                refused.kind = refusal == TextDocument::Refusal::CutUnit ? FileFailure::Kind::CutUnit
                                                                          : FileFailure::Kind::NotEncodable;
-                failure.error = EILSEQ;
-                failure.other = EncodingName(file.Encoding());
+                refused.error = EILSEQ;
+                refused.other = EncodingName(file.Encoding());
                 return FileEdit::Nothing;
             }
             return FileEdit::Changed;

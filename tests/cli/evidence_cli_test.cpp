@@ -44,10 +44,10 @@ protected:
     void Desktop() const
     {
         for (int cpu = 0; cpu < 2; ++cpu) {
-            const std::string dir = "sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/";
-            machine.Write(dir + "topology/physical_package_id", "0\n");
-            machine.Write(dir + "topology/core_id", std::to_string(cpu) + "\n");
-            machine.Write(dir + "cpufreq/scaling_governor", "performance\n");
+            const std::string folder = "sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/";
+            machine.Write(folder + "topology/physical_package_id", "0\n");
+            machine.Write(folder + "topology/core_id", std::to_string(cpu) + "\n");
+            machine.Write(folder + "cpufreq/scaling_governor", "performance\n");
         }
         machine.Write("sys/devices/system/cpu/cpu0/cpufreq/base_frequency", "3000000\n");
         machine.Write("sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq", "4500000\n");

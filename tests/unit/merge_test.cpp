@@ -227,9 +227,9 @@ TEST(ShippedResults, EveryLineIsARecordWithItsProvenanceKept)
         bool found = false;
         for (const auto& entry : fs::directory_iterator(source / "benchmarks" / "records")) {
             std::ifstream provenance(entry.path(), std::ios::binary);
-            std::stringstream text;
-            text << provenance.rdbuf();
-            found = found || text.str().find("  " + line + "\n") != std::string::npos;
+            std::stringstream recorded;
+            recorded << provenance.rdbuf();
+            found = found || recorded.str().find("  " + line + "\n") != std::string::npos;
         }
         EXPECT_TRUE(found) << "no provenance for " << line;
     }
