@@ -2,6 +2,7 @@
 
 #include "app/numbers.h"
 #include "app/state.h"
+#include "config/config_file.h"
 #include "files/atomic_file.h"
 #include "files/big_block.h"
 
@@ -114,6 +115,10 @@ bool LoadResultTable(std::size_t count, const LineSource& line)
     ResultLineCount = static_cast<std::int32_t>(count);
     ResultLineWidth = static_cast<std::int32_t>(width);
     RankedCount = static_cast<std::int32_t>(ranked);
+    // Chart rows made for a narrower table are made anew, by the routine of
+    // the configuration that made them (none are made before it has run).
+    if (ChartRowsCapacity != 0 && CpuListCount > 0 && std::size_t(CpuListCount) * width > ChartRowsCapacity)
+        ApplyChartRows();
     return true;
 }
 

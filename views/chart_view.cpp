@@ -2,7 +2,6 @@
 
 #include "app/state.h"
 #include "bench/evidence.h"
-#include "config/config_file.h"
 #include "results/results_table.h"
 
 #include <algorithm>
@@ -128,12 +127,10 @@ void AddTable(ViewLayout& layout, const Chart& chart)
     ChartRowsAbove = std::max(ChartRowsAbove, 0);
     ChartRowsBelow = std::max(ChartRowsBelow, 0);
 
-    // Copy the rows shown (rows past the end of the ranking stay empty). The
-    // table may have grown wider since the buffers were made: make them anew.
+    // Copy the rows shown (rows past the end of the ranking stay empty); the
+    // buffers follow the table's width as it loads (a view only reads them).
     const std::int32_t shown = ChartRowsAbove + ChartRowsBelow;
     const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
-    if (std::size_t(shown) * width > ChartRowsCapacity)
-        ApplyChartRows();
     const bool haveRows = chart.rows && width != 0 && std::size_t(shown) * width <= ChartRowsCapacity;
     for (std::int32_t j = 0; j < shown && haveRows; ++j) {
         const wchar_t* line = RankedLine(chart, pos - ChartRowsAbove + j);

@@ -624,6 +624,8 @@ TEST_F(Chart, AWiderTableAfterAReloadStillShowsEveryRow)
     ASSERT_TRUE(LoadResultTable(m_lines.size(), [this](std::size_t n) {
         return std::wstring_view(m_lines[n].wc_str(), m_lines[n].length());
     }));
+    // The load made them anew, before any view looks at them.
+    EXPECT_GE(ChartRowsCapacity, std::size_t(CpuListCount) * std::size_t(ResultLineWidth));
     LastSpeedPoints = 2955.0;
     EXPECT_EQ(Names(LayoutSpeedChart()).size(), 12u);
 }
