@@ -14,6 +14,19 @@ std::string_view Trim(std::string_view text)
     return text;
 }
 
+std::optional<long long> ParseWholeInteger(std::string_view text)
+{
+    text = Trim(text);
+    if (text.empty())
+        return std::nullopt;
+    long long value = 0;
+    const char* end = text.data() + text.size();
+    const auto [ptr, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || ptr != end)
+        return std::nullopt;
+    return value;
+}
+
 std::string OneLine(std::string_view text)
 {
     std::string line(text);

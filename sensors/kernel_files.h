@@ -25,6 +25,10 @@ std::string_view Trim(std::string_view text);
 /// Control characters become spaces, so that a value stays one line.
 std::string OneLine(std::string_view text);
 
+/// The whole text, white space around it aside, as one integer; nullopt when
+/// it is empty, holds anything else, or is out of range.
+std::optional<long long> ParseWholeInteger(std::string_view text);
+
 /// Opens a file to read without blocking (a FIFO in the tree cannot hang
 /// the read) and without becoming its terminal; -1 when it cannot be.
 inline int OpenKernelFile(const char* path)

@@ -73,19 +73,6 @@ std::optional<std::uint64_t> ParseUnsigned(std::string_view text)
     return value;
 }
 
-std::optional<long long> ParseSigned(std::string_view text)
-{
-    text = Trim(text);
-    if (text.empty())
-        return std::nullopt;
-    long long value = 0;
-    const char* end = text.data() + text.size();
-    const auto [ptr, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || ptr != end)
-        return std::nullopt;
-    return value;
-}
-
 /// The words of a line, split at spaces and tabs.
 std::vector<std::string_view> Words(std::string_view line)
 {
@@ -383,12 +370,12 @@ MachineTopology ReadMachineTopology(const std::string& root)
             continue;
         ++withTopology;
         const std::optional<std::string> package = ReadValue(dir + "topology/physical_package_id");
-        const std::optional<long long> packageId = package ? ParseSigned(*package) : std::nullopt;
+        const std::optional<long long> packageId = package ? ParseWholeInteger(*package) : std::nullopt;
         if (!packageId)
             continue;
         packages.insert(*packageId);
         const std::optional<std::string> core = ReadValue(dir + "topology/core_id");
-        if (const std::optional<long long> coreId = core ? ParseSigned(*core) : std::nullopt)
+        if (const std::optional<long long> coreId = core ? ParseWholeInteger(*core) : std::nullopt)
             ++perCore[{*packageId, *coreId}];
     }
     topology.logicalProcessors = withTopology > 0 ? withTopology : online;

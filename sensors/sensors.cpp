@@ -26,20 +26,6 @@ constexpr double HighestMhz = 20000.0;
 // /proc/cpuinfo of a very large machine stays far below this.
 constexpr std::size_t CpuinfoLimit = 16u << 20;
 
-/// The whole text as one integer, or nullopt (empty, junk, out of range).
-std::optional<long long> ParseWholeInteger(std::string_view text)
-{
-    text = Trim(text);
-    if (text.empty())
-        return std::nullopt;
-    long long value = 0;
-    const char* end = text.data() + text.size();
-    const auto [ptr, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || ptr != end)
-        return std::nullopt;
-    return value;
-}
-
 /// One "cpu MHz" value: a plain decimal such as "2096.040".
 std::optional<double> ParseMhz(std::string_view text)
 {
