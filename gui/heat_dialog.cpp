@@ -43,6 +43,7 @@ HeatDialogBase::HeatDialogBase(wxWindow* parent, wxWindowID id, const wxString& 
     m_cancelButton = new wxButton(this, wxID_CANCEL, wxS("Cancel"));
     buttons->Add(m_cancelButton, 0, wxALL, 5);
     m_okButton = new wxButton(this, wxID_OK, wxS("OK"));
+    m_okButton->SetDefault();  // Enter in the field confirms
     buttons->Add(m_okButton, 0, wxALL, 5);
     box->Add(buttons, 0, wxEXPAND, 5);
     box->Add(0, 10, 0, wxEXPAND, 5);
@@ -67,7 +68,7 @@ void HeatDialog::OnMinutesChanged(wxCommandEvent&)
     if (HeatTestMillis < 0) {
         HeatTestMillis = m_entryHeatTestMillis;
         m_minutesText->ChangeValue(Minutes(m_entryHeatTestMillis));
-        wxMessageBox(PositiveNumberLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
+        wxMessageBox(PositiveNumberLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE, MainWindow());
     }
 }
 

@@ -24,7 +24,7 @@ wxString Decimal(std::int64_t value)
 
 void RefusePositive()
 {
-    wxMessageBox(PositiveNumberLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
+    wxMessageBox(PositiveNumberLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE, MainWindow());
 }
 }  // namespace
 
@@ -71,6 +71,7 @@ PowerThreadDialogBase::PowerThreadDialogBase(wxWindow* parent, wxWindowID id, co
     m_cancelButton = new wxButton(this, wxID_CANCEL, wxS("Cancel"));
     buttons->Add(m_cancelButton, 0, wxALL, 5);
     m_okButton = new wxButton(this, wxID_OK, wxS("OK"));
+    m_okButton->SetDefault();  // Enter in a field confirms
     buttons->Add(m_okButton, 0, wxALL, 5);
     box->Add(buttons, 0, wxEXPAND, 5);
     box->Add(0, 5, 0, wxEXPAND, 5);

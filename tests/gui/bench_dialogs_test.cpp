@@ -41,14 +41,7 @@ void ExpectSizeAndEverythingInside(wxDialog& dialog, wxSize given)
 
 class BenchDialogs : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        ThreadCount = 4;
-        HttOption = 1;
-        HttOffResult = 0;
-        HeatTestMillis = 600000;
-        DialogCancelled = 0;
-    }
+    void SetUp() override { SetDialogParameters(); }
     void TearDown() override { ProcessIdle(); }
 
     StateGuard m_saved;  ///< the parameters, results and display mode the tests change

@@ -12,9 +12,52 @@
 #include <wx/ffile.h>
 #include <wx/menuitem.h>
 #include <wx/stopwatch.h>
+#include <wx/textctrl.h>
+#include <wx/toplevel.h>
+#include <wx/uiaction.h>
 #include <wx/utils.h>
 
 #include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace {
+// The few GDK calls the tests need, looked up in the GTK that wx has loaded:
+// the tests are not built against GTK themselves.
+struct GdkRectangle {
+    int x, y, width, height;
+};
+
+template <class Function>
+Function GdkCall(const char* name)
+{
+    auto* function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name));
+    if (function == nullptr)
+        throw std::runtime_error(std::string("no ") + name + " in the process");
+    return function;
+}
+
+void* GdkWindowOf(const wxWindow& window)
+{
+    static const auto getWindow = GdkCall<void* (*)(void*)>("gtk_widget_get_window");
+    return window.GetHandle() != nullptr ? getWindow(window.GetHandle()) : nullptr;
+}
+
+bool IsViewable(const wxWindow& window)
+{
+    static const auto viewable = GdkCall<int (*)(void*)>("gdk_window_is_viewable");
+    void* gdkWindow = GdkWindowOf(window);
+    return gdkWindow != nullptr && viewable(gdkWindow) != 0;
+}
+
+bool IsMessageBox(const wxDialog& dialog)
+{
+    return wxDynamicCast(&dialog, wxMessageDialog) != nullptr;
+}
+}  // namespace
 
 MainFrame& TheFrame()
 {
@@ -58,6 +101,112 @@ int ExpectMessage::OnInvoked(wxMessageDialog* dialog) const
     EXPECT_EQ(dialog->GetMessage(), m_text);
     EXPECT_EQ(dialog->GetTitle(), m_caption);
     return wxID_OK;
+}
+
+WhenShown::WhenShown(std::function<void(wxDialog&)> act) : m_act(std::move(act))
+{
+    m_timer.Bind(wxEVT_TIMER, &WhenShown::OnTick, this);
+    Register();
+}
+
+WhenShown::~WhenShown()
+{
+    m_timer.Stop();
+    Unregister();
+}
+
+int WhenShown::Enter(wxDialog* dialog)
+{
+    // The first dialog only: those it opens in turn are another's.
+    if (m_entered == nullptr) {
+        m_entered = dialog;
+        m_timer.Start(50);
+    }
+    return wxID_NONE;
+}
+
+void WhenShown::Exit(wxDialog* dialog)
+{
+    if (dialog == m_entered) {
+        m_ended = true;
+        m_timer.Stop();
+    }
+}
+
+bool WhenShown::Ready()
+{
+    if (!IsViewable(*m_entered))
+        return false;
+    if (IsMessageBox(*m_entered))
+        return true;  // GTK's own: wx knows nothing of its focus
+    // Without a window manager nothing gives a new window the focus (the
+    // keyboard goes to the window under the pointer): asked for, as a
+    // window manager would give it.
+    if (m_readyTicks == 0)
+        m_entered->Raise();
+    wxWindow* focus = wxWindow::FindFocus();
+    return focus != nullptr && wxGetTopLevelParent(focus) == m_entered;
+}
+
+void WhenShown::OnTick(wxTimerEvent&)
+{
+    if (m_ended)
+        return;
+    ++m_ticks;
+    if (!m_acted) {
+        // Ready for a few ticks running (or after five seconds regardless).
+        m_readyTicks = Ready() ? m_readyTicks + 1 : 0;
+        if (m_readyTicks < 4 && m_ticks < 100)
+            return;
+        m_timer.Stop();
+        m_acted = true;
+        m_act(*m_entered);
+        if (!m_ended)
+            m_timer.Start(3000);
+        return;
+    }
+    // Still open after `act`: closed here, again if need be.
+    m_leftOpen = true;
+    if (IsMessageBox(*m_entered))
+        PressKey(WXK_ESCAPE);
+    else
+        m_entered->Close();
+}
+
+void TypeInto(wxTextCtrl* field, const char* text)
+{
+    field->SetFocus();
+    field->SelectAll();
+    PumpEvents(100);
+    wxUIActionSimulator keyboard;
+    keyboard.Text(text);
+    PumpEvents(200);
+}
+
+void SetDialogParameters()
+{
+    ThreadCount = 4;
+    HttOption = 1;
+    HttOffResult = 0;
+    HeatTestMillis = 600000;
+    DialogCancelled = 0;
+}
+
+void PressKey(int key)
+{
+    wxUIActionSimulator keyboard;
+    keyboard.Char(key);
+}
+
+wxRect ScreenFrame(const wxWindow& window)
+{
+    static const auto extents = GdkCall<void (*)(void*, GdkRectangle*)>("gdk_window_get_frame_extents");
+    void* gdkWindow = GdkWindowOf(window);
+    if (gdkWindow == nullptr)
+        return wxRect();
+    GdkRectangle frame{};
+    extents(gdkWindow, &frame);
+    return wxRect(frame.x, frame.y, frame.width, frame.height);
 }
 
 wxImage CaptureClientArea(wxWindow& window)

@@ -8,8 +8,10 @@
 #include <wx/image.h>
 #include <wx/string.h>
 
+#include <wx/modalhook.h>
 #include <wx/msgdlg.h>
 #include <wx/testing.h>
+#include <wx/timer.h>
 
 #include <functional>
 #include <string>
@@ -17,7 +19,9 @@
 
 class MainFrame;
 class wxButton;
+class wxDialog;
 class wxMenuItem;
+class wxTextCtrl;
 class wxWindow;
 
 /// The main window made by MainApp::OnInit.
@@ -70,6 +74,60 @@ private:
     wxString m_text;
     wxString m_caption;
 };
+
+/// Runs `act` with the next dialog shown modally, from inside its modal loop,
+/// once the dialog is on the screen and (a dialog of wx's own) has the
+/// keyboard focus: the dialog really shows, keys reach it as the user's do.
+/// A dialog still open three seconds after `act` is closed (by its close
+/// box, a GTK message box by Escape) and LeftOpen() says so, so that a key
+/// that does nothing fails the test instead of hanging it.
+class WhenShown : public wxModalDialogHook {
+public:
+    explicit WhenShown(std::function<void(wxDialog&)> act);
+    ~WhenShown() override;
+    WhenShown(const WhenShown&) = delete;
+    WhenShown& operator=(const WhenShown&) = delete;
+
+    /// `act` has run.
+    bool Acted() const { return m_acted; }
+    /// The dialog had to be closed for the test.
+    bool LeftOpen() const { return m_leftOpen; }
+    /// Its modal loop has ended.
+    bool Ended() const { return m_ended; }
+
+protected:
+    int Enter(wxDialog* dialog) override;
+    void Exit(wxDialog* dialog) override;
+
+private:
+    bool Ready();
+    void OnTick(wxTimerEvent&);
+
+    std::function<void(wxDialog&)> m_act;
+    wxDialog* m_entered = nullptr;
+    wxTimer m_timer;
+    int m_ticks = 0;
+    int m_readyTicks = 0;
+    bool m_acted = false;
+    bool m_ended = false;
+    bool m_leftOpen = false;
+};
+
+/// Puts the keyboard focus in `field`, selects what it holds and types
+/// `text` over it, key by key.
+void TypeInto(wxTextCtrl* field, const char* text);
+
+/// Sets the values the power and heat dialogs show to known ones: 4 threads,
+/// Hyper-Threading on with no result typed, 10 heat minutes, and no dialog
+/// cancelled.
+void SetDialogParameters();
+
+/// Presses and releases `key` (a WXK_ code or a character) on the keyboard.
+void PressKey(int key);
+
+/// Where `window` is on the screen as the X server shows it, its frame
+/// included; for a GTK message box too, which wx does not follow.
+wxRect ScreenFrame(const wxWindow& window);
 
 /// The client area of `window` as it is on the screen now.
 wxImage CaptureClientArea(wxWindow& window);
