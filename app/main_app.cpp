@@ -8,6 +8,7 @@
 #include "bench/workers.h"
 #include "config/config_file.h"
 #include "files/path_text.h"
+#include "gui/dialog_support.h"
 #include "gui/main_frame.h"
 #include "results/results_file.h"
 #include "sensors/heat_readings.h"
@@ -24,7 +25,7 @@ bool MainApp::OnInit()
     TakeSensorRootFromEnvironment();
     SetNotifier([](const wxString& text, const wxString& caption) {
         // A file name may hold bytes that are no character: shown as U+FFFD.
-        wxMessageBox(ShownText(text), caption, wxOK | wxCENTRE);
+        wxMessageBox(ShownText(text), caption, wxOK | wxCENTRE, MainWindow());
     });
 
     wxIcon icon(tarnwick_icon_xpm);

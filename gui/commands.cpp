@@ -4,6 +4,7 @@
 #include "bench/heat.h"
 #include "bench/heat_work.h"
 #include "bench/power.h"
+#include "gui/dialog_support.h"
 #include "gui/heat_dialog.h"
 #include "gui/options_dialog.h"
 #include "gui/power_thread_dialog.h"
@@ -15,7 +16,6 @@
 #include <cstdio>
 #include <string>
 
-#include <wx/app.h>
 #include <wx/thread.h>
 #include <wx/msgdlg.h>
 #include <wx/window.h>
@@ -49,7 +49,7 @@ void RunHeatTest()
     (new HeatDialog(nullptr))->ShowModal();
     if (DialogCancelled != 0)
         return;
-    wxWindow* frame = wxTheApp != nullptr ? wxTheApp->GetTopWindow() : nullptr;
+    wxWindow* frame = MainWindow();
     std::string problem;
     if (!TakeHeatFaultFromEnvironment(problem))
         std::fprintf(stderr, "tarnwick: %s; the heat test runs without a fault\n", problem.c_str());
@@ -59,7 +59,7 @@ void RunHeatTest()
         // shown from here.
         const wxString message = TakeHeatMessage();
         if (!message.empty())
-            wxMessageBox(message, wxS("Tarnwick Benchmark"), wxOK | wxCENTRE);
+            wxMessageBox(message, wxS("Tarnwick Benchmark"), wxOK | wxCENTRE, MainWindow());
         // What the sensors say and what the workers did, once a second, for
         // the view.
         const double seconds = static_cast<double>(HeatClockMillis() - HeatStart.GetValue()) / 1000.0;

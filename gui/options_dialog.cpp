@@ -24,7 +24,7 @@ std::int32_t Parse(const wxTextCtrl* field)
 
 void RefusePositive()
 {
-    wxMessageBox(PositiveNumberLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
+    wxMessageBox(PositiveNumberLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE, MainWindow());
 }
 }  // namespace
 

@@ -133,7 +133,7 @@ int ResultDialog::ChangeShownRecord(int op)
     if (status == ResultsRecordGone)
         wxMessageBox(wxS("Another program has changed the results table: the record shown is no longer in "
                          "it, and nothing was changed.\nThe table is shown as it is now."),
-                     wxS("Tarnwick - results file"), wxOK | wxCENTRE);
+                     wxS("Tarnwick - results file"), wxOK | wxCENTRE, MainWindow());
     AccessResultsFile(ResultsOpLoad);
     return status;
 }
@@ -235,7 +235,7 @@ void ResultDialog::OnSave(wxCommandEvent&)
     if (NewRecordMode != 0) {
         if (!RequiredFieldsPresent()) {
             wxMessageBox(wxS("Required fields: manufacturer, model, logical cores, speed and power."),
-                         wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
+                         wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE, MainWindow());
             return;
         }
         ReadFields();
@@ -263,11 +263,11 @@ void ResultDialog::OnSave(wxCommandEvent&)
 void ResultDialog::OnDelete(wxCommandEvent&)
 {
     if (ResultLineCount == 0) {
-        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
+        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE, MainWindow());
         return;
     }
     if (wxMessageBox(wxS("The result will be deleted.\nAre you sure?"), wxS("Delete result confirmation"),
-                     wxOK | wxCANCEL | wxCENTRE) != wxOK)
+                     wxOK | wxCANCEL | wxCENTRE, MainWindow()) != wxOK)
         return;
     ChangeShownRecord(ResultsOpDelete);
     if (ResultLineCount > 0) {
@@ -278,7 +278,7 @@ void ResultDialog::OnDelete(wxCommandEvent&)
         SplitAndShow();
     } else {
         SplitAndShow();
-        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE);
+        wxMessageBox(NoResultsLabel, wxASCII_STR(wxMessageBoxCaptionStr), wxOK | wxCENTRE, MainWindow());
     }
 }
 
