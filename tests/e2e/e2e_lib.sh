@@ -53,6 +53,20 @@ wait_for_exit() {
     wait "$1"
 }
 
+# quit_with_zero MAIN PID [LABEL]: quits with Alt+X; fails, saying so, unless
+# the program ends with exit code 0.
+quit_with_zero() {
+    press "$1" alt+x
+    set +e
+    wait_for_exit "$2"
+    status=$?
+    set -e
+    if [ "$status" -ne 0 ]; then
+        echo "${3:+$3: }exit code $status, expected 0" >&2
+        return 1
+    fi
+}
+
 # speed_test MAIN: Processor, Speed in the main window; returns after the
 # 10 s test.
 speed_test() {

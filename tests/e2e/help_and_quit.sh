@@ -31,13 +31,5 @@ import -window root "$SHOTS/manual.png"
 press "$manual" Escape
 wait_for_no_window '^Help - Manual$'
 
-press "$main" alt+x
-set +e
-wait_for_exit "$pid"
-status=$?
-set -e
-if [ "$status" -ne 0 ]; then
-    echo "exit code $status, expected 0" >&2
-    exit 1
-fi
+quit_with_zero "$main" "$pid"
 echo "window shown, manual opened and closed, quit with exit code 0"
