@@ -1,9 +1,9 @@
 #include "app/main_app.h"
 
-#include "app/notify.h"
-#include "app/resources.h"
+#include "core/notify.h"
+#include "gui/resources.h"
 #include "app/startup.h"
-#include "app/state.h"
+#include "core/state.h"
 #include "app/tarnwick_icon.xpm"
 #include "bench/workers.h"
 #include "config/config_file.h"

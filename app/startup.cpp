@@ -1,17 +1,12 @@
 #include "app/startup.h"
 
-#include "app/state.h"
-#include "cpu/cpu_info.h"
+#include "cpu/processor_globals.h"
+#include "gui/resources.h"
 
-#include <cwchar>
-#include <iterator>
+#include <wx/thread.h>
 
-void InitProcessorGlobals(int reportedCpuCount)
+void InitGlobals()
 {
-    std::wcsncpy(OsName, L"Linux", std::size(OsName) - 1);
-    OsName[std::size(OsName) - 1] = L'\0';
-    CpuCount = reportedCpuCount < 1 ? 1u : static_cast<std::uint32_t>(reportedCpuCount);
-    ReadProcessorInfo();
-    ThreadCount = CpuCount;
-    HttOption = CpuHtt;
+    InitDrawingResources();
+    InitProcessorGlobals(wxThread::GetCPUCount());
 }

@@ -1,6 +1,6 @@
 #include "bench/evidence.h"
 
-#include "app/numbers.h"
+#include "core/numbers.h"
 #include "sensors/heat_readings.h"
 
 #include <unistd.h>

@@ -1,6 +1,6 @@
 #include "bench/heat.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/heat_work.h"
 #include "bench/work_cycle.h"
 

@@ -1,7 +1,7 @@
 #include "bench/heat_work.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 
 #include <pthread.h>
 #include <sched.h>

@@ -1,7 +1,7 @@
 #include "bench/power.h"
 
-#include "app/notify.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/state.h"
 #include "bench/evidence.h"
 #include "bench/work_cycle.h"
 

@@ -1,6 +1,6 @@
 #include "bench/speed.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/evidence.h"
 #include "bench/work_cycle.h"
 

@@ -1,7 +1,7 @@
 // Counting the detached worker threads of the power and heat tests.
 #pragma once
 
-#include "app/state.h"
+#include "core/state.h"
 
 #include <wx/thread.h>
 

@@ -1,7 +1,7 @@
 // The command-line runner adds nothing to the score: five runs of
 // "tarnwick-cli speed --seconds 2" against five runs of the same routine
 // called here, alternated in one run.
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/speed.h"
 
 #include <wx/init.h>

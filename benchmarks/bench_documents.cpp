@@ -2,7 +2,7 @@
 // of ten seconds each) into a table of 100,000 records through the library:
 // every document read, checked and judged, its record added, and the added
 // records compared with the others of their model. Target: under 2 s.
-#include "app/notify.h"
+#include "core/notify.h"
 #include "config/paths.h"
 #include "results/merge.h"
 #include "results/result_document.h"

@@ -1,10 +1,10 @@
 // Laying out and drawing the speed and power charts over a ranking of
 // 100,000 stored results into a 900 x 600 bitmap, as every repaint does.
 #include "app/startup.h"
-#include "app/state.h"
+#include "core/state.h"
 #include "config/config_file.h"
 #include "results/results_table.h"
-#include "views/display.h"
+#include "gui/display.h"
 
 #include <wx/app.h>
 #include <wx/bitmap.h>

@@ -1,7 +1,7 @@
 // The power test's score with the window answering while the threads run,
 // against the same test sleeping through the run, full length, alternated,
 // in one program with a shown window (under Xvfb).
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/power.h"
 #include "gui/main_frame.h"
 

@@ -1,7 +1,7 @@
 // Loading and ranking a results file of 100,000 records, against sorting the
 // same file by its speed column with sort(1), in the same run.
-#include "app/notify.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/state.h"
 #include "config/paths.h"
 #include "results/results_file.h"
 

@@ -2,7 +2,7 @@
 // user would run instead (sysbench, stress-ng), in the same run.
 //   bench_tests            all measurements
 //   bench_tests cycles N   run N work cycles and exit (for instruction counts)
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/heat.h"
 #include "bench/heat_work.h"
 #include "bench/power.h"

@@ -3,7 +3,7 @@
 // options the runner takes.
 //   tarnwick-cli-docs man > tarnwick-cli.1
 //   tarnwick-cli-docs bash-completion > tarnwick-cli
-#include "app/version.h"
+#include "core/version.h"
 #include "cli/options.h"
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // tarnwick-cli info: what CPUID reports.
 #include "cli/command.h"
 
-#include "app/state.h"
+#include "core/state.h"
 
 #include <wx/string.h>
 

@@ -1,6 +1,6 @@
 #include "cli/options.h"
 
-#include "app/version.h"
+#include "core/version.h"
 #include "cli/command.h"
 
 #include <wx/cmdline.h>

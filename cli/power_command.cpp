@@ -1,7 +1,7 @@
 // tarnwick-cli power: the power test, once or repeated.
 #include "cli/command.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/power.h"
 
 #include <string>

@@ -1,8 +1,8 @@
 // tarnwick-cli results: the stored results, ranked, or those containing a text.
 #include "cli/command.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
 #include "results/search.h"

@@ -1,7 +1,7 @@
 // tarnwick-cli speed: the speed test, once or repeated.
 #include "cli/command.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/speed.h"
 
 #include <vector>

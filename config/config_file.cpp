@@ -1,8 +1,8 @@
 #include "config/config_file.h"
 
-#include "app/notify.h"
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
 #include "files/file_transaction.h"

@@ -1,6 +1,6 @@
 #include "config/paths.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "files/path_text.h"
 
 #include <wx/filename.h>

@@ -1,6 +1,6 @@
 #include "cpu/cpu_info.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "cpu/cpuid.h"
 
 #include <cstring>

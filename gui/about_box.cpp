@@ -1,6 +1,6 @@
 #include "gui/about_box.h"
 
-#include "app/version.h"
+#include "core/version.h"
 
 #include <wx/generic/aboutdlgg.h>
 

@@ -1,6 +1,6 @@
 #include "gui/commands.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/heat.h"
 #include "bench/heat_work.h"
 #include "bench/power.h"

@@ -1,6 +1,6 @@
 #include "gui/history_dialog.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/dialog_support.h"
 
 HistoryDialog::HistoryDialog(wxWindow* parent) : HistoryDialogBase(parent)

@@ -1,6 +1,6 @@
 #include "gui/main_frame.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/power.h"
 #include "bench/speed.h"
 #include "config/config_file.h"
@@ -9,7 +9,7 @@
 #include "gui/history_dialog.h"
 #include "gui/manual_dialog.h"
 #include "results/search.h"
-#include "views/display.h"
+#include "gui/display.h"
 
 #include <wx/dcclient.h>
 #include <wx/evtloop.h>

@@ -1,6 +1,6 @@
 #include "gui/manual_dialog.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/dialog_support.h"
 
 ManualDialog::ManualDialog(wxWindow* parent) : ManualDialogBase(parent)

@@ -1,7 +1,7 @@
 #include "gui/options_dialog.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "config/config_file.h"
 #include "gui/dialog_support.h"
 

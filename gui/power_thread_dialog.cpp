@@ -1,7 +1,7 @@
 #include "gui/power_thread_dialog.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "gui/dialog_support.h"
 
 #include <wx/button.h>

@@ -1,6 +1,6 @@
 #include "gui/result_dialog.h"
 
-#include "app/numbers.h"
+#include "core/numbers.h"
 #include "gui/dialog_support.h"
 #include "results/last_test.h"
 #include "results/results_file.h"

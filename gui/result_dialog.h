@@ -1,7 +1,7 @@
 // Processor, Results: browse, find, add, edit and delete stored results.
 #pragma once
 
-#include "app/state.h"
+#include "core/state.h"
 
 #include <wx/dialog.h>
 

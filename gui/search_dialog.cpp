@@ -1,6 +1,6 @@
 #include "gui/search_dialog.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/dialog_support.h"
 #include "results/search.h"
 

@@ -1,7 +1,7 @@
 #include "results/merge.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "files/atomic_file.h"
 #include "files/big_block.h"
 #include "files/encoding.h"

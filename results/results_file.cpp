@@ -1,7 +1,7 @@
 #include "results/results_file.h"
 
-#include "app/notify.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/state.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
 #include "files/text_document.h"

@@ -1,7 +1,7 @@
 #include "results/results_table.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "config/config_file.h"
 #include "files/atomic_file.h"
 #include "files/big_block.h"

@@ -1,6 +1,6 @@
 #include "results/search.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "results/results_table.h"
 
 #include <limits>

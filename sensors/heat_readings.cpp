@@ -1,6 +1,6 @@
 #include "sensors/heat_readings.h"
 
-#include "app/numbers.h"
+#include "core/numbers.h"
 #include "sensors/kernel_files.h"
 
 #include <fcntl.h>

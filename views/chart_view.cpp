@@ -1,6 +1,6 @@
 #include "views/chart_view.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/evidence.h"
 #include "results/results_table.h"
 

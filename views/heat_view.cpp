@@ -1,7 +1,7 @@
 #include "views/heat_view.h"
 
-#include "app/numbers.h"
-#include "app/state.h"
+#include "core/numbers.h"
+#include "core/state.h"
 #include "bench/heat_work.h"
 #include "sensors/heat_readings.h"
 

@@ -1,6 +1,6 @@
 #include "views/info_view.h"
 
-#include "app/state.h"
+#include "core/state.h"
 
 namespace {
 wxString Hex(std::uint32_t value)

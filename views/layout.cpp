@@ -1,6 +1,6 @@
 #include "views/layout.h"
 
-#include "app/state.h"
+#include "core/state.h"
 
 ViewItem TextItem(const wxString& text, int x, int y, const wxString& colour)
 {

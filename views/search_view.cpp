@@ -1,6 +1,6 @@
 #include "views/search_view.h"
 
-#include "app/state.h"
+#include "core/state.h"
 
 ViewLayout LayoutSearchResults()
 {

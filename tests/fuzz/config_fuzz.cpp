@@ -1,7 +1,7 @@
 // Any bytes as tarnwick.conf: load, save into the remembered lines, load
 // again. The save always succeeds, the heat time survives the round trip,
 // and every line the save did not replace keeps its bytes exactly.
-#include "app/state.h"
+#include "core/state.h"
 #include "config/config_file.h"
 #include "fuzz_support.h"
 

@@ -4,7 +4,7 @@
 // them.
 #pragma once
 
-#include "app/notify.h"
+#include "core/notify.h"
 #include "config/paths.h"
 #include "files/encoding.h"
 

@@ -2,7 +2,7 @@
 // merge adds only records after the lines the table had, keeps the table's
 // bytes (a Latin-1 table may become UTF-8 as a whole, when a record needs
 // more), and a second merge of the same input adds nothing.
-#include "app/state.h"
+#include "core/state.h"
 #include "fuzz_support.h"
 #include "results/merge.h"
 #include "results/result_document.h"

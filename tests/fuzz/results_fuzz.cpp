@@ -1,7 +1,7 @@
 // Any bytes as cpu_results.csv: load, split every record, then append,
 // delete and replace through the file, reloading after each change. Lines a
 // change does not touch keep their bytes exactly.
-#include "app/state.h"
+#include "core/state.h"
 #include "fuzz_support.h"
 #include "results/results_file.h"
 #include "results/results_table.h"

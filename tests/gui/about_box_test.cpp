@@ -1,5 +1,5 @@
-#include "app/state.h"
-#include "app/version.h"
+#include "core/state.h"
+#include "core/version.h"
 #include "gui/about_box.h"
 #include "gui/main_frame.h"
 #include "gui_support.h"

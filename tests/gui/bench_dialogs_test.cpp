@@ -1,5 +1,5 @@
-#include "app/resources.h"
-#include "app/state.h"
+#include "gui/resources.h"
+#include "core/state.h"
 #include "bench/heat.h"
 #include "config/config_file.h"
 #include "gui/heat_dialog.h"

@@ -1,7 +1,7 @@
 // Enter and Escape pressed on the keyboard in each dialog, shown modally as
 // the program shows it: Enter in a field is OK, Escape is Cancel (Close in
 // the viewers), with the state the buttons leave and the dialog gone.
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/heat_dialog.h"
 #include "gui/history_dialog.h"
 #include "gui/main_frame.h"

@@ -1,8 +1,8 @@
 // Where the dialogs and message boxes open: centred on the main window,
 // wherever it is and whichever window is active, each measured on the screen
 // while it is shown modally.
-#include "app/notify.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/state.h"
 #include "gui/about_box.h"
 #include "gui/commands.h"
 #include "gui/heat_dialog.h"

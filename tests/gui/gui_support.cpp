@@ -1,6 +1,6 @@
 #include "gui_support.h"
 
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/main_frame.h"
 
 #include <wx/app.h>

@@ -2,14 +2,14 @@
 // readings and the temperature curve below the view's own picture, and
 // without sensors the view's own picture and nothing else.
 #include "../unit/sensor_tree.h"
-#include "app/resources.h"
-#include "app/state.h"
+#include "gui/resources.h"
+#include "core/state.h"
 #include "bench/heat_work.h"
 #include "gui/heat_dialog.h"
 #include "gui/main_frame.h"
 #include "gui_support.h"
 #include "sensors/heat_readings.h"
-#include "views/display.h"
+#include "gui/display.h"
 #include "views/heat_view.h"
 #include "tests/unit/saved_state.h"
 #include "tests/unit/simulated_heat_time.h"

@@ -1,7 +1,7 @@
 // The window during the power test: it repaints "Please wait ...", Help's
 // commands work, nothing that starts work or changes the table or the
 // settings can run, and the power chart follows the test.
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/main_frame.h"
 #include "gui/power_thread_dialog.h"
 #include "gui_support.h"

@@ -1,5 +1,5 @@
-#include "app/resources.h"
-#include "app/state.h"
+#include "gui/resources.h"
+#include "core/state.h"
 #include "gui/main_frame.h"
 #include "gui_support.h"
 

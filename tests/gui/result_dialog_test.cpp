@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/main_frame.h"
 #include "gui/result_dialog.h"
 #include "gui_support.h"

@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "config/config_file.h"
 #include "gui/main_frame.h"
 #include "gui/options_dialog.h"

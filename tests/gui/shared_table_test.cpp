@@ -1,7 +1,7 @@
 // The results dialog on a table another program changes meanwhile, and on
 // files that refuse a change: it acts on the record the user saw, and no
 // change is lost without a message saying why.
-#include "app/state.h"
+#include "core/state.h"
 #include "config/config_file.h"
 #include "gui/main_frame.h"
 #include "gui/options_dialog.h"

@@ -1,8 +1,8 @@
 // The SVG picture of a view against the window's picture of the same layout:
 // rendered by rsvg-convert, each text lies where the window draws it.
-#include "app/resources.h"
-#include "app/state.h"
-#include "views/draw.h"
+#include "gui/resources.h"
+#include "core/state.h"
+#include "gui/draw.h"
 #include "views/layout.h"
 #include "views/svg.h"
 

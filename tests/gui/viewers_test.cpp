@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "gui/history_dialog.h"
 #include "gui/main_frame.h"
 #include "gui/manual_dialog.h"

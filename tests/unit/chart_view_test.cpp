@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/evidence.h"
 #include "config/config_file.h"
 #include "saved_state.h"

@@ -1,7 +1,7 @@
 // The processor running the tests, read through CPUID, against what the
 // kernel reports in /proc/cpuinfo.
-#include "app/startup.h"
-#include "app/state.h"
+#include "cpu/processor_globals.h"
+#include "core/state.h"
 #include "cpu/cpuid.h"
 #include "saved_state.h"
 

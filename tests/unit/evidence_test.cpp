@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/evidence.h"
 #include "bench/power.h"
 #include "bench/speed.h"

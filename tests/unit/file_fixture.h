@@ -2,8 +2,8 @@
 // files: the file routines act as if the executable lived there.
 #pragma once
 
-#include "app/notify.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/state.h"
 #include "config/paths.h"
 #include "unprivileged.h"
 #include "saved_state.h"

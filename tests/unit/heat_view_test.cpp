@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/heat_work.h"
 #include "sensor_tree.h"
 #include "sensors/heat_readings.h"

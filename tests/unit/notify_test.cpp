@@ -1,4 +1,4 @@
-#include "app/notify.h"
+#include "core/notify.h"
 #include "saved_state.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/power.h"
 #include "bench/work_cycle.h"
 #include "bench/workers.h"

@@ -5,8 +5,8 @@
 // programs compare the state after every test with what it was before.
 #pragma once
 
-#include "app/notify.h"
-#include "app/state.h"
+#include "core/notify.h"
+#include "core/state.h"
 #include "bench/evidence.h"
 #include "bench/heat_work.h"
 #include "config/paths.h"

@@ -5,7 +5,7 @@
 // the workers' last readings and the loop's count of seconds are exact.
 #pragma once
 
-#include "app/state.h"
+#include "core/state.h"
 #include "bench/heat.h"
 
 #include <wx/time.h>

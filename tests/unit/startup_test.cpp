@@ -1,5 +1,5 @@
-#include "app/startup.h"
-#include "app/state.h"
+#include "cpu/processor_globals.h"
+#include "core/state.h"
 #include "saved_state.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "app/notify.h"
+#include "core/notify.h"
 
 #include <cstdio>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "app/state.h"
+#include "core/state.h"
 
 std::int32_t SpeedTestMillis = 10000;
 std::int32_t PowerTestMillis = 10000;

@@ -1,4 +1,4 @@
-// Drawing resources shared by every view: global state, made by InitGlobals.
+// Drawing resources shared by every view: global state, made by InitDrawingResources.
 #pragma once
 
 #include <wx/brush.h>
@@ -12,3 +12,7 @@ extern wxColour BackgroundColour;  ///< red 242, green 240, blue 250
 extern wxBrush WhiteBrush;
 extern wxPen BlackPen;
 extern wxFont ViewFont;
+
+/// Makes the resources above (and sets the view font size); InitGlobals
+/// calls it first.
+void InitDrawingResources();

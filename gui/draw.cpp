@@ -1,4 +1,4 @@
-#include "views/draw.h"
+#include "gui/draw.h"
 
 #include <wx/brush.h>
 #include <wx/colour.h>

@@ -1,9 +1,6 @@
-#include "app/resources.h"
+#include "gui/resources.h"
 
-#include "app/startup.h"
-#include "app/state.h"
-
-#include <wx/thread.h>
+#include "core/state.h"
 
 wxColour WhiteColour;
 wxColour BlackColour;
@@ -12,7 +9,7 @@ wxBrush WhiteBrush;
 wxPen BlackPen;
 wxFont ViewFont;
 
-void InitGlobals()
+void InitDrawingResources()
 {
     // Packed as 0xBBGGRR: red sits in the low byte.
     BackgroundColour.Set(0xFAF0F2UL);
@@ -24,6 +21,4 @@ void InitGlobals()
     FontSize = 9;
     ViewFont = wxFont(FontSize, wxFONTFAMILY_DEFAULT, wxFONTSTYLE_NORMAL, wxFONTWEIGHT_NORMAL,
                       false, wxEmptyString, wxFONTENCODING_DEFAULT);
-
-    InitProcessorGlobals(wxThread::GetCPUCount());
 }
