@@ -1,4 +1,4 @@
-// The process-wide state as a test found it: every global of app/state.h,
+// The process-wide state as a test found it: every item of core/state_list.h,
 // the working directory, the C locale, the executable path the file routines
 // use and, where asked, files. Tests run in one process in any order, so each
 // puts back what it changes (a StateGuard in its fixture does), and the test
@@ -35,110 +35,23 @@ class SavedState {
 public:
     SavedState()
     {
-        Value("SpeedTestMillis", SpeedTestMillis);
-        Value("PowerTestMillis", PowerTestMillis);
-        Value("HeatTestMillis", HeatTestMillis);
-        Value("CpuListCount", CpuListCount);
-        Value("FontSize", FontSize);
-        Value("ConfigMode", ConfigMode);
-        Value("DisplayMode", DisplayMode);
-        Value("DialogCancelled", DialogCancelled);
-        Value("HeatState", HeatState);
+        // Every item of the state list, each by its kind.
+#define TARNWICK_VALUE(type, name, initial) Value(#name, name);
+#define TARNWICK_LABEL(name, size, text)
+#define TARNWICK_TEXT(character, name, size) Text(#name, name);
+#define TARNWICK_ATOMIC(type, name, initial) Atomic(#name, name);
+#define TARNWICK_WORKERS(element, name) Array(#name, name);
+#define TARNWICK_ROWS(name, extent, rows, width) \
+    TextRows(#name, name, [] { return std::size_t(rows); }, [] { return std::size_t(width); });
+#define TARNWICK_RANKING(name) Ranking(#name, name);
+#define TARNWICK_SCRATCH(name, capacity) Scratch(#name, name, capacity);
+#define TARNWICK_TABLE(type, name, extent) Value(#name, name);
+#include "core/state_list.h"
+#include "core/state_list_end.h"
 
-        Text("OsName", OsName);
-        Text("CpuVendorShortName", CpuVendorShortName);
-        Text("CpuVendorId", CpuVendorId);
-        Text("CpuBrandString", CpuBrandString);
-        Text("CpuDisplayName", CpuDisplayName);
-        Value("CpuSignature", CpuSignature);
-        Value("CpuFamily", CpuFamily);
-        Value("CpuModel", CpuModel);
-        Value("CpuStepping", CpuStepping);
-        Value("CpuExtendedFamily", CpuExtendedFamily);
-        Value("CpuExtendedModel", CpuExtendedModel);
-        Value("CpuType", CpuType);
-        Value("CpuCores", CpuCores);
-        Value("CpuPackages", CpuPackages);
-        Value("CpuLogicalPerPackage", CpuLogicalPerPackage);
-        Value("CpuHtt", CpuHtt);
-        Value("CpuCount", CpuCount);
-        Value("CpuFeaturesEbx", CpuFeaturesEbx);
-        Value("CpuFeaturesEcx", CpuFeaturesEcx);
-        Value("CpuFeaturesEdx", CpuFeaturesEdx);
-
-        Value("ThreadCount", ThreadCount);
-        Value("HttOption", HttOption);
-        Value("HttOffResult", HttOffResult);
-        Value("HalfThreadCount", HalfThreadCount);
-        Array("ThreadDone", ThreadDone);
-        Value("DoneProduct", DoneProduct);
-        Array("ThreadPoints", ThreadPoints);
-        Value("PointsSum", PointsSum);
-        Value("LastSpeedPoints", LastSpeedPoints);
-        Value("LastPowerPoints", LastPowerPoints);
+        // What the other floors keep for the whole process.
         Evidence("LastSpeedEvidence", LastSpeedEvidence);
         Evidence("LastPowerEvidence", LastPowerEvidence);
-        Value("AverageThreadPoints", AverageThreadPoints);
-        Value("ReferenceCorePoints", ReferenceCorePoints);
-        Value("HttEfficiency", HttEfficiency);
-        Value("HeatStart", HeatStart);
-        Item("HeatWorkNow", [saved = HeatWorkNow.load()] { return HeatWorkNow.load() != saved; },
-             [saved = HeatWorkNow.load()] { HeatWorkNow.store(saved); });
-        Value("HeatViewNow", HeatViewNow);
-
-        Value("ResultLineCount", ResultLineCount);
-        Value("ResultLineWidth", ResultLineWidth);
-        const auto lineCount = [] { return std::size_t(std::max(ResultLineCount, 0)); };
-        const auto lineWidth = [] { return std::size_t(std::max(ResultLineWidth, 0)); };
-        const auto one = [] { return std::size_t{1}; };
-        TextRows("ResultLines", ResultLines, lineCount, lineWidth);
-        TextRows("RecordTitle", RecordTitle, one, lineWidth);
-        for (auto& field : RecordFields)
-            TextRows("RecordFields", field, one, lineWidth);
-        Ranking("SpeedRanking", SpeedRanking);
-        Ranking("PowerRanking", PowerRanking);
-        Value("RankedCount", RankedCount);
-        Value("CurrentResult", CurrentResult);
-        Value("BackupPending", BackupPending);
-        Value("ResultsFileLineType", ResultsFileLineType);
-
-        Value("DialogSearchText", DialogSearchText);
-        TextRows("SearchText", SearchText, one,
-                 [] { return SearchText ? std::wcslen(SearchText.get()) + 1 : std::size_t{0}; });
-        TextRows("SearchHits", SearchHits, [] { return std::size_t(std::max(SearchHitCount, 0)); },
-                 [] { return SearchHitWidth; });
-        Value("SearchHitCount", SearchHitCount);
-        Value("SearchHitWidth", SearchHitWidth);
-
-        Value("CpuListHalf", CpuListHalf);
-        Value("ConfigCpuListLine", ConfigCpuListLine);
-        Value("ConfigHeatTimeLine", ConfigHeatTimeLine);
-        Value("ConfigLineType", ConfigLineType);
-        Value("ConfigBackupEnabled", ConfigBackupEnabled);
-
-        Scratch("SpeedChartRows", SpeedChartRows, ChartRowsCapacity);
-        Scratch("PowerChartRows", PowerChartRows, ChartRowsCapacity);
-        Value("ChartRowsCapacity", ChartRowsCapacity);
-        Value("ChartRowsAbove", ChartRowsAbove);
-        Value("ChartRowsBelow", ChartRowsBelow);
-        Value("SpeedChartScale", SpeedChartScale);
-        Value("PowerChartScale", PowerChartScale);
-
-        Value("ManualFilePath", ManualFilePath);
-        Value("HistoryFilePath", HistoryFilePath);
-        Value("ExePath", ExePath);
-        Value("AppBaseDir", AppBaseDir);
-        Value("ConfigFilePath", ConfigFilePath);
-        Value("ConfigTemplatePath", ConfigTemplatePath);
-        Value("ConfigBackupPath", ConfigBackupPath);
-        Value("ManualFileFullPath", ManualFileFullPath);
-        Value("HistoryFileFullPath", HistoryFileFullPath);
-        Value("ResultsFilePath", ResultsFilePath);
-        Value("ResultsTemplatePath", ResultsTemplatePath);
-        Value("ResultsBackupPath", ResultsBackupPath);
-        for (auto& table : ReservedTextTables)
-            for (auto& text : table)
-                Value("ReservedTextTables", text);
 
         // The heat test's sensors: where they are read, and what they said.
         Value("SensorRoot", SensorRoot);
@@ -228,6 +141,15 @@ public:
         return names;
     }
 
+    /// The names of everything kept.
+    std::vector<std::string> Names() const
+    {
+        std::vector<std::string> names;
+        for (const SavedItem& item : m_items)
+            names.push_back(item.name);
+        return names;
+    }
+
     /// Puts every value back. A heap array that did not exist is freed; one
     /// that did is made anew with what it held (the worker arrays, made for
     /// one run, are only freed).
@@ -264,6 +186,21 @@ private:
     {
         Item(name, [&global, saved = global] { return !Same(global, saved); },
              [&global, saved = global] { global = saved; });
+    }
+
+    // A table of values, each kept as a value.
+    template <class T, std::size_t N>
+    void Value(const char* name, T (&global)[N])
+    {
+        for (T& element : global)
+            Value(name, element);
+    }
+
+    template <class T>
+    void Atomic(const char* name, std::atomic<T>& global)
+    {
+        Item(name, [&global, saved = global.load()] { return global.load() != saved; },
+             [&global, saved = global.load()] { global.store(saved); });
     }
 
     // A run's evidence compares by what the charts and the runner show of it.
@@ -335,6 +272,13 @@ private:
     // the texts they hold, the sizes read from the globals at the time. Put
     // back as a new array of the saved size (the size the globals are put
     // back to) holding the saved texts: the one there now may be another.
+    template <std::size_t N>
+    void TextRows(const char* name, std::unique_ptr<wchar_t[]> (&global)[N], const Size& count, const Size& width)
+    {
+        for (auto& rows : global)
+            TextRows(name, rows, count, width);
+    }
+
     void TextRows(const char* name, std::unique_ptr<wchar_t[]>& global, const Size& count, const Size& width)
     {
         const wchar_t* const array = global.get();  // only whether there was one
