@@ -7,7 +7,7 @@ set -eu
 
 run_packages="g++ make cmake pkg-config libwxgtk3.2-dev nlohmann-json3-dev"
 package_packages="$run_packages dpkg-dev file"
-test_packages="$package_packages xvfb xauth xdotool imagemagick librsvg2-bin x11-utils fonts-dejavu-core \
+test_packages="$package_packages xvfb xauth xdotool imagemagick librsvg2-bin x11-utils openbox fonts-dejavu-core \
 libgtest-dev clang libclang-rt-14-dev locales \
 lintian desktop-file-utils man-db groff-base bsdextrautils appstream"
 

@@ -53,6 +53,16 @@ wait_for_exit() {
     wait "$1"
 }
 
+# answer_first_start: presses Enter on the two messages of a first start (the
+# results and configuration files made from their templates).
+answer_first_start() {
+    for caption in '^Tarnwick - results file$' '^Tarnwick - ConfigFile$'; do
+        box=$(wait_for_window "$caption")
+        press "$box" Return
+        wait_for_no_window "$caption"
+    done
+}
+
 # quit_with_zero MAIN PID [LABEL]: quits with Alt+X; fails, saying so, unless
 # the program ends with exit code 0.
 quit_with_zero() {

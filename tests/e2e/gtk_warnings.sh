@@ -43,11 +43,7 @@ for setup in plain dark scaled; do
         kill -0 "$pid" 2>/dev/null && echo "$setup: it still runs" >&2
         exit 1
     fi
-    for caption in '^Tarnwick - results file$' '^Tarnwick - ConfigFile$'; do
-        box=$(wait_for_window "$caption")
-        press "$box" Return
-        wait_for_no_window "$caption"
-    done
+    answer_first_start
     sleep 1
     open_and_escape "$main" f s '^Search$'
     open_and_escape "$main" f o '^Options - configure application$'

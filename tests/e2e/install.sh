@@ -15,11 +15,7 @@ private="$HOME/.local/share/tarnwick"
 "$prefix/bin/tarnwick" &
 pid=$!
 main=$(wait_for_window '^Tarnwick Benchmark$')
-for caption in '^Tarnwick - results file$' '^Tarnwick - ConfigFile$'; do
-    box=$(wait_for_window "$caption")
-    press "$box" Return
-    wait_for_no_window "$caption"
-done
+answer_first_start
 import -window root "$SHOTS/installed.png"
 press "$main" alt+x
 wait_for_exit "$pid"
