@@ -21,7 +21,7 @@ struct PipeCloser {
 };
 
 // The data symbols with external linkage that `library` defines writable
-// (nm's B and D), with what the compiler adds to every program left out.
+// (nm's B and D), with what the compiler and sanitizers add left out.
 std::set<std::string> WritableGlobals(const std::string& library, std::string& problem)
 {
     std::set<std::string> names;
@@ -41,8 +41,10 @@ std::set<std::string> WritableGlobals(const std::string& library, std::string& p
         for (const char* suffix : {"[abi:cxx11]"})
             if (const auto at = name.find(suffix); at != std::string::npos)
                 name.erase(at, std::string(suffix).size());
+        // Names beginning with "__" are the implementation's (a sanitizer's
+        // __odr_asan.X beside each global X, say), never the program's.
         if (name.rfind("typeinfo", 0) == 0 || name.rfind("vtable", 0) == 0 || name.rfind("VTT", 0) == 0 ||
-            name.rfind("guard variable", 0) == 0)
+            name.rfind("guard variable", 0) == 0 || name.rfind("__", 0) == 0)
             continue;
         names.insert(name);
     }
