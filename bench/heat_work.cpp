@@ -297,22 +297,27 @@ std::optional<HeatPace> HeatWorkHistory::SustainedPace() const
                     m_samples[last].seconds - m_samples[from].seconds};
 }
 
+namespace {
+// One count of every worker, summed over the last sample.
+template <class Count>
+std::uint64_t LastTotal(const std::vector<HeatWorkSample>& samples, Count HeatWorkerReading::*count)
+{
+    std::uint64_t total = 0;
+    if (!samples.empty())
+        for (const HeatWorkerReading& worker : samples.back().workers)
+            total += worker.*count;
+    return total;
+}
+}  // namespace
+
 std::uint64_t HeatWorkHistory::Checks() const
 {
-    std::uint64_t checks = 0;
-    if (!m_samples.empty())
-        for (const HeatWorkerReading& worker : m_samples.back().workers)
-            checks += worker.checks;
-    return checks;
+    return LastTotal(m_samples, &HeatWorkerReading::checks);
 }
 
 std::uint64_t HeatWorkHistory::Errors() const
 {
-    std::uint64_t errors = 0;
-    if (!m_samples.empty())
-        for (const HeatWorkerReading& worker : m_samples.back().workers)
-            errors += worker.errors;
-    return errors;
+    return LastTotal(m_samples, &HeatWorkerReading::errors);
 }
 
 void StartHeatWork()

@@ -7,6 +7,7 @@
 #include <wx/toplevel.h>
 
 #include <algorithm>
+#include <memory>
 #include <set>
 
 namespace {
@@ -27,19 +28,19 @@ protected:
         // A window manager may place a window without a parent where it
         // likes as it maps it, whatever position was asked for: once it is
         // mapped and given the focus, it is moved back to the centre.
-        if (m_recentred.insert(dialog).second)
-            dialog->Bind(wxEVT_ACTIVATE, [this, dialog](wxActivateEvent& event) {
-                event.Skip();
-                if (event.GetActive() && m_recentred.count(dialog) != 0 && m_placed.insert(dialog).second)
-                    dialog->CallAfter([dialog] { CentreOnMainWindow(*dialog); });
-            });
+        auto placed = std::make_shared<bool>(false);  // once for each showing
+        dialog->Bind(wxEVT_ACTIVATE, [dialog, placed](wxActivateEvent& event) {
+            event.Skip();
+            if (event.GetActive() && !*placed) {
+                *placed = true;
+                dialog->CallAfter([dialog] { CentreOnMainWindow(*dialog); });
+            }
+        });
         return wxID_NONE;
     }
 
     void Exit(wxDialog* dialog) override
     {
-        m_recentred.erase(dialog);
-        m_placed.erase(dialog);
         if (m_toDestroy.erase(dialog) != 0)
             dialog->Destroy();
     }
@@ -66,8 +67,6 @@ private:
     }
 
     std::set<wxDialog*> m_toDestroy;
-    std::set<wxDialog*> m_recentred;  ///< shown modally now, with the handler bound
-    std::set<wxDialog*> m_placed;     ///< moved back since they were shown
 };
 
 // Registered at start-up, so that it sees the first dialog too.

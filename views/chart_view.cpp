@@ -192,15 +192,21 @@ void AddHeaderRow(ViewLayout& layout, const wxString& results, int ruleEnd)
 // width holds it.
 constexpr std::size_t EvidenceRowCharacters = 125;
 
-void AddEvidenceLine(ViewLayout& layout, const TestEvidence& evidence)
+// The row two below the lowest text of `layout` (or below the first row).
+int FreeRowBelow(const ViewLayout& layout)
 {
-    if (!evidence.measured)
-        return;
     int y = FirstRowTop;
     for (const ViewItem& item : layout)
         if (item.kind == ViewItem::Kind::Text)
             y = std::max(y, item.y);
-    y += 2 * RowHeight;
+    return y + 2 * RowHeight;
+}
+
+void AddEvidenceLine(ViewLayout& layout, const TestEvidence& evidence)
+{
+    if (!evidence.measured)
+        return;
+    int y = FreeRowBelow(layout);
     std::string text = EvidenceLine(evidence);
     while (text.size() > EvidenceRowCharacters) {
         // After the last comma that fits, else at the last space.
@@ -225,11 +231,7 @@ void AddNextSteps(ViewLayout& layout, const TestEvidence& evidence)
 {
     if (!evidence.measured)
         return;
-    int y = FirstRowTop;
-    for (const ViewItem& item : layout)
-        if (item.kind == ViewItem::Kind::Text)
-            y = std::max(y, item.y);
-    y += 2 * RowHeight;
+    int y = FreeRowBelow(layout);
     layout.push_back(TextItem(wxS("To add this result to the table: Processor > Results, \"Last test\", then "
                                   "\"Save\"."),
                               10, y));

@@ -51,10 +51,12 @@ EOF2
         echo "$title is centred at $x,$y, the main window at $main_x,$main_y" >&2
         failed=1
     fi
+    if [ "$item" = o ]; then
+        import -window root "$SHOTS/dialogs_under_wm.png"
+    fi
     press "$dialog" Escape
     wait_for_no_window "$title"
 done
-import -window root "$SHOTS/dialogs_under_wm.png"
 quit_with_zero "$main" "$pid"
 [ "$failed" -eq 0 ]
 echo "under openbox, every dialog opened centred on the main window"
