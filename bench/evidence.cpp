@@ -82,15 +82,39 @@ std::string Percent(double value)
 }
 }  // namespace
 
+bool Verdict::MayBeLow() const
+{
+    for (const bool lower : lowers)
+        if (lower)
+            return true;
+    return false;
+}
+
 Verdict JudgeRun(const TestEvidence& evidence)
 {
     Verdict verdict;
     const RunConditions& c = evidence.conditions;
     const auto reason = [&](std::string text, bool lowers = true) {
         verdict.steady = false;
-        verdict.mayBeLow = verdict.mayBeLow || lowers;
         verdict.reasons.push_back(std::move(text));
+        verdict.lowers.push_back(lowers);
     };
+    // What could not be read judges nothing in the run's favour.
+    std::string unread;
+    const auto missing = [&unread](bool gone, const char* what) {
+        if (gone)
+            unread += (unread.empty() ? "" : ", ") + std::string(what);
+    };
+    missing(!c.otherPercent, "other programs' share");
+    missing(!c.stealPercent, "steal time");
+    missing(c.logicalProcessors == 0, "logical processors");
+    if (!unread.empty())
+        reason("conditions could not be read (" + unread + ")", false);
+    if (evidence.summary.seconds < SteadyLeastSamples)
+        reason("too short to judge: " + std::to_string(evidence.summary.seconds) +
+                   (evidence.summary.seconds == 1 ? " one-second sample" : " one-second samples") +
+                   " a thread, fewer than " + std::to_string(SteadyLeastSamples),
+               false);
     if (c.otherPercent && AsShown(*c.otherPercent) > SteadyOtherPercent)
         reason("another program used " + Percent(*c.otherPercent) + " of a processor during the run");
     if (AsShown(evidence.summary.spread) > SteadySpreadPercent)
@@ -140,15 +164,30 @@ std::string EvidenceLine(const TestEvidence& evidence)
     }
     line += spread;
     // The spread is said already; "during the run" goes without saying here.
+    // The reasons that may lower the score come first and are followed by
+    // that warning; those that say something else come after it.
     const std::string during = " during the run";
-    for (std::string reason : evidence.verdict.reasons) {
+    const Verdict& verdict = evidence.verdict;
+    std::string lowering, other;
+    for (std::size_t k = 0; k < verdict.reasons.size(); ++k) {
+        std::string reason = verdict.reasons[k];
         if (reason.rfind("the rate varied", 0) == 0)
             continue;
         if (const std::size_t at = reason.find(during); at != std::string::npos)
             reason.erase(at, during.size());
-        line += ", " + reason;
+        (k < verdict.lowers.size() && verdict.lowers[k] ? lowering : other) += ", " + reason;
     }
-    return line + (evidence.verdict.mayBeLow ? ": the score may be low." : ".");
+    if (verdict.MayBeLow()) {
+        line += lowering;
+        line += ": the score may be low";
+        if (!other.empty()) {
+            line += ';';
+            line.append(other, 1);
+        }
+    } else {
+        line += other;
+    }
+    return line + ".";
 }
 
 bool RunsDiffer(double spreadPercent)

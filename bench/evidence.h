@@ -37,9 +37,15 @@ constexpr double SteadyOtherPercent = 10.0;       ///< other programs at most th
 struct Verdict {
     bool steady = true;
     std::vector<std::string> reasons;  ///< why it is unsteady, in plain words
+    std::vector<bool> lowers;          ///< for each reason: it may lower the score (others overstate it or judge nothing)
     std::vector<std::string> notes;    ///< worth knowing, not a reason
-    bool mayBeLow = false;             ///< a reason that lowers the score (not one that overstates it)
+
+    /// Whether a reason may have lowered the score.
+    bool MayBeLow() const;
 };
+
+/// Fewer one-second samples a thread than this are too few to judge a run.
+constexpr std::uint32_t SteadyLeastSamples = 3;
 
 /// One speed or power run with its evidence.
 struct TestEvidence {

@@ -115,7 +115,39 @@ void RecordHeatCheckError(HeatCheckError error)
     log.pending.push_back(std::move(error));
 }
 
-std::optional<HeatFault> ParseHeatFault(const std::string& text, std::string& problem)
+std::vector<std::int32_t> HeatWorkerNumbers(std::uint32_t workers)
+{
+    std::vector<std::int32_t> numbers = AllowedProcessors();
+    if (numbers.size() >= workers) {
+        numbers.resize(workers);
+        return numbers;
+    }
+    numbers.clear();
+    for (std::uint32_t k = 0; k < workers; ++k)
+        numbers.push_back(static_cast<std::int32_t>(k));
+    return numbers;
+}
+
+namespace {
+// "from 0 to 3", or "0, 2 or 5" when they are not one run.
+std::string ProcessorRange(const std::vector<std::int32_t>& processors)
+{
+    if (processors.empty())
+        return "from 0 to 65535";
+    bool run = true;
+    for (std::size_t k = 1; k < processors.size(); ++k)
+        run = run && processors[k] == processors[k - 1] + 1;
+    if (run)
+        return "from " + std::to_string(processors.front()) + " to " + std::to_string(processors.back());
+    std::string text;
+    for (std::size_t k = 0; k < processors.size(); ++k)
+        text += (k == 0 ? "" : k + 1 == processors.size() ? " or " : ", ") + std::to_string(processors[k]);
+    return text;
+}
+}  // namespace
+
+std::optional<HeatFault> ParseHeatFault(const std::string& text, std::string& problem,
+                                        const std::vector<std::int32_t>& processors)
 {
     const auto number = [](const std::string& part, std::int64_t limit) -> std::optional<std::int64_t> {
         if (part.empty() || part.size() > 9 || part.find_first_not_of("0123456789") != std::string::npos)
@@ -130,16 +162,18 @@ std::optional<HeatFault> ParseHeatFault(const std::string& text, std::string& pr
     }
     const std::optional<std::int64_t> processor = number(text.substr(0, colon), 65535);
     const std::optional<std::int64_t> seconds = number(text.substr(colon + 1), 100000000);
-    if (!processor || !seconds) {
-        problem = "TARNWICK_HEAT_FAULT must be PROCESSOR:SECONDS (a processor from 0 to 65535 and whole "
-                  "seconds from 0), not \"" +
-                  text + "\"";
+    const bool known = processor && (processors.empty() || std::find(processors.begin(), processors.end(),
+                                                                      static_cast<std::int32_t>(*processor)) !=
+                                                                processors.end());
+    if (!known || !seconds) {
+        problem = "TARNWICK_HEAT_FAULT must be PROCESSOR:SECONDS (a processor " + ProcessorRange(processors) +
+                  " and whole seconds from 0), not \"" + text + "\"";
         return std::nullopt;
     }
     return HeatFault{static_cast<std::int32_t>(*processor), *seconds};
 }
 
-bool TakeHeatFaultFromEnvironment(std::string& problem)
+bool TakeHeatFaultFromEnvironment(std::string& problem, std::uint32_t workers)
 {
     FaultInForce.reset();
     const char* text = std::getenv("TARNWICK_HEAT_FAULT");
@@ -148,7 +182,7 @@ bool TakeHeatFaultFromEnvironment(std::string& problem)
     std::string value(text);
     if (value.size() > 100)
         value.resize(100);
-    FaultInForce = ParseHeatFault(value, problem);
+    FaultInForce = ParseHeatFault(value, problem, HeatWorkerNumbers(workers));
     return FaultInForce.has_value();
 }
 

@@ -74,14 +74,22 @@ struct HeatFault {
     bool operator==(const HeatFault&) const = default;
 };
 
-/// Reads "PROCESSOR:SECONDS" (two whole numbers, 0 or more); a reason in
-/// `problem` when the text is not that.
-std::optional<HeatFault> ParseHeatFault(const std::string& text, std::string& problem);
+/// The numbers `workers` heat workers go by: the processors they stay on
+/// (the first this process may use), or 0 to workers - 1 when there are
+/// fewer such processors than workers.
+std::vector<std::int32_t> HeatWorkerNumbers(std::uint32_t workers);
 
-/// Sets the fault of the next heat tests from TARNWICK_HEAT_FAULT (none when
-/// it is unset or empty); false with a reason when its value is not valid
-/// (the fault is then off).
-bool TakeHeatFaultFromEnvironment(std::string& problem);
+/// Reads "PROCESSOR:SECONDS" (two whole numbers, 0 or more; the processor
+/// one of `processors` when they are given, else up to 65535); a reason in
+/// `problem` when the text is not that.
+std::optional<HeatFault> ParseHeatFault(const std::string& text, std::string& problem,
+                                        const std::vector<std::int32_t>& processors = {});
+
+/// Sets the fault of the next heat tests of `workers` workers from
+/// TARNWICK_HEAT_FAULT (none when it is unset or empty); false with a reason
+/// when its value is not valid or names a processor no worker goes by (the
+/// fault is then off).
+bool TakeHeatFaultFromEnvironment(std::string& problem, std::uint32_t workers);
 
 /// The fault in force (tests set it directly).
 void SetHeatFault(std::optional<HeatFault> fault);

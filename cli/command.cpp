@@ -194,15 +194,46 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
     return options.strict && unsteady ? UnsteadyExit : 0;
 }
 
-// Why an output the user named cannot be written, on one line.
-void TellOutputProblem(const wxString& path, int error, const std::string& refusedLink)
+void TellOutputProblem(const OutputFailure& failure)
 {
-    if (error == EACCES && !refusedLink.empty())
-        std::fprintf(stderr, "tarnwick-cli: %s could not be written: %s\n", Utf8(AbsolutePath(path)).c_str(),
-                     Utf8(RefusedLinkText(PathFromBytes(refusedLink))).c_str());
-    else
-        std::fprintf(stderr, "tarnwick-cli: %s could not be written (%s)\n", Utf8(AbsolutePath(path)).c_str(),
-                     Utf8(ErrorText(error)).c_str());
+    std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(failure.Text()).c_str());
+}
+
+void TellOutputProblem(const wxString& path, int error)
+{
+    TellOutputProblem(OutputFailure{OutputFailure::Kind::Error, error, path, {}});
+}
+
+namespace {
+// The files of the program an output must never replace.
+std::vector<KeptFile> ProgramFiles()
+{
+    const FilePaths paths = UpdateFilePaths();
+    std::vector<KeptFile> kept{{wxS("the results table"), IdentifyFile(paths.resultsFile)},
+                               {wxS("the settings file"), IdentifyFile(paths.configFile)}};
+    // The table's backup is beside the file its path leads to.
+    std::string resolved, refused;
+    if (!paths.resultsFile.empty() && ResolvePath(PathToBytes(paths.resultsFile), resolved, refused) == 0)
+        kept.push_back({wxS("the results table's backup"),
+                        IdentifyFile(PathFromBytes(FolderOf(resolved) + "/" + ResultsBackupName(NameOf(resolved))))});
+    return kept;
+}
+}  // namespace
+
+bool OpenOutputs(const std::vector<NamedOutput>& outputs)
+{
+    std::vector<KeptFile> kept = ProgramFiles();
+    for (const NamedOutput& output : outputs) {
+        if (output.path.empty())
+            continue;
+        if (const OutputFailure failure = output.file.Open(output.path, kept)) {
+            TellOutputProblem(failure);
+            return false;
+        }
+        if (output.file.Replacing())
+            kept.push_back({wxString::Format(wxS("the file of %s as well"), output.option), output.file.Identity()});
+    }
+    return true;
 }
 
 // Loads the results table; false (the problem told) when it cannot be used.

@@ -6,6 +6,7 @@
 
 #include "bench/evidence.h"
 #include "cli/report.h"
+#include "files/output_file.h"
 
 #include <wx/string.h>
 
@@ -141,7 +142,20 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
                double spread);
 
 // Why an output the user named cannot be written, on one line.
-void TellOutputProblem(const wxString& path, int error, const std::string& refusedLink);
+void TellOutputProblem(const OutputFailure& failure);
+void TellOutputProblem(const wxString& path, int error);
+
+// An output a command names (--save, --log, --plot) and the file it goes to.
+struct NamedOutput {
+    const char* option;
+    const wxString& path;
+    OutputFile& file;
+};
+
+// Opens the outputs that are named, before any test runs: none may be the
+// results table, its backup, the settings or another of them. False, with
+// the problem told, when one cannot be written.
+bool OpenOutputs(const std::vector<NamedOutput>& outputs);
 
 // Loads the results table; false (the problem told) when it cannot be used.
 bool LoadResults();

@@ -58,44 +58,23 @@
 
 namespace cli {
 namespace {
-// The heat log, one row a second, written row by row (a stopped run keeps
-// what it logged). A row that cannot be written is told once, and the run
-// ends with status 1.
+// The heat log, one row a second, written row by row into a new file that
+// takes the old one's place when the run ends. A row that cannot be written
+// is told once, and the run ends with status 1.
 class HeatLog {
 public:
-    /// False, with the reason told, when the file cannot be opened.
-    bool Open(const wxString& path)
-    {
-        m_path = path;
-        int error = 0;
-        std::string refused;
-        m_fd = OpenStreamOutput(path, error, refused);
-        if (m_fd < 0) {
-            TellOutputProblem(path, error, refused);
-            return false;
-        }
-        return true;
-    }
-    ~HeatLog()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
+    HeatLog(OutputFile& file, const wxString& path) : m_file(file), m_path(path) {}
     void Line(const std::string& text)
     {
-        if (m_fd < 0 || m_error != 0)
+        if (m_path.empty() || m_error != 0)
             return;
-        const std::string line = text + "\n";
-        Fail(WriteAll(m_fd, line.data(), line.size()));
+        Fail(m_file.Write(text + "\n"));
     }
-    /// Closes the log; false when anything of it could not be written.
+    /// Puts the log in place; false when anything of it could not be written.
     bool Close()
     {
-        if (m_fd >= 0) {
-            const int fd = m_fd;
-            m_fd = -1;
-            Fail(::close(fd) == 0 ? 0 : errno);
-        }
+        if (!m_path.empty() && m_error == 0)
+            Fail(m_file.Finish());
         return m_error == 0;
     }
     bool Failed() const { return m_error != 0; }
@@ -106,11 +85,11 @@ private:
         if (error == 0 || m_error != 0)
             return;
         m_error = error;
-        TellOutputProblem(m_path, error, {});
+        TellOutputProblem(m_path, error);
     }
 
+    OutputFile& m_file;
     wxString m_path;
-    int m_fd = -1;
     int m_error = 0;
 };
 
@@ -122,8 +101,11 @@ bool WritePlot(OutputFile& plot, const wxString& path)
     for (const ViewItem& item : layout)
         bottom = std::max(bottom, (item.kind == ViewItem::Kind::Line ? std::max(item.y, item.y2) : item.y) + 40);
     const std::string svg = LayoutToSvg(layout, 900, bottom, 12);
-    if (const int error = plot.Finish(svg)) {
-        TellOutputProblem(path, error, {});
+    int error = plot.Write(svg);
+    if (error == 0)
+        error = plot.Finish();
+    if (error != 0) {
+        TellOutputProblem(path, error);
         return false;
     }
     return true;
@@ -254,23 +236,16 @@ int RunHeat(const Options& given)
                                          : static_cast<std::int32_t>(options.minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
     std::string problem;
-    if (!TakeHeatFaultFromEnvironment(problem)) {
+    if (!TakeHeatFaultFromEnvironment(problem, ThreadCount)) {
         std::fprintf(stderr, "tarnwick-cli: %s\n", problem.c_str());
         return 1;
     }
-    // Both outputs are opened before the test: a wrong path is told at
-    // once, not at the end of a long run.
-    HeatLog log;
-    if (!options.log.empty() && !log.Open(options.log))
+    // Both outputs are looked at before the test: a wrong path is told at
+    // once, not at the end of a long run, and nothing is written then.
+    OutputFile logFile, plot;
+    if (!OpenOutputs({{"--log", options.log, logFile}, {"--plot", options.plot, plot}}))
         return 1;
-    OutputFile plot;
-    if (!options.plot.empty()) {
-        std::string refused;
-        if (const int error = plot.Open(options.plot, refused)) {
-            TellOutputProblem(options.plot, error, refused);
-            return 1;
-        }
-    }
+    HeatLog log(logFile, options.log);
     StartHeatReadings();
     log.Line(HeatLogHeader(HeatSensorNames()) + ",passes per second,errors");
     if (log.Failed())
@@ -299,7 +274,9 @@ int RunHeat(const Options& given)
             wxMilliSleep(100);
             const wxString message = TakeHeatMessage();
             if (!message.empty()) {
+                // The run ended here: its log keeps what it logged.
                 std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(message).c_str());
+                log.Close();
                 return 1;
             }
             sample(false);

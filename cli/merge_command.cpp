@@ -78,31 +78,46 @@ int RunMerge(const Options& options)
     report["added"] = outcome.added;
     report["present"] = outcome.present;
     report["documents"] = outcome.documents;
-    report["refused"] = nlohmann::ordered_json::array();
-    for (const RefusedLine& refused : outcome.refused) {
-        report["refused"].push_back(
-            {{"file", ShownUtf8(refused.source)}, {"line", refused.line}, {"reason", ShownUtf8(refused.reason)}});
-        if (!options.json)
-            std::fprintf(stderr, "tarnwick-cli: %s: refused: %s\n", place(refused.source, refused.line).c_str(),
-                         Utf8(refused.reason).c_str());
-    }
-    report["implausible"] = nlohmann::ordered_json::array();
-    for (const ImplausibleRecord& record : outcome.implausible) {
-        report["implausible"].push_back(
-            {{"file", ShownUtf8(record.source)}, {"line", record.line}, {"reason", ShownUtf8(record.reason)}});
-        if (!options.json)
-            std::fprintf(stderr, "tarnwick-cli: %s: looks implausible: %s\n",
-                         place(record.source, record.line).c_str(), Utf8(record.reason).c_str());
-    }
+    // At most MergeReasonsKept reasons of each kind are named, then counted.
+    const auto list = [&](const char* member, const char* what, const std::vector<MergeNote>& lines,
+                          std::size_t count) {
+        report[member] = nlohmann::ordered_json::array();
+        for (const MergeNote& line : lines) {
+            report[member].push_back(
+                {{"file", ShownUtf8(line.source)}, {"line", line.line}, {"reason", ShownUtf8(line.reason)}});
+            if (!options.json)
+                std::fprintf(stderr, "tarnwick-cli: %s: %s: %s\n", place(line.source, line.line).c_str(), what,
+                             Utf8(line.reason).c_str());
+        }
+        if (count > lines.size() && !options.json)
+            std::fprintf(stderr, "tarnwick-cli: and %zu more %s\n", count - lines.size(),
+                         std::string(member) == "refused" ? "refused" : "that look implausible");
+    };
+    list("refused", "refused", outcome.refused, outcome.refusedCount);
+    report["refusedCount"] = outcome.refusedCount;
+    list("implausible", "looks implausible", outcome.implausible, outcome.implausibleCount);
+    report["implausibleCount"] = outcome.implausibleCount;
+    report["transcribed"] = nlohmann::ordered_json::array();
+    for (const wxString& name : outcome.transcribed)
+        report["transcribed"].push_back(ShownUtf8(name));
     report["written"] = outcome.written;
     std::string summary = std::to_string(outcome.added) + " added, " + std::to_string(outcome.present) +
-                          " already present, " + std::to_string(outcome.refused.size()) + " refused";
-    if (!outcome.implausible.empty())
-        summary += ", " + std::to_string(outcome.implausible.size()) + " implausible";
+                          " already present, " + std::to_string(outcome.refusedCount) + " refused";
+    if (outcome.implausibleCount > 0)
+        summary += ", " + std::to_string(outcome.implausibleCount) + " implausible";
+    // A transcribed document carries no samples: only its word backs it.
+    if (!outcome.transcribed.empty()) {
+        summary += ", " + std::to_string(outcome.transcribed.size()) + " transcribed (";
+        for (std::size_t k = 0; k < outcome.transcribed.size() && k < MergeReasonsKept; ++k)
+            summary += (k == 0 ? "" : ", ") + Utf8(outcome.transcribed[k]);
+        if (outcome.transcribed.size() > MergeReasonsKept)
+            summary += " and " + std::to_string(outcome.transcribed.size() - MergeReasonsKept) + " more";
+        summary += ")";
+    }
     report.Line(summary);
     report.Print();
     // The table was written either way; --strict tells a script that not
-    // everything was taken.
-    return options.strict && !outcome.refused.empty() ? UnsteadyExit : 0;
+    // everything was taken, or that something was taken on its word alone.
+    return options.strict && (outcome.refusedCount > 0 || !outcome.transcribed.empty()) ? UnsteadyExit : 0;
 }
 }  // namespace cli

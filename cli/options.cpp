@@ -44,18 +44,18 @@ const std::vector<CliOption>& CliOptions()
 const std::vector<CliCommand>& CliCommands()
 {
     static const std::vector<CliCommand> commands = {
-        {"speed", "", "the speed test: one task for 10 s", {"seconds", "repeat", "strict"}, "", "", cli::RunSpeed},
+        {"speed", "", "the speed test: one task for 10 s", {"seconds", "repeat", "strict"}, "", "", cli::RunSpeed, true},
         {"power", "", "the power test: N threads for 10 s, with the per-core reference and the HTT efficiency",
-         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "strict"}, "", "", cli::RunPower},
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "strict"}, "", "", cli::RunPower, true},
         {"heat", "", "the heat test: every processor busy for M minutes, with the temperatures and frequencies "
                      "the machine's sensors report",
-         {"seconds", "minutes", "log", "plot"}, "minutes", "seconds", cli::RunHeat},
+         {"seconds", "minutes", "log", "plot"}, "minutes", "seconds", cli::RunHeat, true},
         {"info", "", "what CPUID reports about the processor", {}, "", "", cli::RunInfo},
         {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, "",
          "", cli::RunResults},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
          {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results", "save", "strict", "no-lock"},
-         "", "", cli::RunRecord},
+         "", "", cli::RunRecord, true},
         {"merge", "FILE...",
          "adds the records of other results files and result documents (- reads standard input) that the table "
          "does not hold yet; a document is checked against its samples first",

@@ -30,6 +30,7 @@ struct CliCommand {
     const char* required;  ///< an option the command cannot do without, or ""
     const char* unless;    ///< an option that makes `required` unneeded, or ""
     int (*run)(const cli::Options& options);  ///< the command's handler (command.h)
+    bool measures = false;                     ///< runs tests, reading the machine's sensors and conditions
 };
 
 /// Every option but --help and --version, in the order --help lists them.

@@ -123,8 +123,10 @@ ResultDocument MakeDocument(const wxString& line)
     document.record = line.utf8_string();
     const MachineFacts facts = ReadMachineFacts(SensorRoot);
     document.machine.vendor = DocumentText(std::string(CpuVendorId, strnlen(CpuVendorId, sizeof CpuVendorId)), MachineText);
-    document.machine.brand =
-        DocumentText(std::string(CpuBrandString, strnlen(CpuBrandString, sizeof CpuBrandString)), MachineText);
+    // The brand as the record's model holds it: its bytes as Latin-1.
+    document.machine.brand = DocumentText(
+        wxString::From8BitData(CpuBrandString, strnlen(CpuBrandString, sizeof CpuBrandString)).utf8_string(),
+        MachineText);
     document.machine.signature = wxString::Format(wxS("%X"), CpuSignature).utf8_string();
     document.machine.modelName = DocumentText(facts.modelName, MachineText);
     document.machine.logicalProcessors = CpuCount;
@@ -133,6 +135,19 @@ ResultDocument MakeDocument(const wxString& line)
     document.speed = LastSpeedEvidence;
     document.power = LastPowerEvidence;
     return document;
+}
+
+// Each test's evidence line and notes, on standard error.
+void PrintEvidence(const Options& options)
+{
+    if (options.json || options.quiet)
+        return;
+    for (const TestEvidence* evidence : {&LastSpeedEvidence, &LastPowerEvidence}) {
+        std::fprintf(stderr, "%s test. %s\n", evidence == &LastSpeedEvidence ? "Speed" : "Power",
+                     EvidenceLine(*evidence).c_str());
+        for (const std::string& note : evidence->verdict.notes)
+            std::fprintf(stderr, "Note: %s.\n", note.c_str());
+    }
 }
 
 // The document of the last tests as merge will read it; an empty text, with
@@ -151,21 +166,17 @@ std::string SavedDocument(const wxString& line, std::string& problem)
 
 int RunRecord(const Options& options)
 {
-    // The table first: a record that could not be stored is not measured.
-    if (!LoadResults())
+    // The table first when the record is to be stored: a record that could
+    // not be stored is not measured. Without --append the table is not used.
+    if (options.append && !LoadResults())
         return 1;
     SpeedTestMillis = RunLength(options) * 1000;
     ApplyPowerOptions(options);
-    // The document's file is opened before the tests: a wrong path is told
-    // at once, not after them.
+    // The document's file is looked at before the tests: a wrong path is
+    // told at once, not after them.
     OutputFile saved;
-    if (!options.save.empty()) {
-        std::string refused;
-        if (const int error = saved.Open(options.save, refused)) {
-            TellOutputProblem(options.save, error, refused);
-            return 1;
-        }
-    }
+    if (!OpenOutputs({{"--save", options.save, saved}}))
+        return 1;
     {
         Progress progress(ShowProgress(options), RunLength(options), "speed test");
         LastSpeedPoints = RunSpeedBenchmark();
@@ -188,7 +199,10 @@ int RunRecord(const Options& options)
     // The text form is the record line alone, to be added to a results
     // file; the evidence goes to standard error. When the line cannot be
     // stored it is printed all the same, so that the result is not lost.
+    // A document on standard output has it to itself: the line goes to
+    // standard error then.
     report.Line(Utf8(line));
+    std::FILE* const out = saved.ToStandardOutput() ? stderr : stdout;
 
     if (!options.save.empty()) {
         std::string problem;
@@ -196,34 +210,37 @@ int RunRecord(const Options& options)
         if (document.empty()) {
             std::fprintf(stderr, "tarnwick-cli: no result document was written to %s: %s\n",
                          Utf8(AbsolutePath(options.save)).c_str(), problem.c_str());
-            report.Print();
+            report.Print(out);
             return 1;
         }
-        if (const int error = saved.Finish(document)) {
-            TellOutputProblem(options.save, error, {});
-            report.Print();
+        int error = saved.Write(document);
+        if (error == 0)
+            error = saved.Finish();
+        if (error != 0) {
+            TellOutputProblem(options.save, error);
+            report.Print(out);
             return 1;
         }
-        report["saved"] = ShownUtf8(AbsolutePath(options.save));
+        report["saved"] = options.save == wxS("-") ? std::string("-") : ShownUtf8(AbsolutePath(options.save));
+    }
+    if (options.append && options.strict && unsteady) {
+        report.Print(out);
+        std::fprintf(stderr, "tarnwick-cli: the run was not steady, so with --strict its record was not stored\n");
+        PrintEvidence(options);
+        return UnsteadyExit;
     }
     if (options.append) {
         // A failure is told by the file routine: which file, and why.
         BackupPending = 1;
         if (AccessResultsFile(ResultsOpAppend) != 0) {
             HintAfterRefusal();
-            report.Print();
+            report.Print(out);
             return 1;
         }
         report["appended"] = true;
     }
-    report.Print();
-    if (!options.json && !options.quiet)
-        for (const TestEvidence* evidence : {&LastSpeedEvidence, &LastPowerEvidence}) {
-            std::fprintf(stderr, "%s test. %s\n", evidence == &LastSpeedEvidence ? "Speed" : "Power",
-                         EvidenceLine(*evidence).c_str());
-            for (const std::string& note : evidence->verdict.notes)
-                std::fprintf(stderr, "Note: %s.\n", note.c_str());
-        }
+    report.Print(out);
+    PrintEvidence(options);
     return options.strict && unsteady ? UnsteadyExit : 0;
 }
 }  // namespace cli

@@ -5,15 +5,15 @@
 #include <cmath>
 #include <cstdio>
 
-void Report::Print() const
+void Report::Print(std::FILE* to) const
 {
     if (m_asJson) {
         const std::string text = m_json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-        std::printf("%s\n", text.c_str());
+        std::fprintf(to, "%s\n", text.c_str());
         return;
     }
     for (const std::string& line : m_lines)
-        std::printf("%s\n", line.c_str());
+        std::fprintf(to, "%s\n", line.c_str());
 }
 
 nlohmann::ordered_json WholeNumber(double value)

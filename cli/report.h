@@ -6,6 +6,7 @@
 
 #include <wx/string.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,8 @@ public:
     void Line(std::string text) { m_lines.push_back(std::move(text)); }
 
     /// Prints the JSON object on one line, or the text lines, to standard
-    /// output.
-    void Print() const;
+    /// output (or to `to`).
+    void Print(std::FILE* to = stdout) const;
 
 private:
     bool m_asJson;

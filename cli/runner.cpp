@@ -38,6 +38,7 @@
 #include <wx/utils.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -70,6 +71,12 @@ public:
     }
 };
 
+
+void RemoveTemporariesAndStop(int signal)
+{
+    RemovePendingTemporaries();
+    ::raise(signal);  // delivered as the handler returns, now with its default action
+}
 
 // Checks the options against the command; an empty text when they fit.
 wxString Problem(const wxCmdLineParser& parser, Options& options)
@@ -195,6 +202,22 @@ int RunCommandLine(const std::vector<wxString>& arguments)
         return UsageError;
     }
 
+    // Interrupted, it leaves no temporary file of an output behind.
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action {}, old {};
+        action.sa_handler = RemoveTemporariesAndStop;
+        action.sa_flags = SA_RESETHAND;
+        sigemptyset(&action.sa_mask);
+        if (::sigaction(signal, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
+            ::sigaction(signal, &action, nullptr);
+    }
+    SetFileNoticeSink([](const wxString& text) { std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(text).c_str()); });
+    const CliCommand* command = FindCliCommand(options.command.utf8_str());
+    if (command->measures)
+        if (const std::string why = SensorRootProblem(); !why.empty())
+            std::fprintf(stderr, "tarnwick-cli: TARNWICK_SENSOR_ROOT %s cannot be read (%s): no sensor or run "
+                                 "condition can be read, so no run is judged steady\n",
+                         SensorRoot.c_str(), why.c_str());
     SetNotifier([](const wxString& text, const wxString&) {
         // The window's words name the usual file; a script may have named
         // another with --results, so the runner names the file it made.
@@ -208,5 +231,5 @@ int RunCommandLine(const std::vector<wxString>& arguments)
     InitProcessorGlobals(wxThread::GetCPUCount());
     if (!options.results.empty())
         SetResultsFilePath(options.results);
-    return FindCliCommand(options.command.utf8_str())->run(options);
+    return command->run(options);
 }

@@ -93,6 +93,15 @@ CpuidSnapshot ReadCpuid()
     return snapshot;
 }
 
+const wchar_t* VendorShortName(std::string_view vendorId)
+{
+    if (vendorId == "AuthenticAMD")
+        return L"AMD";
+    if (vendorId == "GenuineIntel")
+        return L"Intel";
+    return L"";
+}
+
 ProcessorFacts DecodeProcessorFacts(const CpuidSnapshot& registers, std::uint32_t cpuCount)
 {
     ProcessorFacts facts;
@@ -101,10 +110,7 @@ ProcessorFacts DecodeProcessorFacts(const CpuidSnapshot& registers, std::uint32_
     StoreBytes(facts.vendorId + 4, registers.leaf0.edx);
     StoreBytes(facts.vendorId + 8, registers.leaf0.ecx);
     facts.vendorId[12] = '\0';
-    if (IsVendor(facts, "AuthenticAMD"))
-        CopyWide(facts.vendorShortName, L"AMD");
-    else if (IsVendor(facts, "GenuineIntel"))
-        CopyWide(facts.vendorShortName, L"Intel");
+    CopyWide(facts.vendorShortName, VendorShortName(facts.vendorId));
 
     if (registers.highestExtendedLeaf > 0x80000003)
         DecodeBrand(registers.brand, facts.brandString);

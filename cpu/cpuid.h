@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 struct CpuidRegisters {
     std::uint32_t eax = 0;
@@ -52,3 +53,7 @@ CpuidSnapshot ReadCpuid();
 /// Decodes the registers. `cpuCount` is the number of processors the
 /// operating system reports; it decides the package count.
 ProcessorFacts DecodeProcessorFacts(const CpuidSnapshot& registers, std::uint32_t cpuCount);
+
+/// The maker a record names for a CPUID vendor: "AMD" for AuthenticAMD,
+/// "Intel" for GenuineIntel, "" for any other.
+const wchar_t* VendorShortName(std::string_view vendorId);

@@ -9,27 +9,51 @@
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 namespace {
 constexpr char TemporarySuffix[] = ".tmp";
+constexpr std::size_t TemporaryLetters = 6;
 
-int RenameNoReplace(const char* from, const char* to)
+int RenameAt(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags)
 {
-    return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+    return ::renameat2(fromFolder, from, toFolder, to, flags);
+}
+
+int LinkAt(int fromFolder, const char* from, int toFolder, const char* to)
+{
+    return ::linkat(fromFolder, from, toFolder, to, 0);
 }
 
 long PlainWrite(int fd, const void* data, std::size_t size)
 {
     return ::write(fd, data, size);
 }
+
+int PlainFchmod(int fd, mode_t mode)
+{
+    return ::fchmod(fd, mode);
+}
+
+void NoHook(const char*) {}
+
+void ToStandardError(const wxString& text)
+{
+    std::fprintf(stderr, "%s\n", text.utf8_string().c_str());
+}
+
+std::atomic<FileNoticeSink> NoticeSink{ToStandardError};
 
 int Lock(int fd, int operation)
 {
@@ -49,14 +73,68 @@ mode_t NewFileMode()
     return 0666 & ~mask;
 }
 
-// Makes the directory entry of a rename or link durable.
-void SyncFolder(const std::string& folder)
+// The temporary files of the writers under way, for a signal handler to
+// remove: a slot is claimed (-2), filled, then published with its folder.
+struct PendingTemporary {
+    std::atomic<int> folder{-1};
+    char name[NAME_MAX + 1] = {};
+};
+PendingTemporary Pending[32];
+
+int ClaimPending(int folder, const std::string& name)
 {
-    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
+    if (name.size() > NAME_MAX)
+        return -1;
+    for (int k = 0; k < int(std::size(Pending)); ++k) {
+        int free = -1;
+        if (!Pending[k].folder.compare_exchange_strong(free, -2, std::memory_order_acq_rel))
+            continue;
+        std::memcpy(Pending[k].name, name.c_str(), name.size() + 1);
+        Pending[k].folder.store(folder, std::memory_order_release);
+        return k;
     }
+    return -1;  // more writers at once than slots: the next writer clears it
+}
+
+void ReleasePending(int& slot)
+{
+    if (slot >= 0)
+        Pending[slot].folder.store(-1, std::memory_order_release);
+    slot = -1;
+}
+
+// Said once a run: the file system takes no modes (FAT through FUSE), and
+// every new file there would say it again.
+void TellModeNotSet(const std::string& file, mode_t mode, int error)
+{
+    static std::atomic<bool> told{false};
+    if (told.exchange(true))
+        return;
+    NoticeSink.load()(wxString::Format(wxS("%s: its permissions could not be set to %04o (%s); it keeps those its "
+                                           "file system gives"),
+                                       AbsolutePath(PathFromBytes(file)), unsigned(mode), ErrorText(error)));
+}
+
+// A name for a temporary file of `name`: ".NAME.XXXXXX.tmp".
+std::string TemporaryName(const std::string& name)
+{
+    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    unsigned char random[TemporaryLetters];
+    if (::getrandom(random, sizeof random, GRND_NONBLOCK) != ssize_t(sizeof random)) {
+        // Early in boot, or no getrandom: the clock and a counter differ enough.
+        static std::atomic<std::uint64_t> counter{0};
+        std::uint64_t seed = std::uint64_t(std::chrono::steady_clock::now().time_since_epoch().count()) ^
+                             (counter.fetch_add(1) * 0x9E3779B97F4A7C15ull) ^ std::uint64_t(::getpid());
+        for (unsigned char& r : random) {
+            seed ^= seed >> 33;
+            seed *= 0xff51afd7ed558ccdull;
+            r = static_cast<unsigned char>(seed >> 56);
+        }
+    }
+    std::string temporary = "." + name + ".";
+    for (const unsigned char r : random)
+        temporary += letters[r % (sizeof letters - 1)];
+    return temporary + TemporarySuffix;
 }
 
 // The components of a path, last first, so that the next is at the back.
@@ -79,8 +157,49 @@ void PushComponents(const std::string& path, std::vector<std::string>& stack)
 
 FileSystemCalls& SystemCalls()
 {
-    static FileSystemCalls calls{::flock, ::link, RenameNoReplace, PlainWrite};
+    static FileSystemCalls calls{::flock, LinkAt, RenameAt, PlainWrite, PlainFchmod, NoHook};
     return calls;
+}
+
+FileNoticeSink SetFileNoticeSink(FileNoticeSink sink)
+{
+    return NoticeSink.exchange(sink != nullptr ? sink : ToStandardError);
+}
+
+int Folder::Open(const std::string& resolved)
+{
+    m_fd.Reset();
+    m_path = resolved;
+    const bool absolute = !resolved.empty() && resolved[0] == '/';
+    Descriptor at(::open(absolute ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!at.Valid())
+        return errno;
+    std::vector<std::string> components;
+    PushComponents(resolved, components);
+    // Last first: the next is at the back.
+    while (!components.empty()) {
+        const std::string name = std::move(components.back());
+        components.pop_back();
+        // A link is never followed here: O_NOFOLLOW with O_DIRECTORY fails on one.
+        const int next = ::openat(at.Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (next < 0)
+            return errno;
+        at.Reset(next);
+    }
+    m_fd = std::move(at);
+    return 0;
+}
+
+int Folder::Status(struct stat& info) const
+{
+    return ::fstat(m_fd.Get(), &info) == 0 ? 0 : errno;
+}
+
+void Folder::Sync() const
+{
+    const Descriptor readable(::openat(m_fd.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (readable.Valid())
+        ::fsync(readable.Get());
 }
 
 std::uint64_t MemoryBound()
@@ -246,60 +365,66 @@ ReplacingWriter::~ReplacingWriter()
 void ReplacingWriter::Discard()
 {
     m_flushed = false;
-    if (m_fd >= 0) {
-        if (!m_temporary.empty())
-            ::unlink(m_temporary.c_str());
-        ::close(m_fd);  // lets its lock go
-    }
-    m_fd = -1;
+    if (m_fd.Valid() && !m_temporary.empty())
+        ::unlinkat(m_folder.Get(), m_temporary.c_str(), 0);
+    ReleasePending(m_slot);
+    m_fd.Reset();  // lets its lock go
     m_temporary.clear();
 }
 
 int ReplacingWriter::Begin(const std::string& target, const struct stat* old)
 {
+    Folder folder;
+    if (const int error = folder.Open(FolderOf(target)))
+        return error;
+    return Begin(std::move(folder), NameOf(target), old);
+}
+
+int ReplacingWriter::Begin(Folder&& folder, const std::string& name, const struct stat* old)
+{
     Discard();
-    m_target = target;
-    const std::string folder = FolderOf(target), name = NameOf(target);
+    m_folder = std::move(folder);
+    m_name = name;
     // A live writer holds its temporary file's lock from here to its
     // rename, so RemoveStaleTemporaries can tell its file from a dead one's.
     for (int attempt = 0;; ++attempt) {
-        std::string pattern = folder + "/." + name + ".XXXXXX" + TemporarySuffix;
-        const int fd = ::mkostemps(pattern.data(), int(sizeof TemporarySuffix - 1), O_CLOEXEC);
-        if (fd < 0)
+        const std::string temporary = TemporaryName(name);
+        Descriptor file(
+            ::openat(m_folder.Get(), temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!file.Valid()) {
+            if (errno == EEXIST && attempt < 100)
+                continue;
             return errno;
-        const int locked = Lock(fd, LOCK_EX);
+        }
+        const int locked = Lock(file.Get(), LOCK_EX);
         struct stat info {};
         // A remover may take the new file for a dead writer's between its
         // creation and the lock; then it is gone and another one is made.
-        if (locked == 0 && ::fstat(fd, &info) == 0 && info.st_nlink == 0 && attempt < 8) {
-            ::close(fd);
+        if (locked == 0 && ::fstat(file.Get(), &info) == 0 && info.st_nlink == 0 && attempt < 8)
             continue;
-        }
-        m_fd = fd;
-        m_temporary = pattern;
+        m_fd = std::move(file);
+        m_temporary = temporary;
         break;
     }
+    m_slot = ClaimPending(m_folder.Get(), m_temporary);
     // Keep the group (and, for root, the owner) of the file replaced, so that
     // a table a group shares stays theirs; where that is not allowed the new
-    // file is simply ours.
-    if (old != nullptr && ::fchown(m_fd, ::geteuid() == 0 ? old->st_uid : uid_t(-1), old->st_gid) != 0)
+    // file is simply ours. Modes are set where the file system takes them.
+    if (old != nullptr && ::fchown(m_fd.Get(), ::geteuid() == 0 ? old->st_uid : uid_t(-1), old->st_gid) != 0)
         errno = 0;
     const mode_t mode = old != nullptr ? (old->st_mode & 07777) : NewFileMode();
-    if (::fchmod(m_fd, mode) != 0) {
-        const int error = errno;
-        Discard();
-        return error;
-    }
+    if (SystemCalls().fchmod(m_fd.Get(), mode) != 0)
+        TellModeNotSet(m_folder.Path() + "/" + m_name, mode, errno);
     return 0;
 }
 
 int ReplacingWriter::Write(const Pieces& data)
 {
-    if (m_fd < 0)
+    if (!m_fd.Valid())
         return EBADF;
     m_flushed = false;
     for (const std::string_view piece : data)
-        if (const int error = WriteAll(m_fd, piece.data(), piece.size())) {
+        if (const int error = WriteAll(m_fd.Get(), piece.data(), piece.size())) {
             Discard();
             return error;
         }
@@ -308,9 +433,9 @@ int ReplacingWriter::Write(const Pieces& data)
 
 int ReplacingWriter::Flush()
 {
-    if (m_fd < 0)
+    if (!m_fd.Valid())
         return EBADF;
-    if (::fsync(m_fd) == 0) {
+    if (::fsync(m_fd.Get()) == 0) {
         m_flushed = true;
         return 0;
     }
@@ -319,65 +444,132 @@ int ReplacingWriter::Flush()
     return error;
 }
 
+int ReplacingWriter::Prepare()
+{
+    if (!m_fd.Valid())
+        return EBADF;
+    if (!m_flushed && ::fsync(m_fd.Get()) != 0) {
+        const int error = errno;
+        Discard();
+        return error;
+    }
+    SystemCalls().betweenCheckAndUse("commit");
+    return 0;
+}
+
 int ReplacingWriter::Commit()
 {
-    if (m_fd < 0)
-        return EBADF;
-    int error = m_flushed || ::fsync(m_fd) == 0 ? 0 : errno;
-    if (error == 0 && ::rename(m_temporary.c_str(), m_target.c_str()) != 0)
-        error = errno;
-    if (error != 0) {
+    if (const int error = Prepare())
+        return error;
+    const int folder = m_folder.Get();
+    if (SystemCalls().renameAt(folder, m_temporary.c_str(), folder, m_name.c_str(), 0) != 0) {
+        const int error = errno;
         Discard();
         return error;
     }
     m_temporary.clear();  // renamed: nothing to remove
     Discard();
-    SyncFolder(FolderOf(m_target));
+    m_folder.Sync();
     return 0;
 }
 
 int ReplacingWriter::CommitNew()
 {
-    if (m_fd < 0)
-        return EBADF;
-    if (::fsync(m_fd) != 0) {
-        const int error = errno;
-        Discard();
+    if (const int error = Prepare())
         return error;
-    }
+    const int folder = m_folder.Get();
+    const char* temporary = m_temporary.c_str();
+    const char* name = m_name.c_str();
     // A hard link puts the whole file in place and fails when one appeared
     // meanwhile; where there are no hard links, a rename that never
     // replaces; where there is neither, the folder's lock held across the
     // look and the rename.
-    int error = SystemCalls().link(m_temporary.c_str(), m_target.c_str()) == 0 ? 0 : errno;
+    int error = SystemCalls().linkAt(folder, temporary, folder, name) == 0 ? 0 : errno;
     if (error == EPERM || error == ENOTSUP || error == EOPNOTSUPP || error == EMLINK || error == ENOSYS) {
-        error = SystemCalls().renameNoReplace(m_temporary.c_str(), m_target.c_str()) == 0 ? 0 : errno;
-        if (error == 0)
-            m_temporary.clear();
-        else if (error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP) {
-            const int folder = ::open(FolderOf(m_target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-            if (folder < 0) {
+        error = SystemCalls().renameAt(folder, temporary, folder, name, RENAME_NOREPLACE) == 0 ? 0 : errno;
+        if (error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP) {
+            const Descriptor lockable(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            if (!lockable.Valid() || Lock(lockable.Get(), LOCK_EX) != 0) {
                 error = errno;
             } else {
-                if (Lock(folder, LOCK_EX) != 0) {
-                    error = errno;
-                } else {
-                    struct stat there {};
-                    if (::lstat(m_target.c_str(), &there) == 0)
-                        error = EEXIST;
-                    else
-                        error = ::rename(m_temporary.c_str(), m_target.c_str()) == 0 ? 0 : errno;
-                    if (error == 0)
-                        m_temporary.clear();
-                }
-                ::close(folder);
+                struct stat there {};
+                if (::fstatat(folder, name, &there, AT_SYMLINK_NOFOLLOW) == 0)
+                    error = EEXIST;
+                else
+                    error = SystemCalls().renameAt(folder, temporary, folder, name, 0) == 0 ? 0 : errno;
             }
         }
+        if (error == 0)
+            m_temporary.clear();
     }
     Discard();  // the temporary name goes; the file stays under its own
     if (error == 0)
-        SyncFolder(FolderOf(m_target));
+        m_folder.Sync();
     return error;
+}
+
+int ReplacingWriter::CommitOver(const struct stat& expected)
+{
+    if (const int error = Prepare())
+        return error;
+    const int folder = m_folder.Get();
+    const char* temporary = m_temporary.c_str();
+    const char* name = m_name.c_str();
+    const auto isExpected = [&expected](const struct stat& info) {
+        return info.st_dev == expected.st_dev && info.st_ino == expected.st_ino;
+    };
+    // Swapped, the temporary name holds what was at the target: the file
+    // checked, or another program's, which goes back to its place.
+    int error = SystemCalls().renameAt(folder, temporary, folder, name, RENAME_EXCHANGE) == 0 ? 0 : errno;
+    if (error == 0) {
+        struct stat was {};
+        if (::fstatat(folder, temporary, &was, AT_SYMLINK_NOFOLLOW) == 0 && isExpected(was)) {
+            ::unlinkat(folder, temporary, 0);
+            m_temporary.clear();
+            Discard();
+            m_folder.Sync();
+            return 0;
+        }
+        if (SystemCalls().renameAt(folder, temporary, folder, name, RENAME_EXCHANGE) != 0) {
+            // The other file cannot go back: it is left where it is rather
+            // than removed with our temporary name.
+            error = errno;
+            m_temporary.clear();
+            Discard();
+            return error;
+        }
+        Discard();
+        return EAGAIN;
+    }
+    if (error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP) {
+        // No swapping here: the target is looked at just before the rename.
+        struct stat there {};
+        if (::fstatat(folder, name, &there, AT_SYMLINK_NOFOLLOW) != 0)
+            error = errno;
+        else if (!isExpected(there))
+            error = EAGAIN;
+        else if (SystemCalls().renameAt(folder, temporary, folder, name, 0) != 0)
+            error = errno;
+        else
+            error = 0;
+        if (error == 0) {
+            m_temporary.clear();
+            Discard();
+            m_folder.Sync();
+            return 0;
+        }
+    }
+    Discard();
+    return error;
+}
+
+void RemovePendingTemporaries()
+{
+    for (PendingTemporary& pending : Pending) {
+        const int folder = pending.folder.load(std::memory_order_acquire);
+        if (folder >= 0)
+            ::unlinkat(folder, pending.name, 0);
+    }
 }
 
 int ReplaceFile(const std::string& target, const Pieces& data)
@@ -401,11 +593,11 @@ int ReplaceFile(const std::string& target, const Pieces& data)
 bool IsTemporaryFor(const std::string& name, const std::string& target)
 {
     const std::string prefix = "." + target + ".";
-    const std::size_t length = prefix.size() + 6 + (sizeof TemporarySuffix - 1);
+    const std::size_t length = prefix.size() + TemporaryLetters + (sizeof TemporarySuffix - 1);
     if (name.size() != length || name.compare(0, prefix.size(), prefix) != 0 ||
         name.compare(length - (sizeof TemporarySuffix - 1), std::string::npos, TemporarySuffix) != 0)
         return false;
-    for (std::size_t i = prefix.size(); i < prefix.size() + 6; ++i) {
+    for (std::size_t i = prefix.size(); i < prefix.size() + TemporaryLetters; ++i) {
         const char c = name[i];
         if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')))
             return false;
@@ -413,28 +605,45 @@ bool IsTemporaryFor(const std::string& name, const std::string& target)
     return true;
 }
 
-void RemoveStaleTemporaries(const std::string& target)
+void RemoveStaleTemporaries(const Folder& folder, const std::string& name)
 {
-    const std::string folder = FolderOf(target), name = NameOf(target);
-    DIR* entries = ::opendir(folder.c_str());
-    if (entries == nullptr)
+    struct stat folderInfo {};
+    if (folder.Status(folderInfo) != 0)
         return;
+    // In /tmp and its like, another user's file of that name is theirs.
+    const bool onlyOurs = folder.SharedAndSticky(folderInfo);
+    const int listing = ::openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (listing < 0)
+        return;
+    DIR* entries = ::fdopendir(listing);
+    if (entries == nullptr) {
+        ::close(listing);
+        return;
+    }
     while (const dirent* entry = ::readdir(entries)) {
         if (!IsTemporaryFor(entry->d_name, name))
             continue;
         // A live writer holds its temporary file's lock until the file is
         // renamed or removed; a killed writer's lock went with it.
-        const std::string stale = folder + "/" + entry->d_name;
-        const int fd = ::open(stale.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        if (fd < 0)
+        const Descriptor stale(
+            ::openat(folder.Get(), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+        if (!stale.Valid())
             continue;
         struct stat opened {}, named {};
-        if (::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode) && SystemCalls().flock(fd, LOCK_EX | LOCK_NB) == 0 &&
-            ::lstat(stale.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev)
-            ::unlink(stale.c_str());
-        ::close(fd);
+        if (::fstat(stale.Get(), &opened) == 0 && S_ISREG(opened.st_mode) &&
+            (!onlyOurs || opened.st_uid == ::geteuid()) && SystemCalls().flock(stale.Get(), LOCK_EX | LOCK_NB) == 0 &&
+            ::fstatat(folder.Get(), entry->d_name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+            named.st_ino == opened.st_ino && named.st_dev == opened.st_dev)
+            ::unlinkat(folder.Get(), entry->d_name, 0);
     }
     ::closedir(entries);
+}
+
+void RemoveStaleTemporaries(const std::string& target)
+{
+    Folder folder;
+    if (folder.Open(FolderOf(target)) == 0)
+        RemoveStaleTemporaries(folder, NameOf(target));
 }
 
 wxString ErrorText(int error)
@@ -453,90 +662,4 @@ const char* FileKind(mode_t mode)
     if (S_ISSOCK(mode))
         return "a socket";
     return "not a regular file";
-}
-
-OutputFile::~OutputFile()
-{
-    if (m_fd >= 0)
-        ::close(m_fd);
-}
-
-int OutputFile::Open(const wxString& path, std::string& refusedLink)
-{
-    const std::string named = PathToBytes(path);
-    std::string target;
-    bool throughProcess = false;
-    const int resolved = ResolvePath(named, target, refusedLink, &throughProcess);
-    if (resolved == EACCES && !refusedLink.empty())
-        return resolved;
-    // What the kernel finds there: O_PATH neither blocks on a FIFO nor
-    // opens a device.
-    const int probe = ::open(named.c_str(), O_PATH | O_CLOEXEC);
-    if (probe < 0) {
-        if (errno != ENOENT)
-            return errno;
-        if (resolved != 0)
-            return resolved;
-        m_replacing = true;
-        return m_writer.Begin(target, nullptr);
-    }
-    struct stat info {}, there {};
-    const int error = ::fstat(probe, &info) == 0 ? 0 : errno;
-    ::close(probe);
-    if (error != 0)
-        return error;
-    if (S_ISDIR(info.st_mode))
-        return EISDIR;
-    if (S_ISREG(info.st_mode) && !throughProcess) {
-        if (resolved != 0)
-            return resolved;
-        if (::stat(target.c_str(), &there) != 0 || there.st_ino != info.st_ino || there.st_dev != info.st_dev)
-            return EAGAIN;  // replaced while we looked
-        if (::access(target.c_str(), W_OK) != 0)
-            return errno;
-        m_replacing = true;
-        return m_writer.Begin(target, &info);
-    }
-    // A device, a FIFO, or a file a process has open (/dev/stdout): written
-    // into, as any program writes to one. Our own standard output or error
-    // is written through its own descriptor, where the rest of our output
-    // goes too.
-    for (const int own : {STDOUT_FILENO, STDERR_FILENO}) {
-        struct stat standard {};
-        if (throughProcess && ::fstat(own, &standard) == 0 && standard.st_ino == info.st_ino &&
-            standard.st_dev == info.st_dev) {
-            m_fd = ::fcntl(own, F_DUPFD_CLOEXEC, 0);
-            return m_fd < 0 ? errno : 0;
-        }
-    }
-    m_fd = ::open(named.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    return m_fd < 0 ? errno : 0;
-}
-
-int OutputFile::Finish(std::string_view data)
-{
-    if (m_replacing) {
-        const int error = m_writer.Write({data});
-        return error != 0 ? error : m_writer.Commit();
-    }
-    if (m_fd < 0)
-        return EBADF;
-    int error = WriteAll(m_fd, data.data(), data.size());
-    if (::close(m_fd) != 0 && error == 0)
-        error = errno;
-    m_fd = -1;
-    return error;
-}
-
-int OpenStreamOutput(const wxString& path, int& error, std::string& refusedLink)
-{
-    const std::string named = PathToBytes(path);
-    std::string target;
-    error = ResolvePath(named, target, refusedLink);
-    if (error == EACCES && !refusedLink.empty())
-        return -1;
-    // Opened by the kernel, which follows /dev/stdout and its kind too.
-    const int fd = ::open(named.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666);
-    error = fd < 0 ? errno : 0;
-    return fd;
 }

@@ -5,6 +5,8 @@
 // Paths here are bytes (see path_text.h).
 #pragma once
 
+#include "files/descriptor.h"
+
 #include <wx/string.h>
 
 #include <sys/stat.h>
@@ -16,15 +18,55 @@
 #include <vector>
 
 /// The system calls whose failure the file routines must survive (a file
-/// system without locks, without hard links, or full), replaceable by tests.
+/// system without locks, hard links, modes or atomic renames, or one that
+/// runs full), replaceable by tests.
 struct FileSystemCalls {
     int (*flock)(int fd, int operation);
-    int (*link)(const char* from, const char* to);
-    /// rename() that fails with EEXIST rather than replace `to`.
-    int (*renameNoReplace)(const char* from, const char* to);
+    int (*linkAt)(int fromFolder, const char* from, int toFolder, const char* to);
+    /// renameat2(): 0 flags replaces `to`, RENAME_NOREPLACE fails with EEXIST
+    /// rather than replace it, RENAME_EXCHANGE swaps the two.
+    int (*renameAt)(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags);
     long (*write)(int fd, const void* data, std::size_t size);
+    int (*fchmod)(int fd, mode_t mode);
+    /// Runs between a check and the use it allows ("output": an output was
+    /// looked at and is about to be opened or made; "commit": a new version
+    /// is about to be renamed into place), so that a test can put a link or
+    /// another file there at that moment. Does nothing in the program.
+    void (*betweenCheckAndUse)(const char* stage);
 };
 FileSystemCalls& SystemCalls();
+
+/// Where the file routines say what the user should know but that stops
+/// nothing (a mode the file system would not take). Standard error until the
+/// program sets one; returns the previous one.
+using FileNoticeSink = void (*)(const wxString& text);
+FileNoticeSink SetFileNoticeSink(FileNoticeSink sink);
+
+/// A folder held open, so that the names in it are reached from it and
+/// never through a path again.
+class Folder {
+public:
+    /// Opens `resolved` (a folder as ResolvePath gives it: no link in it)
+    /// component by component, following no link: 0, ELOOP or ENOTDIR when a
+    /// link or a file was put in place of one since it was resolved, or the
+    /// errno.
+    int Open(const std::string& resolved);
+    int Get() const { return m_fd.Get(); }
+    const std::string& Path() const { return m_path; }
+    /// The folder's status; 0 or the errno.
+    int Status(struct stat& info) const;
+    /// Makes its entries (a rename, a new name) durable.
+    void Sync() const;
+    /// Whether others may write to it and it is sticky (/tmp).
+    bool SharedAndSticky(const struct stat& info) const
+    {
+        return (info.st_mode & S_ISVTX) != 0 && (info.st_mode & S_IWOTH) != 0;
+    }
+
+private:
+    Descriptor m_fd;
+    std::string m_path;
+};
 
 /// The most memory one table of the program may take: a quarter of the
 /// machine's memory, or 2 GiB, whichever is less.
@@ -64,9 +106,12 @@ int WriteAll(int fd, const char* data, std::size_t size);
 using Pieces = std::vector<std::string_view>;
 
 /// A new version of a regular file, written beside it and renamed over it.
-/// Begin makes the temporary file (and so proves the folder takes new
-/// files), Write fills it, Commit flushes it and renames it into place;
-/// destroyed before Commit, it removes the temporary file.
+/// Begin makes the temporary file in the folder it holds (and so proves the
+/// folder takes new files), Write fills it, Commit flushes it and renames it
+/// into place; destroyed before Commit, it removes the temporary file.
+/// While it lives, the temporary file holds its writer's lock, so that
+/// RemoveStaleTemporaries tells it from a killed writer's, and it is removed
+/// by RemovePendingTemporaries when the program is interrupted.
 class ReplacingWriter {
 public:
     ReplacingWriter() = default;
@@ -77,8 +122,11 @@ public:
     /// `target` is the file as ResolvePath gives it; `old`, its status when
     /// it exists (its permissions and group are kept), else null for a new
     /// file. 0 or the errno: EACCES or EPERM when the folder takes no new
-    /// files.
+    /// files. The permissions are set where the file system takes them;
+    /// where it does not, that is said once (SetFileNoticeSink).
     int Begin(const std::string& target, const struct stat* old);
+    /// The same in a folder already held.
+    int Begin(Folder&& folder, const std::string& name, const struct stat* old);
     int Write(const Pieces& data);
     /// Flushes what is written to the disk; 0 or the errno.
     int Flush();
@@ -87,14 +135,27 @@ public:
     /// Flushes the file and puts it in place only where nothing is yet
     /// (EEXIST when a file appeared meanwhile); 0 or the errno.
     int CommitNew();
+    /// Flushes the file and puts it in place only while the target is still
+    /// the file `expected`: EAGAIN, with that other file back at the target
+    /// and this one gone, when another file took its place meanwhile;
+    /// ENOENT when none is there. Where the file system cannot swap two
+    /// names, the target is looked at just before a plain rename.
+    int CommitOver(const struct stat& expected);
 
 private:
     void Discard();
-    std::string m_target;
-    std::string m_temporary;
-    int m_fd = -1;
-    bool m_flushed = false;  ///< nothing written since the last flush
+    int Prepare();
+    Folder m_folder;
+    std::string m_name;       ///< the target's name in the folder
+    std::string m_temporary;  ///< the temporary file's name in the folder
+    Descriptor m_fd;
+    int m_slot = -1;          ///< its place among the pending temporaries
+    bool m_flushed = false;   ///< nothing written since the last flush
 };
+
+/// Removes the temporary files of every ReplacingWriter under way: for a
+/// signal handler (async-signal-safe) before the program ends.
+void RemovePendingTemporaries();
 
 /// Replaces the regular file (or makes the missing one) at the resolved
 /// `target` by `data`; 0 or the errno. A target that is not a regular file
@@ -104,8 +165,10 @@ int ReplaceFile(const std::string& target, const Pieces& data);
 /// Removes the temporary files that writers of `target` (a resolved path)
 /// killed before their rename left beside it. A live writer holds the lock
 /// of its own temporary file from its creation to its rename, so its file is
-/// left alone whatever lock the caller holds.
+/// left alone whatever lock the caller holds. In a folder others may write
+/// to that is sticky, only this user's are removed.
 void RemoveStaleTemporaries(const std::string& target);
+void RemoveStaleTemporaries(const Folder& folder, const std::string& name);
 
 /// Whether `name` (a bare file name) is one of our temporary files for a
 /// target named `target`.
@@ -117,30 +180,3 @@ wxString ErrorText(int error);
 /// What kind of file `mode` says: "a directory", "a FIFO", "a device" ...
 const char* FileKind(mode_t mode);
 
-/// An output the user names (the heat test's picture): a regular file is
-/// replaced whole when it is finished; a device or a FIFO is written into;
-/// links are followed as ResolvePath follows them.
-class OutputFile {
-public:
-    OutputFile() = default;
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile();
-
-    /// Prepares the output before anything is written: 0 or the errno, with
-    /// the link refused in `refusedLink` for EACCES.
-    int Open(const wxString& path, std::string& refusedLink);
-    /// Writes everything and finishes the output; 0 or the errno.
-    int Finish(std::string_view data);
-
-private:
-    ReplacingWriter m_writer;
-    int m_fd = -1;
-    bool m_replacing = false;
-};
-
-/// Opens an output the program writes as it goes (the heat test's log): a
-/// regular file is made or emptied, a device or a FIFO written into; links
-/// are followed as ResolvePath follows them. The descriptor, or -1 with the
-/// errno in `error` (and the link refused in `refusedLink` for EACCES).
-int OpenStreamOutput(const wxString& path, int& error, std::string& refusedLink);

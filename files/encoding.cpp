@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -388,4 +389,55 @@ void SplitByteLines(const char* text, std::size_t length, std::vector<ByteLine>&
     }
     if (start < length)
         lines.push_back({start, length - start, wxTextFileType_None});
+}
+
+const char* RefusedCharacterKind(char32_t c)
+{
+    if (c < 0x20 || (c >= 0x7F && c <= 0x9F))
+        return "a control character";
+    if (c == 0x2028 || c == 0x2029)
+        return "a line separator";
+    if ((c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069))
+        return "a bidirectional control character";
+    return nullptr;
+}
+
+namespace {
+std::string Refused(char32_t c)
+{
+    const char* kind = RefusedCharacterKind(c);
+    if (kind == nullptr)
+        return {};
+    char code[16];
+    std::snprintf(code, sizeof code, "U+%04X", unsigned(c));
+    return std::string(kind) + " (" + code + ")";
+}
+}  // namespace
+
+std::string RefusedCharacterIn(std::string_view text)
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    for (std::size_t i = 0; i < text.size();) {
+        char32_t c = bytes[i];
+        std::size_t length = 1;
+        if (c >= 0x80) {
+            length = Utf8Sequence(bytes, i, text.size(), c);
+            if (length == 0) {  // no character: not this check's to judge
+                ++i;
+                continue;
+            }
+        }
+        if (std::string refused = Refused(c); !refused.empty())
+            return refused;
+        i += length;
+    }
+    return {};
+}
+
+std::string RefusedCharacterIn(std::wstring_view text)
+{
+    for (const wchar_t c : text)
+        if (std::string refused = Refused(static_cast<char32_t>(c)); !refused.empty())
+            return refused;
+    return {};
 }

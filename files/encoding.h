@@ -124,6 +124,19 @@ bool IsStrictUtf8(const unsigned char* bytes, std::size_t size);
 /// length, with its character in `code`; 0 when there is none.
 std::size_t Utf8Sequence(const unsigned char* in, std::size_t i, std::size_t size, char32_t& code);
 
+/// What `c` is, when text a person reads may not hold it (a record, a name
+/// in a document): "a control character" (C0 with tab, DEL, C1), "a line
+/// separator" (U+2028, U+2029) or "a bidirectional control character"
+/// (U+202A to U+202E, U+2066 to U+2069), which would change what the text
+/// around it shows; null for any other character.
+const char* RefusedCharacterKind(char32_t c);
+
+/// The first character of `text` (strict UTF-8, or decoded) that
+/// RefusedCharacterKind refuses, said as "a control character (U+0009)";
+/// empty when there is none.
+std::string RefusedCharacterIn(std::string_view text);
+std::string RefusedCharacterIn(std::wstring_view text);
+
 /// Characters in `size` bytes of strict UTF-8.
 std::size_t Utf8Characters(const char* bytes, std::size_t size);
 

@@ -1,6 +1,7 @@
 #include "files/file_transaction.h"
 
 #include "files/atomic_file.h"
+#include "files/descriptor.h"
 #include "files/path_text.h"
 
 #include <wx/log.h>
@@ -14,24 +15,6 @@
 
 namespace {
 std::atomic<bool> ChangesWithoutLock{false};
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1) : m_fd(fd) {}
-    ~Descriptor() { Reset(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    void Reset(int fd = -1)
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);  // lets its lock go
-        m_fd = fd;
-    }
-    int Get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 bool SameFile(const struct stat& a, const struct stat& b)
 {
@@ -146,13 +129,19 @@ wxString FileFailure::Text() const
                              : wxString::Format(wxS("The backup %s could not be written: %s"), file, other);
     case Kind::NoFolder:
         return wxString::Format(wxS("The program's own folder could not be found (%s)"), reason);
+    case Kind::Refused:
+        return wxString::Format(wxS("The record %s, which %s does not take"), other, file);
     }
     return wxString();
 }
 
-FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
+namespace {
+// One attempt at an access; `redo` is set when another program put a file in
+// place of the one read just before the change was renamed over it: that
+// file is then read and changed in its turn.
+FileOutcome AccessOnce(const DataFileAccess& access, const FileEditor& edit, bool& redo)
 {
-    wxLogNull quiet;
+    redo = false;
     FileOutcome out;
     FileFailure& failure = out.failure;
     const auto fail = [&](FileFailure::Kind kind, const wxString& path, int error, const wxString& other = {}) {
@@ -296,10 +285,38 @@ FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
     }
 
     if (writing) {
-        if (!StillNames(resolved, file.Get()))
+        const int error = writer.CommitOver(info);
+        if (error == EAGAIN) {
+            redo = true;
+            return out;
+        }
+        if (error == ENOENT)
             return fail(FileFailure::Kind::Moved, access.path, ENOENT);
-        if (const int error = writer.Commit())
+        if (error != 0)
             return fail(FileFailure::Kind::Unwritable, out.file, error);
     }
     return out;
+}
+}  // namespace
+
+FileOutcome AccessDataFile(const DataFileAccess& access, const FileEditor& edit)
+{
+    wxLogNull quiet;
+    bool created = false;
+    for (int attempt = 0;; ++attempt) {
+        bool redo = false;
+        FileOutcome out = AccessOnce(access, edit, redo);
+        created = created || out.created;
+        out.created = created;
+        if (!redo)
+            return out;
+        if (attempt == 100) {
+            out.edit = FileEdit::Nothing;
+            out.failure.kind = FileFailure::Kind::Moved;
+            out.failure.status = 2;
+            out.failure.path = access.path;
+            out.failure.error = EAGAIN;
+            return out;
+        }
+    }
 }

@@ -31,6 +31,7 @@ struct FileFailure {
         Unwritable,    ///< could not be written
         NoBackup,      ///< the backup could not be written
         NoFolder,      ///< the program's own folder could not be found
+        Refused,       ///< what was to be written may not be (other: why, "holds a control character (U+0009)")
     };
     Kind kind = Kind::None;
     /// 0; 1 not made from its template; 2 not opened, read, locked or

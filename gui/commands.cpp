@@ -51,7 +51,7 @@ void RunHeatTest()
         return;
     wxWindow* frame = MainWindow();
     std::string problem;
-    if (!TakeHeatFaultFromEnvironment(problem))
+    if (!TakeHeatFaultFromEnvironment(problem, ThreadCount))
         std::fprintf(stderr, "tarnwick: %s; the heat test runs without a fault\n", problem.c_str());
     StartHeatReadings();
     RunHeatLoop([frame] {

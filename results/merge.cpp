@@ -102,6 +102,19 @@ bool StartsCharacter(wchar_t)
     return true;
 }
 
+// Whether `c` may start a character a record may not hold: a quick look
+// before the exact one (RefusedCharacterIn).
+bool MayBeRefused(char c)
+{
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F || byte == 0xC2 || byte == 0xE2;  // C0, DEL; C1; U+2028 to U+2069
+}
+
+bool MayBeRefused(wchar_t c)
+{
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || (c >= 0x2028 && c <= 0x2069);
+}
+
 // The checks of a record, on decoded text or on UTF-8 bytes alike: every
 // character they look at is ASCII, which UTF-8 never uses inside another.
 template <typename Char>
@@ -114,8 +127,11 @@ wxString ProblemOf(std::basic_string_view<Char> line)
     for (std::size_t i = 0; i < line.size(); ++i) {
         const Char c = line[i];
         characters += StartsCharacter(c) ? 1 : 0;
-        if ((c >= 0 && c < 0x20 && c != Char('\t')) || c == 0x7F)
-            return wxS("holds a control character");
+        if (MayBeRefused(c)) {
+            const std::string refused = RefusedCharacterIn(line.substr(i, sizeof(Char) == 1 ? 3 : 1));
+            if (!refused.empty())
+                return wxS("holds ") + wxString::FromUTF8(refused);
+        }
         if (c == Char(';')) {
             if (fields < RecordFieldCount)
                 fieldStart[fields] = i + 1;
@@ -235,8 +251,8 @@ private:
 struct Candidate {
     std::string_view text;  ///< UTF-8
     std::size_t source;
-    std::size_t line;            ///< from 1; 0 for a result document
-    std::uint32_t threads = 0;   ///< a document's power threads (0 for a line)
+    std::size_t line;          ///< from 1; 0 for a result document
+    bool transcribed = false;  ///< a transcribed document's record
 };
 
 // Field `f` of a record (which ProblemOf took: twelve fields).
@@ -415,20 +431,24 @@ public:
     }
 
     void Judge(const std::vector<const Candidate*>& added, const std::vector<MergeSource>& sources,
-               std::vector<ImplausibleRecord>& implausible)
+               std::vector<ImplausibleRecord>& implausible, std::size_t& count)
     {
         for (const Candidate* candidate : added) {
             const std::string_view record = candidate->text;
             const auto report = [&](const wxString& reason) {
-                if (!reason.empty())
+                if (reason.empty())
+                    return;
+                if (implausible.size() < MergeReasonsKept)
                     implausible.push_back({sources[candidate->source].name, candidate->line, reason});
+                ++count;
             };
             const double speed = ScoreOf(FieldOf(record, FieldSpeedPoints));
             const double power = ScoreOf(FieldOf(record, FieldPowerPoints));
-            const std::uint32_t threads = candidate->line == 0 ? candidate->threads : LogicalProcessorsOf(record);
+            // The processors the machine had (a document's record gives its machine's), not the threads it ran.
+            const std::uint32_t threads = LogicalProcessorsOf(record);
             if (threads > 0 && power > 1.5 * threads * speed)
-                report(wxString::Format(wxS("its power points (%s) are more than 1.5 x %u threads x its speed points "
-                                            "(%s)"),
+                report(wxString::Format(wxS("its power points (%s) are more than 1.5 x %u logical processors x its "
+                                            "speed points (%s)"),
                                         ScoreText(power), threads, ScoreText(speed)));
             if (power < 0.5 * speed)
                 report(wxString::Format(wxS("its power points (%s) are less than half its speed points (%s)"),
@@ -606,6 +626,13 @@ wxString RecordProblem(std::wstring_view line)
     return ProblemOf(line);
 }
 
+void MergeOutcome::Refuse(RefusedLine line)
+{
+    if (refused.size() < MergeReasonsKept)
+        refused.push_back(std::move(line));
+    ++refusedCount;
+}
+
 MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOptions& options)
 {
     MergeOutcome outcome;
@@ -616,7 +643,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
     std::vector<std::string> records;
     records.reserve(sources.size());
     for (std::size_t s = 0; s < sources.size(); ++s) {
-        if (LooksLikeResultDocument(sources[s].bytes)) {
+        if (LooksLikeResultDocument(sources[s].bytes) || OtherDocumentEncoding(sources[s].bytes) != nullptr) {
             ResultDocument document;
             std::string problem = ReadResultDocument(sources[s].bytes, document);
             if (problem.empty())
@@ -625,12 +652,12 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
             if (problem.empty() && options.steadyOnly)
                 reason = UnsteadyProblem(document);
             if (!reason.empty()) {
-                outcome.refused.push_back({sources[s].name, 0, reason});
+                outcome.Refuse({sources[s].name, 0, reason});
                 continue;
             }
             ++outcome.documents;
             records.push_back(std::move(document.record));
-            candidates.push_back({records.back(), s, 0, document.power.conditions.threads});
+            candidates.push_back({records.back(), s, 0, document.transcribed});
             continue;
         }
         Utf8Lines& lines = texts[s];
@@ -646,7 +673,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
             if (problem.empty())
                 candidates.push_back({line, s, n + 1});
             else
-                outcome.refused.push_back({sources[s].name, n + 1, problem});
+                outcome.Refuse({sources[s].name, n + 1, problem});
         }
     }
     if (candidates.empty())
@@ -660,6 +687,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
     std::vector<const Candidate*> addedFrom;
     std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
     std::vector<ImplausibleRecord> implausible;
+    std::size_t implausibleCount = 0;
     BackupPending = 1;
     outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement,
                                             FileFailure& failure) {
@@ -668,6 +696,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
         addedFrom.clear();
         tooLarge.clear();
         implausible.clear();
+        implausibleCount = 0;
         Plausibility plausibility;
         Utf8Lines table;
         ResultsEdit result;
@@ -720,7 +749,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
             // The table after the merge: its lines, then the lines added.
             for (const Candidate* candidate : addedFrom)
                 plausibility.Gather(candidate->text);
-            plausibility.Judge(addedFrom, sources, implausible);
+            plausibility.Judge(addedFrom, sources, implausible, implausibleCount);
         }
         return result;
     });
@@ -729,8 +758,12 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
         outcome.present = present;
         outcome.written = !added.empty();
         outcome.implausible = std::move(implausible);
+        outcome.implausibleCount = implausibleCount;
         for (const auto& [candidate, need] : tooLarge)
-            outcome.refused.push_back({sources[candidate->source].name, candidate->line, TooLargeReason(need)});
+            outcome.Refuse({sources[candidate->source].name, candidate->line, TooLargeReason(need)});
+        for (const Candidate* candidate : addedFrom)
+            if (candidate->transcribed)
+                outcome.transcribed.push_back(sources[candidate->source].name);
     }
     return outcome;
 }

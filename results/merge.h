@@ -13,8 +13,9 @@
 constexpr std::size_t MaxRecordLength = 4096;
 
 /// Why `line` is not a record (twelve fields; speed and power decimal
-/// numbers; "Display" yes or no; no control characters), or an empty text
-/// when it is one.
+/// numbers; "Display" yes or no; no character RefusedCharacterKind names:
+/// control characters, tab included, line separators, bidirectional
+/// controls), or an empty text when it is one.
 wxString RecordProblem(std::wstring_view line);
 
 /// The text of another results file, read whole.
@@ -23,18 +24,15 @@ struct MergeSource {
     std::string bytes;  ///< in any encoding the program reads
 };
 
-struct RefusedLine {
+/// A line merge refused, or a record it added although its scores look
+/// wrong (reported, not refused): where it was and why.
+struct MergeNote {
     wxString source;
-    std::size_t line = 0;  ///< from 1; 0 for a result document refused as a whole
+    std::size_t line = 0;  ///< from 1; 0 for a result document as a whole
     wxString reason;
 };
-
-/// A record added although its scores look wrong: reported, not refused.
-struct ImplausibleRecord {
-    wxString source;
-    std::size_t line = 0;  ///< from 1; 0 for a result document
-    wxString reason;
-};
+using RefusedLine = MergeNote;
+using ImplausibleRecord = MergeNote;
 
 struct MergeOptions {
     /// Refuses result documents whose speed or power run was unsteady, and
@@ -42,14 +40,26 @@ struct MergeOptions {
     bool steadyOnly = false;
 };
 
+/// How many refused lines and implausible records an outcome names; the
+/// rest are counted (a file of a million bad lines must not take a million
+/// messages' memory).
+constexpr std::size_t MergeReasonsKept = 20;
+
 struct MergeOutcome {
     int status = 0;           ///< as AccessResultsFile
     std::size_t added = 0;    ///< lines appended to the table
     std::size_t present = 0;  ///< lines the table held already
     std::size_t documents = 0;  ///< result documents accepted (their lines added or present)
-    std::vector<RefusedLine> refused;
-    std::vector<ImplausibleRecord> implausible;  ///< of the lines added
+    std::vector<RefusedLine> refused;            ///< the first MergeReasonsKept
+    std::size_t refusedCount = 0;                ///< all of them
+    std::vector<ImplausibleRecord> implausible;  ///< of the lines added: the first MergeReasonsKept
+    std::size_t implausibleCount = 0;
+    /// The transcribed documents whose records were added: they carry no
+    /// samples, so nothing but their own word backs their scores.
+    std::vector<wxString> transcribed;
     bool written = false;     ///< the table was backed up and written
+
+    void Refuse(RefusedLine line);
 };
 
 /// Appends every record line of `sources`, in the order read, that the
@@ -60,8 +70,8 @@ struct MergeOutcome {
 /// write, under the lock every change of the table takes.
 ///
 /// Added records are reported as implausible when their power points are
-/// above 1.5 x threads x their speed points (threads: a document's power
-/// threads, a line's logical processors) or below half their speed points,
+/// above 1.5 x their logical processors x their speed points (a document's
+/// record gives those of its machine) or below half their speed points,
 /// or when their speed or power points lie more than 3.5 modified Z-scores
 /// from those of at least three other records of the same model.
 MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOptions& options = MergeOptions());

@@ -1,11 +1,13 @@
 #include "results/result_document.h"
 
+#include "cpu/cpuid.h"
 #include "files/encoding.h"
 #include "results/merge.h"
 #include "results/results_table.h"
 
 #include <wx/string.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdint>
@@ -15,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -110,38 +113,10 @@ OrderedJson ConditionsJson(const RunConditions& c)
 
 bool SameVerdict(const Verdict& a, const Verdict& b)
 {
-    return a.steady == b.steady && a.mayBeLow == b.mayBeLow && a.reasons == b.reasons && a.notes == b.notes;
+    return a.steady == b.steady && a.lowers == b.lowers && a.reasons == b.reasons && a.notes == b.notes;
 }
 
 // ---- Reading ----
-
-// Whether arrays and objects nest deeper than `limit` in `bytes`, counted
-// as the parser reads them: a bracket in a string is text. Up to where the
-// parser stops at an error, it tokenises alike, so it never goes deeper.
-// (The parser's callback could count the depth too, but its tree builder
-// then searches every finished object's parent: quadratic in its members.)
-bool NestsDeeperThan(std::string_view bytes, int limit)
-{
-    int depth = 0;
-    bool inString = false;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const char c = bytes[i];
-        if (inString) {
-            if (c == '\\')
-                ++i;
-            else if (c == '"')
-                inString = false;
-        } else if (c == '"') {
-            inString = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > limit)
-                return true;
-        } else if ((c == ']' || c == '}') && depth > 0) {
-            --depth;
-        }
-    }
-    return false;
-}
 
 // `text` as a message shows it: at most 24 characters, control characters
 // and bytes that are no UTF-8 as "?".
@@ -177,6 +152,63 @@ std::string Quoted(std::string_view text)
     quoted += '"';
     return quoted;
 }
+
+// What a tree cannot show once it is built: a member given twice in one
+// object (the parser keeps the last, while a person reading the file sees
+// the first), and nesting deeper than MaxResultDocumentDepth (which the
+// tree builder would follow as deep as it goes). Read by the parser's own
+// events, before any tree is built; a syntax error is left to the parse.
+class Structure : public nlohmann::json_sax<Json> {
+public:
+    std::string problem;
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_unsigned(number_unsigned_t) override { return true; }
+    bool number_float(number_float_t, const string_t&) override { return true; }
+    bool string(string_t&) override { return true; }
+    bool binary(binary_t&) override { return true; }
+    bool start_object(std::size_t) override
+    {
+        if (!Deeper())
+            return false;
+        m_keys.emplace_back();
+        return true;
+    }
+    bool key(string_t& name) override
+    {
+        if (m_keys.back().insert(name).second)
+            return true;
+        problem = "the member " + Quoted(name) + " is given twice in one object";
+        return false;
+    }
+    bool end_object() override
+    {
+        m_keys.pop_back();
+        --m_depth;
+        return true;
+    }
+    bool start_array(std::size_t) override { return Deeper(); }
+    bool end_array() override
+    {
+        --m_depth;
+        return true;
+    }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+
+private:
+    bool Deeper()
+    {
+        if (++m_depth <= MaxResultDocumentDepth)
+            return true;
+        problem = "it nests arrays and objects deeper than " + std::to_string(MaxResultDocumentDepth) + " levels";
+        return false;
+    }
+
+    int m_depth = 0;
+    std::vector<std::unordered_set<std::string>> m_keys;
+};
 
 // A number as a message shows it: the shortest text that reads back as it.
 std::string NumberText(double value)
@@ -286,9 +318,8 @@ public:
         const std::string& text = value.get_ref<const std::string&>();
         if (text.size() > most)
             return Fail(path + " is longer than " + std::to_string(most) + " bytes");
-        for (const char c : text)
-            if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
-                return Fail(path + " holds a control character");
+        if (const std::string refused = RefusedCharacterIn(std::string_view(text)); !refused.empty())
+            return Fail(path + " holds " + refused);
         out = text;
         return true;
     }
@@ -628,8 +659,11 @@ std::string Read(std::string_view bytes, ResultDocument& document)
     if (bytes.size() > MaxResultDocumentBytes)
         return "it is too large: " + std::to_string(bytes.size()) + " bytes, at most " +
                std::to_string(MaxResultDocumentBytes);
-    if (NestsDeeperThan(bytes, MaxResultDocumentDepth))
-        return "it nests arrays and objects deeper than " + std::to_string(MaxResultDocumentDepth) + " levels";
+    if (const char* encoding = OtherDocumentEncoding(bytes))
+        return std::string("it is a JSON text in ") + encoding + ", and result documents are UTF-8";
+    Structure structure;
+    if (!Json::sax_parse(bytes.begin(), bytes.end(), &structure) && !structure.problem.empty())
+        return structure.problem;
     Json root;
     try {
         root = Json::parse(bytes.begin(), bytes.end());
@@ -699,6 +733,29 @@ std::string CheckSamples(const TestEvidence& e, const char* test, std::string_vi
     if (recordPoints != RecordPoints(points))
         return "its " + path + " points " + Shown(recordPoints) + " are not what its samples give (" +
                RecordPoints(points) + ")";
+    return {};
+}
+
+// The record against the machine the document describes, and the machine
+// against the runs: a record relabelled to another processor, or runs of
+// another machine under its name, are no longer one document.
+std::string CheckMachine(const ResultDocument& d, const std::vector<std::string_view>& fields)
+{
+    const ResultDocument::Machine& m = d.machine;
+    const std::string maker = wxString(VendorShortName(m.vendor)).utf8_string();
+    if (!maker.empty() && fields[FieldManufacturer] != maker)
+        return "its record names the maker " + Quoted(fields[FieldManufacturer]) + ", but its machine's vendor " +
+               Quoted(m.vendor) + " is " + maker;
+    if (fields[FieldModel] != m.brand)
+        return "its record names the model " + Quoted(fields[FieldModel]) + ", but its machine's processor is " +
+               Quoted(m.brand);
+    if (fields[FieldLogicalProcessors] != std::to_string(m.logicalProcessors))
+        return "its record gives " + Quoted(fields[FieldLogicalProcessors]) + " logical processors, but its machine had " +
+               std::to_string(m.logicalProcessors);
+    for (const TestEvidence* e : {&d.speed, &d.power})
+        if (e->conditions.logicalProcessors != 0 && e->conditions.logicalProcessors != m.logicalProcessors)
+            return "its " + e->test + " test ran on " + std::to_string(e->conditions.logicalProcessors) +
+                   " logical processors, but its machine had " + std::to_string(m.logicalProcessors);
     return {};
 }
 
@@ -819,6 +876,43 @@ bool LooksLikeResultDocument(std::string_view bytes)
     return !RecordProblem(std::wstring_view(text.wc_str(), text.length())).empty();
 }
 
+const char* OtherDocumentEncoding(std::string_view bytes)
+{
+    // With a byte-order mark: decoded, its first line a document's start.
+    DecodedText text;
+    if (text.Decode(bytes.data(), std::min<std::size_t>(bytes.size(), 4096)) &&
+        text.Encoding() != TextEncoding::Utf8 && text.Encoding() != TextEncoding::Utf8WithMark &&
+        text.Encoding() != TextEncoding::Latin1) {
+        for (std::size_t n = 0; n < text.Count(); ++n) {
+            const std::wstring_view line = text.Line(n);
+            const std::size_t first = line.find_first_not_of(L" \t");
+            if (first == std::wstring_view::npos)
+                continue;
+            return line[first] == L'{' && !RecordProblem(line).empty() ? EncodingName(text.Encoding()) : nullptr;
+        }
+        return nullptr;
+    }
+    // Without one: "{" beside the zero bytes of its wider units.
+    std::size_t at = 0;
+    while (at < bytes.size() && (bytes[at] == '\0' || bytes[at] == ' ' || bytes[at] == '\t' || bytes[at] == '\r' ||
+                                 bytes[at] == '\n'))
+        ++at;
+    if (at >= bytes.size() || bytes[at] != '{')
+        return nullptr;
+    const auto zeros = [&](std::size_t from, std::size_t count) {
+        return from + count <= bytes.size() && bytes.substr(from, count).find_first_not_of('\0') == std::string_view::npos;
+    };
+    if (zeros(at + 1, 3))
+        return EncodingName(TextEncoding::Utf32Le);
+    if (at >= 3 && zeros(at - 3, 3))
+        return EncodingName(TextEncoding::Utf32Be);
+    if (zeros(at + 1, 1))
+        return EncodingName(TextEncoding::Utf16Le);
+    if (at >= 1 && zeros(at - 1, 1))
+        return EncodingName(TextEncoding::Utf16Be);
+    return nullptr;
+}
+
 std::string ReadResultDocument(std::string_view bytes, ResultDocument& document)
 {
     try {
@@ -841,7 +935,9 @@ std::string CheckResultDocument(const ResultDocument& d)
                ")";
     const std::vector<std::string_view> fields = Fields(d.record);
     const std::string_view speed = fields[FieldSpeedPoints], power = fields[FieldPowerPoints];
-    std::string problem;
+    std::string problem = CheckMachine(d, fields);
+    if (!problem.empty())
+        return problem;
     if (d.transcribed) {
         problem = CheckTranscribed(d.speed, "speed", speed);
         return problem.empty() ? CheckTranscribed(d.power, "power", power) : problem;

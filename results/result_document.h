@@ -62,10 +62,16 @@ std::string WriteResultDocument(const ResultDocument& document);
 /// is "{".
 bool LooksLikeResultDocument(std::string_view bytes);
 
+/// The encoding of `bytes` when they are a JSON text in UTF-16 or UTF-32
+/// (as an editor may save a document), with or without a byte-order mark:
+/// "UTF-16LE" and so on; null for anything else.
+const char* OtherDocumentEncoding(std::string_view bytes);
+
 /// Reads a document: an empty text when `bytes` is one (its "format"
-/// ResultDocumentFormat, every member present and of its type, counts whole,
-/// numbers finite and in range, text valid UTF-8 without control
-/// characters, the record a record), else why not, in plain words ("not
+/// ResultDocumentFormat, UTF-8, no member given twice in one object, every
+/// member present and of its type, counts whole, numbers finite and in
+/// range, text valid UTF-8 without the characters RefusedCharacterKind
+/// names, the record a record), else why not, in plain words ("not
 /// JSON: ...", "speed.threads[0].perSecond[3] is not a whole number from 0
 /// to 10000000", ...), and `document` is left as it was. The summaries,
 /// thread spreads and verdicts are worked out again from the samples and
@@ -78,6 +84,9 @@ std::string ReadResultDocument(std::string_view bytes, ResultDocument& document)
 /// (9000)", "it measured other work (tarnwick-cycle-0); its scores cannot be
 /// compared"). Each thread's points must be what its samples give, each
 /// test's points their sum, the record's points those, "%.0f"; one speed
-/// thread, and as many power threads as the power test ran. A transcribed
-/// document has no samples to check; its points must be its record's.
+/// thread, and as many power threads as the power test ran. The record must
+/// name the machine the document describes: the maker its vendor names (any
+/// for another vendor), its brand as the model, its logical processors,
+/// which both tests ran on. A transcribed document has no samples to check;
+/// its points must be its record's.
 std::string CheckResultDocument(const ResultDocument& document);

@@ -4,6 +4,7 @@
 #include "core/state.h"
 #include "config/paths.h"
 #include "files/atomic_file.h"
+#include "files/encoding.h"
 #include "files/text_document.h"
 #include "results/results_table.h"
 
@@ -156,6 +157,27 @@ int Load()
     }
     return status;
 }
+
+// A record with a character no table takes is not written: it would change
+// how the lines around it show, or break the line.
+bool RecordRefused(int op)
+{
+    if (op != ResultsOpAppend && op != ResultsOpReplace)
+        return false;
+    const wxString line = JoinRecordFields();
+    const std::string refused = RefusedCharacterIn(std::wstring_view(line.wc_str(), line.length()));
+    if (refused.empty())
+        return false;
+    FileFailure failure;
+    failure.kind = FileFailure::Kind::Refused;
+    failure.status = 2;
+    failure.path = UpdateFilePaths().resultsFile;
+    failure.error = EINVAL;
+    failure.other = wxS("holds ") + wxString::FromUTF8(refused);
+    LastProblem() = {failure, false};
+    BackupPending = 0;  // no change, so no backup is due
+    return true;
+}
 }  // namespace
 
 std::uint64_t ResultsFileLimit()
@@ -167,6 +189,8 @@ int AccessResultsFile(int op)
 {
     if (op == ResultsOpLoad)
         return Load();
+    if (RecordRefused(op))
+        return Told(2);
     return ChangeResultsFile([op](TextDocument& file) { return Modify(file, op); });
 }
 
@@ -206,6 +230,8 @@ int ChangeResultsBytes(const ResultsBytesEditor& edit)
 
 int ChangeShownResult(int op, const wxString& shownLine)
 {
+    if (RecordRefused(op))
+        return Told(2);
     const std::wstring shown = shownLine.ToStdWstring();
     return ChangeResultsFile([op, &shown](TextDocument& file) {
         const std::size_t count = file.LineCount();

@@ -4,11 +4,13 @@
 #include "sensors/kernel_files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 std::string SensorRoot = "/";
 
@@ -16,6 +18,20 @@ void TakeSensorRootFromEnvironment()
 {
     if (const char* root = std::getenv("TARNWICK_SENSOR_ROOT"); root != nullptr && *root != '\0')
         SensorRoot = root;
+}
+
+std::string SensorRootProblem()
+{
+    struct stat info {};
+    if (::stat(SensorRoot.c_str(), &info) != 0)
+        return std::strerror(errno);
+    if (!S_ISDIR(info.st_mode))
+        return "it is not a folder";
+    const int fd = ::open(SensorRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return std::strerror(errno);
+    ::close(fd);
+    return {};
 }
 
 SensorHistory HeatReadings;

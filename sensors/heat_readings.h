@@ -19,6 +19,10 @@ extern std::string SensorRoot;
 /// another machine's /sys and /proc, as a container mounts the host's.
 void TakeSensorRootFromEnvironment();
 
+/// Why SensorRoot cannot be read from (it is missing, not a folder, a loop
+/// of links, unreadable), or an empty text when it can.
+std::string SensorRootProblem();
+
 /// The samples of the running or the last heat test.
 extern SensorHistory HeatReadings;
 

@@ -35,6 +35,33 @@ int FirstWorkersProcessor()
     return online > 0 && allowed.size() >= static_cast<std::size_t>(online) ? allowed.front() : 0;
 }
 
+// The processors the heat workers go by, as a message names them: one
+// worker a processor, each on one this process may use when there are
+// enough, else numbered from 0.
+std::string WorkersProcessors()
+{
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    std::vector<int> allowed;
+    if (sched_getaffinity(0, sizeof set, &set) == 0)
+        for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+            if (CPU_ISSET(cpu, &set))
+                allowed.push_back(cpu);
+    const std::size_t workers = static_cast<std::size_t>(std::max(sysconf(_SC_NPROCESSORS_ONLN), 1L));
+    std::vector<int> numbers;
+    for (std::size_t k = 0; k < workers; ++k)
+        numbers.push_back(allowed.size() >= workers ? allowed[k] : static_cast<int>(k));
+    bool run = true;
+    for (std::size_t k = 1; k < numbers.size(); ++k)
+        run = run && numbers[k] == numbers[k - 1] + 1;
+    if (run)
+        return "from " + std::to_string(numbers.front()) + " to " + std::to_string(numbers.back());
+    std::string text;
+    for (std::size_t k = 0; k < numbers.size(); ++k)
+        text += (k == 0 ? "" : k + 1 == numbers.size() ? " or " : ", ") + std::to_string(numbers[k]);
+    return text;
+}
+
 std::vector<std::string> Lines(const std::string& text)
 {
     std::vector<std::string> lines;
@@ -147,7 +174,7 @@ TEST_F(Cli, AHeatFaultThatIsNotProcessorColonSecondsIsRefusedBeforeTheTest)
         EXPECT_EQ(o.err, std::string("tarnwick-cli: TARNWICK_HEAT_FAULT must be PROCESSOR:SECONDS ") +
                              (std::string(value) == "abc" || std::string(value) == "1"
                                   ? "(two whole numbers), not \""
-                                  : "(a processor from 0 to 65535 and whole seconds from 0), not \"") +
+                                  : "(a processor " + WorkersProcessors() + " and whole seconds from 0), not \"") +
                              value + "\"\n")
             << value;
         EXPECT_FALSE(fs::exists(dir / "heat.csv")) << value;
@@ -155,6 +182,26 @@ TEST_F(Cli, AHeatFaultThatIsNotProcessorColonSecondsIsRefusedBeforeTheTest)
     }
     // Empty is unset.
     EXPECT_EQ(Run("heat --minutes 1 --seconds 1 --quiet", "TARNWICK_HEAT_FAULT= ").code, 0);
+}
+
+TEST_F(Cli, AHeatFaultOnAProcessorNoWorkerRunsOnIsRefusedAlike)
+{
+    // The processors this process may use, past the last and far beyond.
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    ASSERT_EQ(sched_getaffinity(0, sizeof set, &set), 0);
+    int last = 0;
+    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+        if (CPU_ISSET(cpu, &set))
+            last = cpu;
+    for (const std::string processor : {std::to_string(last + 1), std::string("65535")}) {
+        WriteFile("heat.csv", "the old log\n");
+        const Outcome o = Run("heat --minutes 1 --seconds 1 --log heat.csv", "TARNWICK_HEAT_FAULT=" + processor + ":0 ");
+        EXPECT_EQ(o.code, 1) << processor;
+        EXPECT_EQ(o.err, "tarnwick-cli: TARNWICK_HEAT_FAULT must be PROCESSOR:SECONDS (a processor " +
+                             WorkersProcessors() + " and whole seconds from 0), not \"" + processor + ":0\"\n");
+        EXPECT_EQ(ReadFile(dir / "heat.csv"), "the old log\n");
+    }
 }
 
 TEST_F(Cli, AShortenedHeatTestNeedsNoMinutesAndAFullOneDoes)

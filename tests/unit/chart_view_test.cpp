@@ -373,6 +373,8 @@ TestEvidence MeasuredRun(const char* test, double otherPercent)
     e.threadPoints = {9000.0};
     e.points = 9000.0;
     e.conditions.otherPercent = otherPercent;
+    e.conditions.stealPercent = 0.0;
+    e.conditions.logicalProcessors = 4;
     e.conditions.threads = 1;
     CompleteEvidence(e);
     return e;

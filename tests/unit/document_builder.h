@@ -22,8 +22,9 @@ inline RunSamples Samples(std::uint32_t seconds, std::uint32_t perSecond, std::u
 }
 
 /// A measured run of `threads`, its points worked out as the program does,
-/// on a quiet machine of 16 logical processors.
-inline TestEvidence Evidence(const std::string& test, std::int32_t millis, std::vector<RunSamples> threads)
+/// on a quiet machine of 16 logical processors (or `processors`).
+inline TestEvidence Evidence(const std::string& test, std::int32_t millis, std::vector<RunSamples> threads,
+                             std::uint32_t processors = 16)
 {
     TestEvidence e;
     e.measured = true;
@@ -45,7 +46,7 @@ inline TestEvidence Evidence(const std::string& test, std::int32_t millis, std::
     c.lowestMhzEnd = 3312.5;
     c.governors = {"performance", "performance"};
     c.threadsPerCore = 2;
-    c.logicalProcessors = 16;
+    c.logicalProcessors = processors;
     c.threads = static_cast<std::uint32_t>(e.threads.size());
     CompleteEvidence(e);
     return e;
@@ -60,33 +61,37 @@ inline std::string PointsField(double points)
 }
 
 /// A record line of `speed` and `power` points.
-inline std::string DocumentRecord(const std::string& model, const std::string& speed, const std::string& power)
+inline std::string DocumentRecord(const std::string& model, const std::string& speed, const std::string& power,
+                                  std::uint32_t processors = 16)
 {
-    return "AMD;" + model + ";3800;4700;1;8;16;Linux;6.1;" + speed + ";" + power + ";yes";
+    return "AMD;" + model + ";3800;4700;1;8;" + std::to_string(processors) + ";Linux;6.1;" + speed + ";" + power +
+           ";yes";
 }
 
 /// A genuine document: ten seconds of one speed thread around `speedBlocks`
-/// a second, and of `powerThreads` power threads around `powerBlocks`.
+/// a second, and of `powerThreads` power threads around `powerBlocks`, on
+/// a processor whose brand is `model`.
 inline ResultDocument Document(const std::string& model = "Ryzen 7 5800X", std::uint32_t speedBlocks = 900,
-                               std::uint32_t powerBlocks = 880, std::uint32_t powerThreads = 4)
+                               std::uint32_t powerBlocks = 880, std::uint32_t powerThreads = 4,
+                               std::uint32_t processors = 16)
 {
     ResultDocument d;
     d.version = "1.5.0.0";
     d.workCycle = WorkCycleIdentity;
     d.date = "2026-11-24T09:30:00Z";
     d.machine.vendor = "AuthenticAMD";
-    d.machine.brand = "AMD Ryzen 7 5800X 8-Core Processor";
+    d.machine.brand = model;
     d.machine.signature = "A20F10";
     d.machine.modelName = "AMD Ryzen 7 5800X 8-Core Processor";
-    d.machine.logicalProcessors = 16;
+    d.machine.logicalProcessors = processors;
     d.machine.kernel = "6.1.0-27-amd64";
     d.machine.os = "Debian GNU/Linux 12 (bookworm)";
-    d.speed = Evidence("speed", 10000, {Samples(10, speedBlocks)});
+    d.speed = Evidence("speed", 10000, {Samples(10, speedBlocks)}, processors);
     std::vector<RunSamples> threads;
     for (std::uint32_t k = 0; k < powerThreads; ++k)
         threads.push_back(Samples(10, powerBlocks + k, k));
-    d.power = Evidence("power", 10000, std::move(threads));
-    d.record = DocumentRecord(model, PointsField(d.speed.points), PointsField(d.power.points));
+    d.power = Evidence("power", 10000, std::move(threads), processors);
+    d.record = DocumentRecord(model, PointsField(d.speed.points), PointsField(d.power.points), processors);
     return d;
 }
 
@@ -99,6 +104,8 @@ inline ResultDocument TranscribedDocument(double speed = 9000, double power = 35
     d.workCycle = WorkCycleIdentity;
     d.date = "2026-11-24T09:30:00Z";
     d.transcribed = true;
+    d.machine.vendor = "AuthenticAMD";
+    d.machine.brand = "Old model";
     d.machine.logicalProcessors = 16;
     d.speed.test = "speed";
     d.speed.points = speed;

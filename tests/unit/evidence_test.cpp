@@ -256,7 +256,7 @@ TEST(Verdict, MoreThreadsThanLogicalProcessorsOverstateThePoints)
     ASSERT_FALSE(e.verdict.steady);
     EXPECT_EQ(e.verdict.reasons,
               (std::vector<std::string>{"3 threads ran on 2 logical processors: the points overstate the processor"}));
-    EXPECT_FALSE(e.verdict.mayBeLow);
+    EXPECT_FALSE(e.verdict.MayBeLow());
     EXPECT_EQ(EvidenceLine(e),
               "This run: spread 0.0 %, 3 threads ran on 2 logical processors: the points overstate the processor.");
 }
@@ -302,7 +302,7 @@ TEST(Verdict, EveryReasonIsListed)
     e.conditions.onBattery = true;
     CompleteEvidence(e);
     EXPECT_EQ(e.verdict.reasons.size(), 3u);
-    EXPECT_TRUE(e.verdict.mayBeLow);
+    EXPECT_TRUE(e.verdict.MayBeLow());
 }
 
 TEST(Repeat, AGivenNumberOfRunsIsRunWhateverTheySay)

@@ -159,9 +159,13 @@ TEST_F(FileFaults, WithoutHardLinksTheTableIsMadeWholeByARenameThatNeverReplaces
 
     // Another program makes it between our look and our rename: its file stays.
     fs::remove(dir / "cpu_results.csv");
-    SystemCalls().renameNoReplace = [](const char* from, const char* to) {
-        std::ofstream(to) << "made by another program\n";
-        return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+    SystemCalls().renameAt = [](int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
+        if ((flags & RENAME_NOREPLACE) != 0) {
+            const int made = ::openat(toFolder, to, O_WRONLY | O_CREAT | O_EXCL, 0644);
+            ::write(made, "made by another program\n", 24);
+            ::close(made);
+        }
+        return ::renameat2(fromFolder, from, toFolder, to, flags);
     };
     ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
     EXPECT_EQ(Read("cpu_results.csv"), "made by another program\n");

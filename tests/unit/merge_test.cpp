@@ -32,7 +32,7 @@ TEST(RecordProblem, ARecordHasNone)
     EXPECT_EQ(Problem(L";;;;;;;;;0;0;no"), "");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;+1;1.5e3;yes"), "");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;-0;-2;yes"), "");
-    EXPECT_EQ(Problem(L"A;B\tC;;;;;;;;.5;7.;yes"), "");
+    EXPECT_EQ(Problem(L"A;B\u00e9\u2027\u202f\u206a;;;;;;;;.5;7.;yes"), "");  // neighbours of the refused ones
 }
 
 TEST(RecordProblem, EachWayOfNotBeingARecordIsNamed)
@@ -52,8 +52,32 @@ TEST(RecordProblem, EachWayOfNotBeingARecordIsNamed)
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1;0x10;yes"), "the power points \"0x10\" are not a number");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2;Yes"), "\"Display\" is \"Yes\", neither yes nor no");
     EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2;yes "), "\"Display\" is \"yes \", neither yes nor no");
-    EXPECT_EQ(Problem(std::wstring(L"A\0B;;;;;;;;;1;2;yes", 19)), "holds a control character");
-    EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2;yes\x7f"), "holds a control character");
+    EXPECT_EQ(Problem(std::wstring(L"A\0B;;;;;;;;;1;2;yes", 19)), "holds a control character (U+0000)");
+    EXPECT_EQ(Problem(L"A;B;;;;;;;;1;2;yes\x7f"), "holds a control character (U+007F)");
+}
+
+TEST_F(Merge, EveryControlSeparatorAndDirectionCharacterIsRefusedTabIncluded)
+{
+    const std::vector<std::pair<wchar_t, std::string>> refused = {
+        {L'\t', "a control character (U+0009)"},        {L'\x1b', "a control character (U+001B)"},
+        {L'\x80', "a control character (U+0080)"},      {L'\x85', "a control character (U+0085)"},
+        {L'\x9b', "a control character (U+009B)"},      {L'\x9f', "a control character (U+009F)"},
+        {L'\u2028', "a line separator (U+2028)"},         {L'\u2029', "a line separator (U+2029)"},
+        {L'\u202a', "a bidirectional control character (U+202A)"},
+        {L'\u202e', "a bidirectional control character (U+202E)"},
+        {L'\u2066', "a bidirectional control character (U+2066)"},
+        {L'\u2069', "a bidirectional control character (U+2069)"}};
+    for (const auto& [c, kind] : refused) {
+        const std::wstring line = std::wstring(L"AMD;Ry") + c + L"zen;;;;;;;;1;2;yes";
+        EXPECT_EQ(Problem(line), "holds " + kind) << int(c);
+        // Read from a results file's bytes (UTF-8) as from decoded text.
+        Write("cpu_results.csv", Line("Old") + "\n");
+        const MergeOutcome o = Merge1(wxString(line).utf8_string() + "\n");
+        ASSERT_EQ(o.refused.size(), 1u) << int(c);
+        EXPECT_EQ(o.refused[0].reason, "holds " + kind) << int(c);
+        EXPECT_EQ(o.added, 0u);
+        EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n");
+    }
 }
 
 TEST(RecordProblem, LongFieldsAreQuotedShortAndLongLinesRefused)
@@ -452,7 +476,8 @@ TEST_F(Merge, ATranscribedDocumentIsAddedUnlessOnlySteadyRunsMay)
 TEST_F(Merge, PowerFarFromSpeedIsReportedButAdded)
 {
     Write("cpu_results.csv", "");
-    // 4 threads of 8,800 points against one of 1,012: more than 1.5 x 4 x 1,012.
+    // 4 threads of 8,800 points against one of 1,012 on a machine of 16
+    // logical processors: more than 1.5 x 16 x 1,012.
     const ResultDocument high = Document("Fast", 100, 880, 4);
     // 1 thread of 4,409 points against 9,012: less than half.
     const ResultDocument low = Document("Slow", 900, 440, 1);
@@ -464,12 +489,32 @@ TEST_F(Merge, PowerFarFromSpeedIsReportedButAdded)
                                          MergeSource{wxS("lines.csv"), lines}});
     EXPECT_EQ(Refusals(o), "");
     EXPECT_EQ(o.added, 6u);
-    EXPECT_EQ(Findings(o), "high.json:0: its power points (35302) are more than 1.5 x 4 threads x its speed points "
-                           "(1012)\n"
+    EXPECT_EQ(Findings(o), "high.json:0: its power points (35302) are more than 1.5 x 16 logical processors x its "
+                           "speed points (1012)\n"
                            "low.json:0: its power points (4409) are less than half its speed points (9012)\n"
-                           "lines.csv:1: its power points (1201) are more than 1.5 x 8 threads x its speed points "
-                           "(100)\n"
+                           "lines.csv:1: its power points (1201) are more than 1.5 x 8 logical processors x its "
+                           "speed points (100)\n"
                            "lines.csv:3: its power points (49) are less than half its speed points (100)\n");
+}
+
+TEST_F(Merge, PlausibilityCountsTheProcessorsTheMachineHadNotTheThreadsItRan)
+{
+    Write("cpu_results.csv", "");
+    // Forty threads on two processors: the points overstate the processor,
+    // and 1.5 x 2 x the speed is the most two processors can give.
+    const ResultDocument many = Document("Crowded", 900, 880, 40, 2);
+    const MergeOutcome o = Merge1(DocumentText(many), "many.json");
+    EXPECT_EQ(Refusals(o), "");
+    EXPECT_EQ(o.added, 1u);
+    EXPECT_EQ(Findings(o), "many.json:0: its power points (" + PointsField(many.power.points) +
+                               ") are more than 1.5 x 2 logical processors x its speed points (" +
+                               PointsField(many.speed.points) + ")\n");
+    // The same record as a line of a table says the same.
+    Write("cpu_results.csv", "");
+    const MergeOutcome line = Merge1(many.record + "\n", "lines.csv");
+    EXPECT_EQ(Findings(line), "lines.csv:1: its power points (" + PointsField(many.power.points) +
+                                  ") are more than 1.5 x 2 logical processors x its speed points (" +
+                                  PointsField(many.speed.points) + ")\n");
 }
 
 TEST_F(Merge, AnOutlierAmongFourRecordsOfItsModelIsReported)

@@ -94,8 +94,9 @@ public:
         // the runner's --no-lock allows.
         Item("file system calls", [saved = SystemCalls()] {
                  const FileSystemCalls& now = SystemCalls();
-                 return now.flock != saved.flock || now.link != saved.link ||
-                        now.renameNoReplace != saved.renameNoReplace || now.write != saved.write;
+                 return now.flock != saved.flock || now.linkAt != saved.linkAt || now.renameAt != saved.renameAt ||
+                        now.write != saved.write || now.fchmod != saved.fchmod ||
+                        now.betweenCheckAndUse != saved.betweenCheckAndUse;
              },
              [saved = SystemCalls()] { SystemCalls() = saved; });
         Item("changes without lock", [saved = ChangesWithoutLockAllowed()] { return ChangesWithoutLockAllowed() != saved; },

@@ -124,6 +124,20 @@ public:
         return paths;
     }
 
+    /// A machine whose counters read and show nothing else running:
+    /// /proc/stat and this process's own times that never move, and `count`
+    /// processors of one core each in one package.
+    void QuietProcessors(int count) const
+    {
+        Write("proc/stat", "cpu  1000 0 500 90000 10 0 0 0 0 0\n");
+        Write("proc/self/stat", "1 (tarnwick-cli) R 1 1 1 0 -1 4194304 0 0 0 0 700 300 0 0 20 0 1 0 1 0 0\n");
+        for (int cpu = 0; cpu < count; ++cpu) {
+            const std::string folder = "sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/";
+            Write(folder + "physical_package_id", "0\n");
+            Write(folder + "core_id", std::to_string(cpu) + "\n");
+        }
+    }
+
     /// Processors without cpufreq: only their directories.
     void CpusWithoutCpufreq(int count) const
     {
