@@ -15,7 +15,7 @@ TSAN_BUILD := build-tsan
 # Every unit test that starts threads or processes runs under ThreadSanitizer:
 # the workers of the power and heat tests, the sampled runs, and the file
 # tests whose writers run side by side or are killed.
-TSAN_TESTS ?= PowerTest.*:HeatTest.*:Workers.*:SampledTests.*:SharedFiles.*:KilledWriters.*:FileFaults.*:ResultsFile.*:UnprivilegedChild.*
+TSAN_TESTS ?= PowerTest.*:HeatTest.*:Workers.*:SampledTests.*:SharedFiles.*:KilledWriters.*:FileFaults.*:ResultsFile.*:UnprivilegedChild.*:Output.*
 JOBS       := $(shell nproc)
 CMAKE_ARGS := -DCMAKE_BUILD_TYPE=Release
 PREFIX     ?= /usr/local
@@ -69,7 +69,7 @@ test: deps-test
 
 fuzz-build:
 	@CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_FUZZ=ON -DTARNWICK_TESTS=ON >/dev/null
-	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge fuzz_document -j $(JOBS)
+	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge fuzz_document fuzz_output -j $(JOBS)
 
 fuzz: deps-test fuzz-build
 	scripts/run-fuzzers.sh --keep $(FUZZ_FLAGS) $(FUZZ_BUILD) $(FUZZ_TIME)

@@ -32,7 +32,8 @@ const std::vector<CliOption>& CliOptions()
          "exit with status 3 when a run was unsteady (speed, power, record) or a line or document was refused "
          "(merge)"},
         {"save", "FILE",
-         "write the result document to FILE: the record with both tests' samples, conditions and verdicts (record)"},
+         "write the result document to FILE (-: standard output, the record line then going to standard error): "
+         "the record with both tests' samples, conditions and verdicts (record)"},
         {"steady-only", nullptr, "refuse result documents with an unsteady run (merge)"},
         {"no-lock", nullptr,
          "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "

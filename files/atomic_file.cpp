@@ -54,6 +54,7 @@ void ToStandardError(const wxString& text)
 }
 
 std::atomic<FileNoticeSink> NoticeSink{ToStandardError};
+std::atomic<bool> ModeNoticeTold{false};
 
 int Lock(int fd, int operation)
 {
@@ -107,8 +108,7 @@ void ReleasePending(int& slot)
 // every new file there would say it again.
 void TellModeNotSet(const std::string& file, mode_t mode, int error)
 {
-    static std::atomic<bool> told{false};
-    if (told.exchange(true))
+    if (ModeNoticeTold.exchange(true))
         return;
     NoticeSink.load()(wxString::Format(wxS("%s: its permissions could not be set to %04o (%s); it keeps those its "
                                            "file system gives"),
@@ -163,6 +163,7 @@ FileSystemCalls& SystemCalls()
 
 FileNoticeSink SetFileNoticeSink(FileNoticeSink sink)
 {
+    ModeNoticeTold.store(false);
     return NoticeSink.exchange(sink != nullptr ? sink : ToStandardError);
 }
 
@@ -444,7 +445,7 @@ int ReplacingWriter::Flush()
     return error;
 }
 
-int ReplacingWriter::Prepare()
+int ReplacingWriter::Prepare(const char* stage)
 {
     if (!m_fd.Valid())
         return EBADF;
@@ -453,13 +454,13 @@ int ReplacingWriter::Prepare()
         Discard();
         return error;
     }
-    SystemCalls().betweenCheckAndUse("commit");
+    SystemCalls().betweenCheckAndUse(stage);
     return 0;
 }
 
 int ReplacingWriter::Commit()
 {
-    if (const int error = Prepare())
+    if (const int error = Prepare("commit"))
         return error;
     const int folder = m_folder.Get();
     if (SystemCalls().renameAt(folder, m_temporary.c_str(), folder, m_name.c_str(), 0) != 0) {
@@ -475,7 +476,7 @@ int ReplacingWriter::Commit()
 
 int ReplacingWriter::CommitNew()
 {
-    if (const int error = Prepare())
+    if (const int error = Prepare("commit new"))
         return error;
     const int folder = m_folder.Get();
     const char* temporary = m_temporary.c_str();
@@ -510,7 +511,7 @@ int ReplacingWriter::CommitNew()
 
 int ReplacingWriter::CommitOver(const struct stat& expected)
 {
-    if (const int error = Prepare())
+    if (const int error = Prepare("commit over"))
         return error;
     const int folder = m_folder.Get();
     const char* temporary = m_temporary.c_str();

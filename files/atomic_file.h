@@ -29,16 +29,17 @@ struct FileSystemCalls {
     long (*write)(int fd, const void* data, std::size_t size);
     int (*fchmod)(int fd, mode_t mode);
     /// Runs between a check and the use it allows ("output": an output was
-    /// looked at and is about to be opened or made; "commit": a new version
-    /// is about to be renamed into place), so that a test can put a link or
-    /// another file there at that moment. Does nothing in the program.
+    /// looked at and is about to be opened; "commit", "commit new", "commit
+    /// over": a new version is about to be put in place by Commit, CommitNew
+    /// or CommitOver), so that a test can put a link or another file there at
+    /// that moment. Does nothing in the program.
     void (*betweenCheckAndUse)(const char* stage);
 };
 FileSystemCalls& SystemCalls();
 
 /// Where the file routines say what the user should know but that stops
 /// nothing (a mode the file system would not take). Standard error until the
-/// program sets one; returns the previous one.
+/// program sets one (each is told once a run); returns the previous one.
 using FileNoticeSink = void (*)(const wxString& text);
 FileNoticeSink SetFileNoticeSink(FileNoticeSink sink);
 
@@ -144,7 +145,7 @@ public:
 
 private:
     void Discard();
-    int Prepare();
+    int Prepare(const char* stage);
     Folder m_folder;
     std::string m_name;       ///< the target's name in the folder
     std::string m_temporary;  ///< the temporary file's name in the folder

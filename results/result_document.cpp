@@ -902,14 +902,15 @@ const char* OtherDocumentEncoding(std::string_view bytes)
     const auto zeros = [&](std::size_t from, std::size_t count) {
         return from + count <= bytes.size() && bytes.substr(from, count).find_first_not_of('\0') == std::string_view::npos;
     };
-    if (zeros(at + 1, 3))
-        return EncodingName(TextEncoding::Utf32Le);
-    if (at >= 3 && zeros(at - 3, 3))
+    // Where "{" falls in its unit tells the order of the unit's bytes.
+    if (at % 4 == 3 && zeros(at - 3, 3))
         return EncodingName(TextEncoding::Utf32Be);
-    if (zeros(at + 1, 1))
-        return EncodingName(TextEncoding::Utf16Le);
-    if (at >= 1 && zeros(at - 1, 1))
+    if (at % 4 == 0 && zeros(at + 1, 3))
+        return EncodingName(TextEncoding::Utf32Le);
+    if (at % 2 == 1 && zeros(at - 1, 1))
         return EncodingName(TextEncoding::Utf16Be);
+    if (at % 2 == 0 && zeros(at + 1, 1))
+        return EncodingName(TextEncoding::Utf16Le);
     return nullptr;
 }
 

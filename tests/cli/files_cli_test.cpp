@@ -1,6 +1,7 @@
 // The runner's files where things go wrong: links another user planted,
 // devices and FIFOs, a file system without locks or hard links, endless
 // inputs, outputs that cannot be written, folders the locale cannot name.
+#include "../unit/kernel_protections.h"
 #include "cli_fixture.h"
 
 #include <sys/stat.h>
@@ -34,6 +35,7 @@ TEST_F(CliFiles, ALinkAnotherUserPlantedInAStickyFolderIsNeverWrittenThrough)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "planting a link as another user needs root";
+    const KernelProtectionsOff unprotected;
     // User 65534 plants links in a folder everyone may write to, pointing
     // at files of ours.
     fs::create_directories(dir / "home");

@@ -2,6 +2,7 @@
 // delete and replace through the file, reloading after each change. Lines a
 // change does not touch keep their bytes exactly.
 #include "core/state.h"
+#include "files/encoding.h"
 #include "fuzz_support.h"
 #include "results/results_file.h"
 #include "results/results_table.h"
@@ -19,6 +20,14 @@ bool JoinsBack(std::wstring_view line)
            line.find(L'\0') == std::wstring_view::npos;
 }
 
+// Whether no change may write `record` (a control character, a line
+// separator or a direction control in it): such a change is refused as a
+// whole, the file as it was.
+bool Refused(const std::wstring& record)
+{
+    return !RefusedCharacterIn(record).empty();
+}
+
 // Replaces record `index` by itself: every other line keeps its bytes, and
 // the record's own text is written again.
 void ReplaceByItself(int index)
@@ -28,6 +37,12 @@ void ReplaceByItself(int index)
     SplitResultRecord(static_cast<std::uint32_t>(index));
     const std::wstring record = JoinRecordFields().ToStdWstring();
     CurrentResult = index;
+    if (Refused(record)) {
+        FUZZ_CHECK(AccessResultsFile(ResultsOpReplace) == 2);
+        FUZZ_CHECK(LastResultsProblem().kind == FileFailure::Kind::Refused);
+        FUZZ_CHECK(ReadFuzzFile("cpu_results.csv") == before.bytes);
+        return;
+    }
     FUZZ_CHECK(AccessResultsFile(ResultsOpReplace) == 0);
 
     const FuzzText after(ReadFuzzFile("cpu_results.csv"));
@@ -77,6 +92,13 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     std::string latin1;
     const bool anew = before.text.Encoding() == TextEncoding::Latin1 &&
                       !EncodeText(record, TextEncoding::Latin1, latin1);
+    // The record is looked at before the file.
+    if (Refused(record)) {
+        FUZZ_CHECK(AccessResultsFile(ResultsOpAppend) == 2);
+        FUZZ_CHECK(LastResultsProblem().kind == FileFailure::Kind::Refused);
+        FUZZ_CHECK(ReadFuzzFile("cpu_results.csv") == before.bytes);
+        return 0;
+    }
     if (before.text.EndsInACutUnit()) {
         // A table ending in a cut UTF-16 or UTF-32 unit takes no line after
         // it: refused, the file as it was.

@@ -9,6 +9,7 @@
 #include <wx/choice.h>
 #include <wx/ffile.h>
 #include <wx/filefn.h>
+#include <wx/filename.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
@@ -250,6 +251,32 @@ TEST_F(ResultsDialog, NewRecordIsAppendedAfterABackup)
     EXPECT_EQ(Shown(), "4");
     EXPECT_EQ(dialog->NewRecordMode, 0);
     EXPECT_EQ(BackupPending, 0);
+}
+
+TEST_F(ResultsDialog, ARecordHoldingATabOrADirectionCharacterIsRefusedAndStaysTyped)
+{
+    Use(Three);
+    PressButton(dialog->m_newButton);
+    const char* values[] = {"Maker", "Model X", "2000", "2500", "1", "2", "4", "Linux", "6.1", "1500", "5000"};
+    for (int f = 0; f < 11; ++f)
+        Type(f, values[f]);
+    // Pasted from elsewhere: a tab, which a field takes but no table does.
+    Type(1, wxS("Model\tX"));
+    const wxString refused = wxS("The record holds a control character (U+0009), which ") + wxFileName::GetCwd() +
+                             wxS("/cpu_results.csv does not take; the change was not saved.");
+    wxTEST_DIALOG(PressButton(dialog->m_saveButton), ExpectMessage(refused, wxS("Tarnwick - results file")));
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), Three);
+    EXPECT_FALSE(wxFileExists(wxS("cpu_result.bak")));
+    EXPECT_EQ(dialog->NewRecordMode, 1);
+    EXPECT_EQ(Field(1), wxS("Model\tX"));
+    // An edit of a stored record alike.
+    PressButton(dialog->m_cancelButton);
+    Type(1, wxS("Ryzen\u202e"));
+    const wxString direction = wxS("The record holds a bidirectional control character (U+202E), which ") +
+                               wxFileName::GetCwd() + wxS("/cpu_results.csv does not take; the change was not saved.");
+    wxTEST_DIALOG(PressButton(dialog->m_saveButton), ExpectMessage(direction, wxS("Tarnwick - results file")));
+    EXPECT_EQ(ReadBytes("cpu_results.csv"), Three);
+    EXPECT_EQ(Field(1), wxS("Ryzen\u202e"));
 }
 
 TEST_F(ResultsDialog, AnEditedRecordReplacesItsLineOnly)

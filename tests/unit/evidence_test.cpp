@@ -305,6 +305,63 @@ TEST(Verdict, EveryReasonIsListed)
     EXPECT_TRUE(e.verdict.MayBeLow());
 }
 
+TEST(Verdict, ConditionsThatCouldNotBeReadAreNeverSteady)
+{
+    TestEvidence e = Steady();
+    e.conditions.otherPercent.reset();
+    CompleteEvidence(e);
+    EXPECT_FALSE(e.verdict.steady);
+    EXPECT_EQ(e.verdict.reasons, (std::vector<std::string>{"conditions could not be read (other programs' share)"}));
+    e.conditions.stealPercent.reset();
+    e.conditions.logicalProcessors = 0;
+    CompleteEvidence(e);
+    EXPECT_EQ(e.verdict.reasons, (std::vector<std::string>{"conditions could not be read (other programs' share, "
+                                                           "steal time, logical processors)"}));
+    // It judges nothing in the run's favour, and nothing against the score.
+    EXPECT_FALSE(e.verdict.MayBeLow());
+    EXPECT_EQ(EvidenceLine(e), "This run: spread 0.0 %, conditions could not be read (other programs' share, steal "
+                               "time, logical processors).");
+    // Counters that do not exist on the machine (throttling, temperatures,
+    // governors) are no conditions left unread.
+    e = Steady();
+    e.conditions.throttleBefore.reset();
+    e.conditions.throttleAfter.reset();
+    e.conditions.highestCelsiusStart.reset();
+    e.conditions.governors.clear();
+    CompleteEvidence(e);
+    EXPECT_TRUE(e.verdict.steady);
+}
+
+TEST(Verdict, FewerThanThreeSamplesAThreadAreTooShortToJudge)
+{
+    for (const std::uint32_t seconds : {0u, 1u, 2u, 3u}) {
+        TestEvidence e = Steady(2);
+        e.millis = static_cast<std::int32_t>(seconds * 1000);
+        for (RunSamples& thread : e.threads)
+            thread.perSecond.assign(seconds, 900);
+        CompleteEvidence(e);
+        EXPECT_EQ(e.verdict.steady, seconds == 3) << seconds;
+        if (seconds < 3) {
+            EXPECT_EQ(e.verdict.reasons,
+                      (std::vector<std::string>{"too short to judge: " + std::to_string(seconds) +
+                                                (seconds == 1 ? " one-second sample" : " one-second samples") +
+                                                " a thread, fewer than 3"}))
+                << seconds;
+        }
+    }
+}
+
+TEST(Verdict, ReasonsThatMayLowerTheScoreComeFirstAndThoseThatOverstateItAfter)
+{
+    TestEvidence e = Steady(3);  // three threads on two processors: overstated
+    e.conditions.otherPercent = 48.0;
+    CompleteEvidence(e);
+    EXPECT_TRUE(e.verdict.MayBeLow());
+    EXPECT_EQ(e.verdict.lowers, (std::vector<bool>{true, false}));
+    EXPECT_EQ(EvidenceLine(e), "This run: spread 0.0 %, another program used 48 % of a processor: the score may be "
+                               "low; 3 threads ran on 2 logical processors: the points overstate the processor.");
+}
+
 TEST(Repeat, AGivenNumberOfRunsIsRunWhateverTheySay)
 {
     EXPECT_TRUE(WantsAnotherRun(2, {9000}));

@@ -267,6 +267,45 @@ TEST_F(FileFaults, AFullFileSystemLeavesTheTableWholeAndTheMessageTrue)
     ::umount((dir / "small").c_str());
 }
 
+namespace {
+int RenamesOver = 0;
+
+// Just before the changed table takes the old one's place, another program
+// (one that takes no lock: a text editor, a script) renames a file of its
+// own over it, once.
+void RenameAnotherFileOverTheTable(const char* stage)
+{
+    if (std::string(stage) != "commit over" || RenamesOver++ != 0)
+        return;
+    std::ofstream("theirs.csv") << Record("Intel", "Theirs", "5", "6") << "\n";
+    ASSERT_EQ(std::rename("theirs.csv", "cpu_results.csv"), 0);
+}
+}  // namespace
+
+TEST_F(FileFaults, AFileRenamedOverTheTableJustBeforeTheChangeIsChangedInItsTurnNeverLost)
+{
+    const std::string theirs = Record("Intel", "Theirs", "5", "6") + "\n";
+    const std::string added = Record("AMD", "Merged", "7", "8") + "\n";
+    // Where the file system swaps two names, and where it cannot and the
+    // table is looked at just before a plain rename.
+    for (const bool swaps : {true, false}) {
+        SystemCalls() = faults.Real();
+        if (!swaps)
+            FaultyFileSystem::WithoutExchangeRenames();
+        Write("cpu_results.csv", Old);
+        RenamesOver = 0;
+        SystemCalls().betweenCheckAndUse = RenameAnotherFileOverTheTable;
+        const MergeOutcome o = MergeResults({MergeSource{wxS("in.csv"), added}});
+        EXPECT_EQ(o.status, 0) << swaps;
+        EXPECT_EQ(o.added, 1u) << swaps;
+        EXPECT_EQ(RenamesOver, 2) << swaps;  // the change was made twice, the second time on theirs
+        EXPECT_EQ(Read("cpu_results.csv"), theirs + added) << swaps;
+        EXPECT_EQ(Read("cpu_result.bak"), theirs) << swaps;  // the table just before the change that was made
+        EXPECT_TRUE(Hidden(dir).empty()) << swaps;
+        EXPECT_TRUE(messages.empty()) << swaps;
+    }
+}
+
 TEST_F(FileFaults, ATableMovedAwayDuringAChangeIsAReadErrorAndIsNotMadeAgain)
 {
     Write("cpu_results.csv", Old);

@@ -3,6 +3,7 @@
 #include "document_builder.h"
 #include "file_fixture.h"
 #include "results/merge.h"
+#include "files/encoding.h"
 #include "results/results_file.h"
 
 #include <cerrno>
@@ -471,6 +472,36 @@ TEST_F(Merge, ATranscribedDocumentIsAddedUnlessOnlySteadyRunsMay)
     EXPECT_EQ(added.documents, 1u);
     EXPECT_EQ(added.added, 1u);
     EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + d.record + "\n");
+    // Named, so that nobody takes its word for more than it is.
+    EXPECT_EQ(added.transcribed, std::vector<wxString>{wxS("old.json")});
+    // A second time it is present, not added: nothing to name.
+    EXPECT_TRUE(Merge1(DocumentText(d), "old.json").transcribed.empty());
+}
+
+TEST_F(Merge, ADocumentInUtf16IsOneRefusalNamingItsEncodingNotOnePerLine)
+{
+    Write("cpu_results.csv", Line("Old") + "\n");
+    std::string bytes(ByteOrderMark(TextEncoding::Utf16Le));
+    ASSERT_TRUE(EncodeText(wxString::FromUTF8(DocumentText(Document())).ToStdWstring(), TextEncoding::Utf16Le, bytes));
+    const MergeOutcome o = Merge1(bytes, "saved-by-an-editor.json");
+    EXPECT_EQ(Refusals(o), "saved-by-an-editor.json:0: it is a JSON text in UTF-16LE, and result documents are UTF-8\n");
+    EXPECT_EQ(o.refusedCount, 1u);
+    EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n");
+}
+
+TEST_F(Merge, AtMostTwentyReasonsAreKeptAndEveryOneIsCounted)
+{
+    Write("cpu_results.csv", "");
+    std::string lines;
+    for (int k = 0; k < 25; ++k)
+        lines += "not a record " + std::to_string(k) + "\n";
+    lines += Line("Good") + "\n";
+    const MergeOutcome o = Merge1(lines);
+    EXPECT_EQ(o.refusedCount, 25u);
+    ASSERT_EQ(o.refused.size(), MergeReasonsKept);
+    EXPECT_EQ(o.refused.front().line, 1u);
+    EXPECT_EQ(o.refused.back().line, 20u);
+    EXPECT_EQ(o.added, 1u);
 }
 
 TEST_F(Merge, PowerFarFromSpeedIsReportedButAdded)

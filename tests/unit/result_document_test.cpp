@@ -1,6 +1,7 @@
 // Result documents: written, read back, checked against their samples, and
 // refused with a reason when they are not what they claim.
 #include "document_builder.h"
+#include "files/encoding.h"
 #include "results/result_document.h"
 
 #include <gtest/gtest.h>
@@ -424,6 +425,130 @@ TEST(ResultDocument, BadInputIsRefusedWithAReason)
                       j["power"]["threads"].push_back(Json::object());
               }),
               "power.threads holds more than 100000 entries");
+}
+
+TEST(ResultDocument, ARecordRelabelledToAnotherMachineIsRefused)
+{
+    const ResultDocument d = Document();
+    const auto refusal = [&](const std::function<void(Json&)>& edit) { return Refusal(EditedText(d, edit)); };
+    // The record's maker, model and processors against the machine's.
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["record"] = "Intel;Ryzen 7 5800X;3800;4700;1;8;16;Linux;6.1;9012;35302;yes";
+              }),
+              "its record names the maker \"Intel\", but its machine's vendor \"AuthenticAMD\" is AMD");
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["record"] = "AMD;EPYC 9654;3800;4700;1;8;16;Linux;6.1;9012;35302;yes";
+              }),
+              "its record names the model \"EPYC 9654\", but its machine's processor is \"Ryzen 7 5800X\"");
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["record"] = "AMD;Ryzen 7 5800X;3800;4700;1;8;192;Linux;6.1;9012;35302;yes";
+              }),
+              "its record gives \"192\" logical processors, but its machine had 16");
+    // Relabelled whole: the machine too, but not the runs.
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["record"] = "AMD;EPYC 9654;3800;4700;1;8;192;Linux;6.1;9012;35302;yes";
+                  j["machine"]["brand"] = "EPYC 9654";
+                  j["machine"]["logicalProcessors"] = 192;
+              }),
+              "its speed test ran on 16 logical processors, but its machine had 192");
+    // What the kernel could not tell may be completed: frequencies, cores,
+    // the system's version.
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["record"] = "AMD;Ryzen 7 5800X;3801;4701;2;16;16;Linux;Debian 12;9012;35302;no";
+              }),
+              "");
+    // A vendor without a short name leaves the maker to whoever completes it.
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["machine"]["vendor"] = "HygonGenuine";
+                  j["record"] = "Hygon;Ryzen 7 5800X;3800;4700;1;8;16;Linux;6.1;9012;35302;yes";
+              }),
+              "");
+}
+
+TEST(ResultDocument, UnknownConditionsAndOneSecondRunsCannotClaimSteady)
+{
+    const ResultDocument d = Document();
+    const auto refusal = [&](const std::function<void(Json&)>& edit) { return Refusal(EditedText(d, edit)); };
+    EXPECT_EQ(refusal([](Json& j) {
+                  j["power"]["conditions"]["otherPercent"] = nullptr;
+                  j["power"]["conditions"]["logicalProcessors"] = 0;
+              }),
+              "its power verdict says steady but its evidence says unsteady (conditions could not be read (other "
+              "programs' share, logical processors))");
+    // A run of one second: its one sample has no spread to judge.
+    ResultDocument shortRun = Document();
+    shortRun.speed = Evidence("speed", 1000, {Samples(1, 900)});
+    shortRun.record = DocumentRecord(shortRun.machine.brand, PointsField(shortRun.speed.points),
+                                     PointsField(shortRun.power.points));
+    EXPECT_FALSE(shortRun.speed.verdict.steady);
+    EXPECT_EQ(Refusal(WriteResultDocument(shortRun)), "");  // a document, but no steady one
+    EXPECT_EQ(Refusal(EditedText(shortRun, [](Json& j) { j["speed"]["verdict"]["steady"] = true; })),
+              "its speed verdict says steady but its evidence says unsteady (too short to judge: 1 one-second sample "
+              "a thread, fewer than 3)");
+}
+
+TEST(ResultDocument, AMemberGivenTwiceAnywhereRefusesTheDocument)
+{
+    const std::string good = WriteResultDocument(Document());
+    ASSERT_EQ(Refusal(good), "");
+    const auto twice = [&good](const std::string& after, const std::string& member) {
+        std::string text = good;
+        const std::size_t at = text.find(after);
+        return at == std::string::npos ? std::string("(not found)") : text.insert(at + after.size(), member);
+    };
+    // A reader of the file sees the first; the parser would keep the last.
+    EXPECT_EQ(Problem(twice("{\n", "  \"record\": \"AMD;Fake;1;1;1;1;16;Linux;1;99999;99999;yes\",\n")),
+              "the member \"record\" is given twice in one object");
+    EXPECT_EQ(Problem(twice("{\n", "  \"format\": \"tarnwick-result/1\",\n")),
+              "the member \"format\" is given twice in one object");
+    EXPECT_EQ(Problem(twice("\"speed\": {\n", "    \"points\": 1,\n")),
+              "the member \"points\" is given twice in one object");
+    // Spelt otherwise, the same name.
+    EXPECT_EQ(Problem(twice("{\n", "  \"rec\\u006frd\": \"x\",\n")), "the member \"record\" is given twice in one object");
+    // The same name in two objects is two members.
+    EXPECT_EQ(Refusal(good), "");
+}
+
+TEST(ResultDocument, ControlSeparatorAndDirectionCharactersAreRefusedInEveryText)
+{
+    const ResultDocument d = Document();
+    for (const auto& [character, kind] : std::vector<std::pair<std::string, std::string>>{
+             {"\t", "a control character (U+0009)"},
+             {"\xC2\x9B", "a control character (U+009B)"},
+             {"\xC2\x85", "a control character (U+0085)"},
+             {"\xE2\x80\xA8", "a line separator (U+2028)"},
+             {"\xE2\x80\xA9", "a line separator (U+2029)"},
+             {"\xE2\x80\xAE", "a bidirectional control character (U+202E)"},
+             {"\xE2\x81\xA6", "a bidirectional control character (U+2066)"}}) {
+        EXPECT_EQ(Problem(EditedText(d, [&](Json& j) { j["machine"]["os"] = "Debian" + character; })),
+                  "machine.os holds " + kind);
+        EXPECT_EQ(Problem(EditedText(d, [&](Json& j) {
+                      j["record"] = "AMD;Ryzen" + character + ";3800;4700;1;8;16;Linux;6.1;9012;35302;yes";
+                  })),
+                  "record is not a results line (holds " + kind + ")");
+    }
+}
+
+TEST(ResultDocument, ADocumentInUtf16OrUtf32IsOneRefusalNamingItsEncoding)
+{
+    const wxString text = wxString::FromUTF8(WriteResultDocument(Document()));
+    for (const auto& [encoding, name] : std::vector<std::pair<TextEncoding, std::string>>{
+             {TextEncoding::Utf16Le, "UTF-16LE"},
+             {TextEncoding::Utf16Be, "UTF-16BE"},
+             {TextEncoding::Utf32Le, "UTF-32LE"},
+             {TextEncoding::Utf32Be, "UTF-32BE"}}) {
+        std::string bytes;
+        ASSERT_TRUE(EncodeText(text.ToStdWstring(), encoding, bytes));
+        const std::string expected = "it is a JSON text in " + name + ", and result documents are UTF-8";
+        EXPECT_EQ(Problem(bytes), expected) << name;                                              // no mark
+        EXPECT_EQ(Problem(std::string(ByteOrderMark(encoding)) + bytes), expected) << name;  // with one
+        EXPECT_EQ(OtherDocumentEncoding(std::string(ByteOrderMark(encoding)) + bytes), name) << name;
+    }
+    EXPECT_EQ(OtherDocumentEncoding(text.utf8_string()), nullptr);
+    // A results file in UTF-16 is a results file.
+    std::string table = std::string(ByteOrderMark(TextEncoding::Utf16Le));
+    ASSERT_TRUE(EncodeText(L"{AMD};Ryzen;3800;4700;1;8;16;Linux;6.1;900;9000;yes\n", TextEncoding::Utf16Le, table));
+    EXPECT_EQ(OtherDocumentEncoding(table), nullptr);
 }
 
 TEST(ResultDocument, AFailedReadLeavesTheDocumentAsItWas)

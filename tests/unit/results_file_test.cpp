@@ -94,6 +94,37 @@ TEST_F(ResultsFile, ReadOnlyFileKeepsItsTextAndTheMessageSaysWhichAndWhy)
     EXPECT_EQ(failure, "");
 }
 
+TEST_F(ResultsFile, ARecordHoldingAControlSeparatorOrDirectionCharacterIsNeverWritten)
+{
+    const std::string before = Record("AMD", "A", "100", "200") + "\n";
+    Write("cpu_results.csv", before);
+    ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
+    for (const auto& [character, kind] : std::vector<std::pair<std::wstring, std::string>>{
+             {L"\t", "a control character (U+0009)"},
+             {L"\x9b", "a control character (U+009B)"},
+             {L"\u2028", "a line separator (U+2028)"},
+             {L"\u202e", "a bidirectional control character (U+202E)"}}) {
+        messages.clear();
+        SetRecord({L"Intel", L"B" + character + L"C", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
+        BackupPending = 1;
+        EXPECT_EQ(AccessResultsFile(ResultsOpAppend), 2) << kind;
+        ASSERT_EQ(messages.size(), 1u) << kind;
+        EXPECT_EQ(messages[0].first, "The record holds " + kind + ", which " + (dir / "cpu_results.csv").string() +
+                                         " does not take; the change was not saved.");
+        EXPECT_EQ(messages[0].second, "Tarnwick - results file");
+        EXPECT_EQ(BackupPending, 0u);  // no change, so no backup is due
+        // Replacing a record with it is refused alike.
+        CurrentResult = 0;
+        EXPECT_EQ(AccessResultsFile(ResultsOpReplace), 2) << kind;
+        EXPECT_EQ(ChangeShownResult(ResultsOpReplace, wxString::FromUTF8(Record("AMD", "A", "100", "200"))), 2);
+        EXPECT_EQ(Read("cpu_results.csv"), before);
+        EXPECT_FALSE(Exists("cpu_result.bak"));
+    }
+    // Any other character is the user's to type.
+    SetRecord({L"Intel", L"B\u00e9\u2030C", L"", L"", L"", L"", L"4", L"Linux", L"", L"5", L"6", L"yes"});
+    EXPECT_EQ(AccessResultsFile(ResultsOpAppend), 0);
+}
+
 TEST_F(ResultsFile, AFolderThatTakesNoNewFilesRefusesTheChangeSaysWhyAndMakesNoBackup)
 {
     const std::string before = Record("AMD", "A", "100", "200") + "\n";
