@@ -110,10 +110,14 @@ Verdict JudgeRun(const TestEvidence& evidence)
     missing(c.logicalProcessors == 0, "logical processors");
     if (!unread.empty())
         reason("conditions could not be read (" + unread + ")", false);
-    if (evidence.summary.seconds < SteadyLeastSamples)
-        reason("too short to judge: " + std::to_string(evidence.summary.seconds) +
-                   (evidence.summary.seconds == 1 ? " one-second sample" : " one-second samples") +
-                   " a thread, fewer than " + std::to_string(SteadyLeastSamples),
+    // The samples of the thread that has fewest.
+    std::size_t samples = evidence.threads.empty() ? 0 : evidence.threads.front().perSecond.size();
+    for (const RunSamples& thread : evidence.threads)
+        samples = std::min(samples, thread.perSecond.size());
+    if (samples < SteadyLeastSamples)
+        reason("too short to judge: " + std::to_string(samples) +
+                   (samples == 1 ? " one-second sample" : " one-second samples") + " a thread, fewer than " +
+                   std::to_string(SteadyLeastSamples),
                false);
     if (c.otherPercent && AsShown(*c.otherPercent) > SteadyOtherPercent)
         reason("another program used " + Percent(*c.otherPercent) + " of a processor during the run");

@@ -79,7 +79,7 @@ int RunMerge(const Options& options)
     report["present"] = outcome.present;
     report["documents"] = outcome.documents;
     // At most MergeReasonsKept reasons of each kind are named, then counted.
-    const auto list = [&](const char* member, const char* what, const std::vector<MergeNote>& lines,
+    const auto list = [&](const char* member, const char* what, const char* rest, const std::vector<MergeNote>& lines,
                           std::size_t count) {
         report[member] = nlohmann::ordered_json::array();
         for (const MergeNote& line : lines) {
@@ -90,12 +90,11 @@ int RunMerge(const Options& options)
                              Utf8(line.reason).c_str());
         }
         if (count > lines.size() && !options.json)
-            std::fprintf(stderr, "tarnwick-cli: and %zu more %s\n", count - lines.size(),
-                         std::string(member) == "refused" ? "refused" : "that look implausible");
+            std::fprintf(stderr, "tarnwick-cli: and %zu more %s\n", count - lines.size(), rest);
     };
-    list("refused", "refused", outcome.refused, outcome.refusedCount);
+    list("refused", "refused", "refused", outcome.refused, outcome.refusedCount);
     report["refusedCount"] = outcome.refusedCount;
-    list("implausible", "looks implausible", outcome.implausible, outcome.implausibleCount);
+    list("implausible", "looks implausible", "that look implausible", outcome.implausible, outcome.implausibleCount);
     report["implausibleCount"] = outcome.implausibleCount;
     report["transcribed"] = nlohmann::ordered_json::array();
     for (const wxString& name : outcome.transcribed)

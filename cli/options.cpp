@@ -29,8 +29,8 @@ const std::vector<CliOption>& CliOptions()
          "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: three "
          "runs, and more while their spread exceeds 3.5 %, at most six (speed, power)"},
         {"strict", nullptr,
-         "exit with status 3 when a run was unsteady (speed, power, record) or a line or document was refused "
-         "(merge)"},
+         "exit with status 3 when a run was unsteady (speed, power, record: then nothing is appended) or a line or "
+         "document was refused or a transcribed document added (merge)"},
         {"save", "FILE",
          "write the result document to FILE (-: standard output, the record line then going to standard error): "
          "the record with both tests' samples, conditions and verdicts (record)"},

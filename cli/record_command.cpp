@@ -95,15 +95,25 @@ std::string UtcNow()
 }
 
 // A machine's name as a document holds it: text (bytes that are no UTF-8
-// read as Latin-1), control characters as spaces, at most `limit` bytes
-// cut at a character's end.
+// read as Latin-1), the characters no text may hold (controls, separators,
+// direction controls) as spaces, at most `limit` bytes cut at a
+// character's end.
 std::string DocumentText(std::string bytes, std::size_t limit)
 {
     if (!IsStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()))
         bytes = wxString::From8BitData(bytes.data(), bytes.size()).utf8_string();
-    for (char& c : bytes)
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
-            c = ' ';
+    std::string clean;
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    for (std::size_t i = 0; i < bytes.size();) {
+        char32_t c = data[i];
+        const std::size_t length = c < 0x80 ? 1 : std::max<std::size_t>(Utf8Sequence(data, i, bytes.size(), c), 1);
+        if (RefusedCharacterKind(c) != nullptr)
+            clean += ' ';
+        else
+            clean.append(bytes, i, length);
+        i += length;
+    }
+    bytes = std::move(clean);
     if (bytes.size() > limit) {
         std::size_t cut = limit;
         while (cut > 0 && (static_cast<unsigned char>(bytes[cut]) & 0xC0) == 0x80)

@@ -211,12 +211,15 @@ int RunCommandLine(const std::vector<wxString>& arguments)
         if (::sigaction(signal, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
             ::sigaction(signal, &action, nullptr);
     }
+    // A reader that goes away (a FIFO, a pipe) makes a write fail, which
+    // is said, rather than end the program before it has printed its result.
+    ::signal(SIGPIPE, SIG_IGN);
     SetFileNoticeSink([](const wxString& text) { std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(text).c_str()); });
     const CliCommand* command = FindCliCommand(options.command.utf8_str());
     if (command->measures)
         if (const std::string why = SensorRootProblem(); !why.empty())
             std::fprintf(stderr, "tarnwick-cli: TARNWICK_SENSOR_ROOT %s cannot be read (%s): no sensor or run "
-                                 "condition can be read, so no run is judged steady\n",
+                                 "condition can be read, so no speed or power run is judged steady\n",
                          SensorRoot.c_str(), why.c_str());
     SetNotifier([](const wxString& text, const wxString&) {
         // The window's words name the usual file; a script may have named

@@ -279,13 +279,16 @@ int ResolvePath(const std::string& path, std::string& resolved, std::string& ref
         // A link in a sticky folder that others may write to is followed
         // only when its owner is the follower or the folder's owner.
         struct stat folder {};
-        if (::stat(done.empty() ? "." : done.c_str(), &folder) == 0 && (folder.st_mode & S_ISVTX) != 0 &&
-            (folder.st_mode & S_IWOTH) != 0 && info.st_uid != ::geteuid() && info.st_uid != folder.st_uid) {
+        if (::stat(done.empty() ? "." : done.c_str(), &folder) == 0 && Folder::SharedAndSticky(folder) &&
+            info.st_uid != ::geteuid() && info.st_uid != folder.st_uid) {
             refusedLink = candidate;
             return EACCES;
         }
+        // The last component a link of /proc (/dev/stdout, /dev/fd/N): an
+        // open file of a process. One in the middle (/proc/self/cwd/x) is
+        // followed as any link is.
         struct statfs system {};
-        if (throughProcess != nullptr && ::statfs(done.empty() ? "." : done.c_str(), &system) == 0 &&
+        if (throughProcess != nullptr && stack.empty() && ::statfs(done.empty() ? "." : done.c_str(), &system) == 0 &&
             system.f_type == PROC_SUPER_MAGIC)
             *throughProcess = true;
         std::vector<char> target(std::size_t(info.st_size > 0 ? info.st_size : PATH_MAX) + 1);
@@ -520,9 +523,12 @@ int ReplacingWriter::CommitOver(const struct stat& expected)
         return info.st_dev == expected.st_dev && info.st_ino == expected.st_ino;
     };
     // Swapped, the temporary name holds what was at the target: the file
-    // checked, or another program's, which goes back to its place.
+    // checked, or another program's, which goes back to its place. From
+    // the swap on, the temporary name is no longer ours to remove on a
+    // signal.
     int error = SystemCalls().renameAt(folder, temporary, folder, name, RENAME_EXCHANGE) == 0 ? 0 : errno;
     if (error == 0) {
+        ReleasePending(m_slot);
         struct stat was {};
         if (::fstatat(folder, temporary, &was, AT_SYMLINK_NOFOLLOW) == 0 && isExpected(was)) {
             ::unlinkat(folder, temporary, 0);
@@ -531,16 +537,22 @@ int ReplacingWriter::CommitOver(const struct stat& expected)
             m_folder.Sync();
             return 0;
         }
-        if (SystemCalls().renameAt(folder, temporary, folder, name, RENAME_EXCHANGE) != 0) {
-            // The other file cannot go back: it is left where it is rather
-            // than removed with our temporary name.
-            error = errno;
-            m_temporary.clear();
-            Discard();
-            return error;
+        if (SystemCalls().renameAt(folder, temporary, folder, name, RENAME_EXCHANGE) == 0) {
+            Discard();  // ours, back under the temporary name
+            return EAGAIN;
         }
+        // The other file cannot go back: ours stays in place, and theirs is
+        // kept under a name no writer clears.
+        const std::string kept = m_name + ".kept-" + TemporaryName(m_name).substr(m_name.size() + 2, TemporaryLetters);
+        SystemCalls().renameAt(folder, temporary, folder, kept.c_str(), RENAME_NOREPLACE);
+        NoticeSink.load()(wxString::Format(wxS("%s: another program's version, put there during the change, is kept "
+                                               "as %s"),
+                                           AbsolutePath(PathFromBytes(m_folder.Path() + "/" + m_name)),
+                                           PathFromBytes(kept)));
+        m_temporary.clear();
         Discard();
-        return EAGAIN;
+        m_folder.Sync();
+        return 0;
     }
     if (error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP) {
         // No swapping here: the target is looked at just before the rename.

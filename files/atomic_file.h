@@ -58,8 +58,9 @@ public:
     int Status(struct stat& info) const;
     /// Makes its entries (a rename, a new name) durable.
     void Sync() const;
-    /// Whether others may write to it and it is sticky (/tmp).
-    bool SharedAndSticky(const struct stat& info) const
+    /// Whether others may write to a folder of status `info` and it is
+    /// sticky (/tmp).
+    static bool SharedAndSticky(const struct stat& info)
     {
         return (info.st_mode & S_ISVTX) != 0 && (info.st_mode & S_IWOTH) != 0;
     }

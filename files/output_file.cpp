@@ -12,9 +12,9 @@
 #include <cstdio>
 
 namespace {
-// The devices an output is written into: the null, zero and full devices,
-// and terminals. Anything else (a disk, the memory, a tape that rewinds on
-// being opened) is never opened.
+// The devices an output is written into: the null, zero and full devices
+// (which swallow or refuse everything), and terminals. Anything else (a
+// disk, the memory, a tape that rewinds on being opened) is never opened.
 bool WrittenInto(dev_t device)
 {
     const unsigned kind = major(device), number = minor(device);
@@ -27,11 +27,21 @@ bool WrittenInto(dev_t device)
 
 const char* OwnedKind(mode_t mode)
 {
-    if (S_ISFIFO(mode))
-        return "a FIFO";
-    if (S_ISCHR(mode) || S_ISBLK(mode))
-        return "a device";
-    return "a file";
+    return S_ISREG(mode) ? "a file" : FileKind(mode);
+}
+
+// Why a file that is not regular is not written into: a socket, a device
+// other than those WrittenInto names; None for a FIFO or such a device.
+OutputFailure Unwritable(const struct stat& info, const wxString& path)
+{
+    using Kind = OutputFailure::Kind;
+    if (S_ISDIR(info.st_mode))
+        return {Kind::Error, EISDIR, path, {}};
+    if (S_ISSOCK(info.st_mode))
+        return {Kind::Socket, ENXIO, path, {}};
+    if (S_ISBLK(info.st_mode) || (S_ISCHR(info.st_mode) && !WrittenInto(info.st_rdev)))
+        return {Kind::Device, EPERM, path, S_ISBLK(info.st_mode) ? wxS("a disk") : wxS("a device")};
+    return {};
 }
 
 void Identify(FileIdentity& identity, const struct stat& info)
@@ -97,8 +107,8 @@ wxString OutputFailure::Text() const
     case Kind::FifoNoReader:
         return cannot + wxS(": it is a FIFO that no program reads");
     case Kind::Device:
-        return wxString::Format(wxS("%s: it is %s, and of the devices only the null device and terminals are "
-                                    "written into"),
+        return wxString::Format(wxS("%s: it is %s, and of the devices only the null, zero and full devices and "
+                                    "terminals are written into"),
                                 cannot, other);
     case Kind::Socket:
         return cannot + wxS(": it is a socket");
@@ -136,6 +146,9 @@ OutputFailure OutputFile::Open(const wxString& path, const std::vector<KeptFile>
         return Keep(kept);
     }
     const std::string named = PathToBytes(path);
+    // "out.json/" names a folder, as the kernel reads it.
+    if (!named.empty() && named.back() == '/')
+        return failure(Kind::Error, EISDIR);
     // Each look starts from the path again when a link or a file was put in
     // place of what was looked at; what is opened is what was looked at.
     for (int attempt = 0; attempt < 10; ++attempt) {
@@ -175,7 +188,12 @@ OutputFailure OutputFile::Open(const wxString& path, const std::vector<KeptFile>
         if (S_ISDIR(info.st_mode))
             return failure(Kind::Error, EISDIR);
         Identify(m_identity, info);
-        if (folder.SharedAndSticky(folderInfo) && info.st_uid != ::geteuid() && info.st_uid != folderInfo.st_uid)
+        // In /tmp and its like: never another user's file (the kernel's own
+        // rule for such folders), and no file this user may not replace
+        // there, where only a file's owner or the folder's may.
+        const uid_t user = ::geteuid();
+        if (Folder::SharedAndSticky(folderInfo) && info.st_uid != user &&
+            (info.st_uid != folderInfo.st_uid || (S_ISREG(info.st_mode) && user != 0 && user != folderInfo.st_uid)))
             return failure(Kind::OthersFile, EACCES, OwnedKind(info.st_mode));
         if (OutputFailure refusal = Keep(kept))
             return refusal;
@@ -189,10 +207,8 @@ OutputFailure OutputFile::Open(const wxString& path, const std::vector<KeptFile>
             m_replacing = true;
             return {};
         }
-        if (S_ISSOCK(info.st_mode))
-            return failure(Kind::Socket, ENXIO);
-        if (S_ISBLK(info.st_mode) || (S_ISCHR(info.st_mode) && !WrittenInto(info.st_rdev)))
-            return failure(Kind::Device, EPERM, S_ISBLK(info.st_mode) ? wxS("a disk") : wxS("a device"));
+        if (OutputFailure refusal = Unwritable(info, path))
+            return refusal;
 
         // A FIFO, the null device or a terminal: written into as it is.
         SystemCalls().betweenCheckAndUse("output");
@@ -219,15 +235,14 @@ OutputFailure OutputFile::Open(const wxString& path, const std::vector<KeptFile>
 
 // /dev/stdout, /dev/fd/N: an open file of a process, which the kernel finds.
 // This program's own standard output or error is written through its own
-// descriptor, where the rest of its output goes too.
+// descriptor, where the rest of its output goes too. What the kernel finds
+// is looked at before it is opened, and then opened as it was looked at.
 OutputFailure OutputFile::OpenThroughProcess(const std::string& named, const std::vector<KeptFile>& kept)
 {
     using Kind = OutputFailure::Kind;
-    Descriptor stream(::open(named.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!stream.Valid())
-        return {errno == ENXIO ? Kind::FifoNoReader : Kind::Error, errno, m_path, {}};
+    const Descriptor probe(::open(named.c_str(), O_PATH | O_CLOEXEC));
     struct stat info {};
-    if (::fstat(stream.Get(), &info) != 0)
+    if (!probe.Valid() || ::fstat(probe.Get(), &info) != 0)
         return {Kind::Error, errno, m_path, {}};
     m_identity.found = true;
     Identify(m_identity, info);
@@ -241,14 +256,16 @@ OutputFailure OutputFile::OpenThroughProcess(const std::string& named, const std
             return m_stream.Valid() ? OutputFailure{} : OutputFailure{Kind::Error, errno, m_path, {}};
         }
     }
-    if (S_ISSOCK(info.st_mode))
-        return {Kind::Socket, ENXIO, m_path, {}};
-    if (S_ISBLK(info.st_mode) || (S_ISCHR(info.st_mode) && !WrittenInto(info.st_rdev)))
-        return {Kind::Device, EPERM, m_path, S_ISBLK(info.st_mode) ? wxS("a disk") : wxS("a device")};
-    // A file a process opened for us (3>file): added to, never cut short.
-    const int flags = ::fcntl(stream.Get(), F_GETFL);
-    if (flags < 0 || ::fcntl(stream.Get(), F_SETFL, (flags & ~O_NONBLOCK) | (S_ISREG(info.st_mode) ? O_APPEND : 0)) != 0)
-        return {Kind::Error, errno, m_path, {}};
+    if (OutputFailure refusal = Unwritable(info, m_path))
+        return refusal;
+    // A file a process opened for us (3>file) is added to, never cut short.
+    const std::string reopen = "/proc/self/fd/" + std::to_string(probe.Get());
+    Descriptor stream(::open(reopen.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC |
+                                                 (S_ISREG(info.st_mode) ? O_APPEND : 0)));
+    if (!stream.Valid())
+        return {errno == ENXIO && S_ISFIFO(info.st_mode) ? Kind::FifoNoReader : Kind::Error, errno, m_path, {}};
+    if (const int stopped = StopNonBlocking(stream.Get()))
+        return {Kind::Error, stopped, m_path, {}};
     m_stream = std::move(stream);
     return {};
 }

@@ -5,8 +5,9 @@
 // A regular file is written as a temporary file in its folder, which is held
 // open from the check on, and renamed over the file at the end, so that a
 // refused or killed run leaves the old file as it was (the next writer clears
-// a killed one's temporary file). A FIFO that a program reads, the null
-// device, a terminal and the program's own standard output are written into.
+// a killed one's temporary file). A FIFO that a program reads, the null, zero
+// and full devices, a terminal and the program's own standard output are
+// written into.
 // Refused, each with its own message: a link or a file that another user put
 // in a folder others may write to and that is sticky (/tmp), a FIFO nobody
 // reads (nothing ever waits for one), any other device, and a file the
@@ -58,7 +59,7 @@ struct OutputFailure {
         LinkRefused,    ///< reached through a link another user made in a shared sticky folder (other)
         OthersFile,     ///< another user's file, FIFO or device in a shared sticky folder (other: its kind)
         FifoNoReader,   ///< a FIFO that no program reads
-        Device,         ///< a device other than the null device or a terminal (other: its kind)
+        Device,         ///< a device other than the null, zero and full devices or a terminal (other: its kind)
         Socket,
         Kept,           ///< a file the program keeps, or another output (other: what it is)
         Changing,       ///< it kept changing while it was looked at

@@ -118,8 +118,9 @@ bool SameVerdict(const Verdict& a, const Verdict& b)
 
 // ---- Reading ----
 
-// `text` as a message shows it: at most 24 characters, control characters
-// and bytes that are no UTF-8 as "?".
+// `text` as a message shows it: at most 24 characters, the characters no
+// text may hold (controls, separators, direction controls) and bytes that
+// are no UTF-8 as "?".
 std::string Shown(std::string_view text)
 {
     const std::size_t limit = 24;
@@ -131,9 +132,9 @@ std::string Shown(std::string_view text)
         if (length > 1 && (i + length > text.size() ||
                            !IsStrictUtf8(reinterpret_cast<const unsigned char*>(text.data() + i), length)))
             length = 0;
-        if (length == 0 || (length == 1 && (c < 0x20 || c == 0x7F))) {
+        if (length == 0 || !RefusedCharacterIn(text.substr(i, length)).empty()) {
             shown += '?';
-            ++i;
+            i += std::max<std::size_t>(length, 1);
         } else {
             shown.append(text.substr(i, length));
             i += length;

@@ -76,7 +76,7 @@ protected:
     const int processors = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
 };
 
-TEST_F(CliEvidence, AQuietRunSaysSoAndStrictExitsZero)
+TEST_F(CliEvidence, AQuietRunSaysWhatItsRateDidAndStrictFollowsTheVerdict)
 {
     // Nothing else runs, as the tree says; whether the rate held from second
     // to second is this machine's to say, and the line and the status follow it.
@@ -120,7 +120,7 @@ TEST_F(CliEvidence, ConditionsThatCannotBeReadAreNeverSteady)
         o = Run("speed --seconds 1 --strict", "TARNWICK_SENSOR_ROOT='" + root + "' ");
         EXPECT_EQ(o.code, 3) << root;
         EXPECT_TRUE(Matches(o.err, "tarnwick-cli: TARNWICK_SENSOR_ROOT " + root + " cannot be read \\(.+\\): no "
-                                   "sensor or run condition can be read, so no run is judged steady\n"))
+                                   "sensor or run condition can be read, so no speed or power run is judged steady\n"))
             << o.err;
         EXPECT_NE(o.out.find("conditions could not be read"), std::string::npos) << o.out;
     }

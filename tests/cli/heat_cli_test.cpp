@@ -194,7 +194,10 @@ TEST_F(Cli, AHeatFaultOnAProcessorNoWorkerRunsOnIsRefusedAlike)
     for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
         if (CPU_ISSET(cpu, &set))
             last = cpu;
-    for (const std::string processor : {std::to_string(last + 1), std::string("65535")}) {
+    // Past the last the process may use, and past the workers numbered
+    // from 0 (as they are where fewer processors may be used than run).
+    const long workers = std::max(sysconf(_SC_NPROCESSORS_ONLN), 1L);
+    for (const std::string& processor : {std::to_string(std::max<long>(last + 1, workers)), std::string("65535")}) {
         WriteFile("heat.csv", "the old log\n");
         const Outcome o = Run("heat --minutes 1 --seconds 1 --log heat.csv", "TARNWICK_HEAT_FAULT=" + processor + ":0 ");
         EXPECT_EQ(o.code, 1) << processor;

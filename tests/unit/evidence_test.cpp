@@ -353,13 +353,24 @@ TEST(Verdict, FewerThanThreeSamplesAThreadAreTooShortToJudge)
 
 TEST(Verdict, ReasonsThatMayLowerTheScoreComeFirstAndThoseThatOverstateItAfter)
 {
-    TestEvidence e = Steady(3);  // three threads on two processors: overstated
-    e.conditions.otherPercent = 48.0;
+    // Judged in this order: the threads that overstate, then the steal that lowers.
+    TestEvidence e = Steady(3);  // three threads on two processors
+    e.conditions.stealPercent = 25.0;
     CompleteEvidence(e);
     EXPECT_TRUE(e.verdict.MayBeLow());
-    EXPECT_EQ(e.verdict.lowers, (std::vector<bool>{true, false}));
-    EXPECT_EQ(EvidenceLine(e), "This run: spread 0.0 %, another program used 48 % of a processor: the score may be "
-                               "low; 3 threads ran on 2 logical processors: the points overstate the processor.");
+    EXPECT_EQ(e.verdict.lowers, (std::vector<bool>{false, true}));
+    EXPECT_EQ(EvidenceLine(e), "This run: spread 0.0 %, the host took 25 % of a processor from this machine (steal "
+                               "time): the score may be low; 3 threads ran on 2 logical processors: the points "
+                               "overstate the processor.");
+}
+
+TEST(Verdict, TheThreadWithFewestSamplesDecidesWhetherARunIsTooShort)
+{
+    TestEvidence e = Steady(2);
+    e.threads[1].perSecond.resize(2);
+    CompleteEvidence(e);
+    EXPECT_FALSE(e.verdict.steady);
+    EXPECT_EQ(e.verdict.reasons.front(), "too short to judge: 2 one-second samples a thread, fewer than 3");
 }
 
 TEST(Repeat, AGivenNumberOfRunsIsRunWhateverTheySay)

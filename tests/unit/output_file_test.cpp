@@ -5,6 +5,7 @@
 #include "fault_injection.h"
 #include "file_fixture.h"
 #include "kernel_protections.h"
+#include "files/descriptor.h"
 #include "files/output_file.h"
 #include "files/path_text.h"
 
@@ -236,9 +237,10 @@ TEST_F(Output, OnlyTheNullDeviceAndTerminalsAreWrittenIntoOfTheDevices)
     EXPECT_EQ(Put("null", "gone\n"), "");
     OutputFile memory, disk;
     EXPECT_EQ(Open(memory, "memory"), Absolute("memory") + " could not be written: it is a device, and of the devices "
-                                                           "only the null device and terminals are written into");
+                                                           "only the null, zero and full devices and terminals are "
+                                                           "written into");
     EXPECT_EQ(Open(disk, "disk"), Absolute("disk") + " could not be written: it is a disk, and of the devices only "
-                                                     "the null device and terminals are written into");
+                                                     "the null, zero and full devices and terminals are written into");
     EXPECT_TRUE(fs::is_character_file(dir / "memory"));
     EXPECT_TRUE(fs::is_block_file(dir / "disk"));
 }
@@ -329,7 +331,7 @@ TEST_F(Output, AnInterruptedRunsTemporaryFilesAreRemovedAsItEnds)
     EXPECT_FALSE(Exists("a.json"));
 }
 
-TEST_F(Output, StandardOutputIsNamedDashAndWrittenIntoAsItIs)
+TEST_F(Output, StandardOutputIsNamedDashAndNeverAFileOfThatName)
 {
     OutputFile out;
     ASSERT_EQ(Open(out, "-"), "");
@@ -337,6 +339,54 @@ TEST_F(Output, StandardOutputIsNamedDashAndWrittenIntoAsItIs)
     EXPECT_FALSE(out.Replacing());
     EXPECT_EQ(out.Finish(), 0);
     EXPECT_FALSE(Exists("-"));
+}
+
+TEST_F(Output, ALinkOfProcInTheMiddleOfAPathIsFollowedAndTheFileReplacedWhole)
+{
+    // /proc/self/cwd is a link of /proc, but not the output itself: the
+    // file it leads to is replaced as any file is, not added to.
+    Write("doc.json", "old and longer than the new one\n");
+    EXPECT_EQ(Put("/proc/self/cwd/doc.json", "new\n"), "");
+    EXPECT_EQ(Read("doc.json"), "new\n");
+    EXPECT_EQ(Put("/proc/self/cwd/made.json", "made\n"), "");
+    EXPECT_EQ(Read("made.json"), "made\n");
+    EXPECT_TRUE(Hidden().empty());
+}
+
+TEST_F(Output, AProcessesOpenFileIsLookedAtBeforeItIsOpened)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "making a disk device needs root";
+    ASSERT_EQ(::mknod((dir / "disk").c_str(), S_IFBLK | 0600, makedev(8, 0)), 0);
+    const Descriptor disk(::open((dir / "disk").c_str(), O_PATH | O_CLOEXEC));
+    ASSERT_TRUE(disk.Valid());
+    OutputFile file;
+    const std::string through = "/dev/fd/" + std::to_string(disk.Get());
+    EXPECT_EQ(Open(file, through), through + " could not be written: it is a disk, and of the devices only the null, "
+                                             "zero and full devices and terminals are written into");
+}
+
+TEST_F(Output, AFileThatOnlyItsOwnerOrTheFoldersMayReplaceIsRefusedBeforeAnythingRuns)
+{
+    // Root's file in /tmp: another user may write into it, but not replace
+    // it there; that is said at once, not when the output is finished.
+    fs::create_directory(dir / "pub");
+    fs::permissions(dir / "pub", fs::perms(01777));
+    Write("pub/roots.json", "root's\n");
+    fs::permissions(dir / "pub/roots.json", fs::perms(0666));
+    const std::string problem = RunUnprivileged([this] {
+        struct stat owner {};
+        if (::stat((dir / "pub/roots.json").c_str(), &owner) != 0 || owner.st_uid == geteuid())
+            return std::string();  // the tests do not run as root: the file is this user's own
+        OutputFile file;
+        const std::string text = Open(file, (dir / "pub/roots.json").string());
+        const std::string expected = (dir / "pub/roots.json").string() +
+                                     " could not be written: it is a file of another user in a folder others may "
+                                     "write to (sticky), which is neither written into nor replaced";
+        return text == expected ? std::string() : "refused as: " + text;
+    });
+    EXPECT_EQ(problem, "");
+    EXPECT_EQ(Read("pub/roots.json"), "root's\n");
 }
 
 TEST_F(Output, WhatCannotBeOpenedIsToldWithTheSystemsReason)
@@ -350,6 +400,10 @@ TEST_F(Output, WhatCannotBeOpenedIsToldWithTheSystemsReason)
     fs::create_symlink("loop-a", dir / "loop-b");
     OutputFile loop;
     EXPECT_EQ(Open(loop, "loop-a"), Absolute("loop-a") + " could not be written (Too many levels of symbolic links)");
+    Write("out.json", "kept\n");
+    OutputFile slash;
+    EXPECT_EQ(Open(slash, "out.json/"), Shown("out.json/") + " could not be written (Is a directory)");
+    EXPECT_EQ(Read("out.json"), "kept\n");
     EXPECT_TRUE(Hidden().empty());
 }
 

@@ -506,7 +506,9 @@ TEST(ResultDocument, AMemberGivenTwiceAnywhereRefusesTheDocument)
     // Spelt otherwise, the same name.
     EXPECT_EQ(Problem(twice("{\n", "  \"rec\\u006frd\": \"x\",\n")), "the member \"record\" is given twice in one object");
     // The same name in two objects is two members.
-    EXPECT_EQ(Refusal(good), "");
+    EXPECT_EQ(Problem(R"({"a": {"x": 1}, "b": {"x": 1}})"), "it is not a Tarnwick result document (it has no \"format\")");
+    // A name is quoted with what no terminal should be given masked.
+    EXPECT_EQ(Problem(R"({"\u009b31m": 1, "\u009b31m": 2})"), "the member \"?31m\" is given twice in one object");
 }
 
 TEST(ResultDocument, ControlSeparatorAndDirectionCharactersAreRefusedInEveryText)
