@@ -4,6 +4,7 @@
 // without modes; and the smaller promises of record and merge.
 #include "../unit/kernel_protections.h"
 #include "cli_fixture.h"
+#include "../support/hidden_files.h"
 
 #include <nlohmann/json.hpp>
 
@@ -22,16 +23,6 @@ const std::string Shim = std::string("LD_PRELOAD=") + TARNWICK_FAULT_SHIM + " TA
 
 class CliOutputs : public Cli {
 protected:
-    // The hidden files in the test's folder (temporary files above all).
-    std::vector<std::string> Hidden(const fs::path& where) const
-    {
-        std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(where))
-            if (entry.path().filename().string()[0] == '.')
-                found.push_back(entry.path().filename().string());
-        return found;
-    }
-
     std::string Absolute(const std::string& relative) const { return (dir / relative).string(); }
 
     // Starts the runner with `arguments` and returns its process.
@@ -62,7 +53,7 @@ protected:
     bool WaitForTemporaryOf(const std::string& name) const
     {
         for (int look = 0; look < 2000; ++look) {
-            for (const std::string& hidden : Hidden(dir))
+            for (const std::string& hidden : HiddenFiles(dir))
                 if (hidden.rfind("." + name + ".", 0) == 0)
                     return true;
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -102,7 +93,7 @@ TEST_F(CliOutputs, TheTableItsBackupTheSettingsAndAnotherOutputAreNeverOneRefuse
     EXPECT_FALSE(fs::exists(dir / "cpu_result.bak"));
     EXPECT_FALSE(fs::exists(dir / "lab/t.csv"));
     EXPECT_FALSE(fs::exists(dir / "same.csv"));
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(CliOutputs, ARefusedRunLeavesEveryOutputAsItWas)
@@ -116,7 +107,7 @@ TEST_F(CliOutputs, ARefusedRunLeavesEveryOutputAsItWas)
     const Outcome other = Run("heat --seconds 1 --plot old.svg --log missing/l.csv");
     EXPECT_EQ(other.code, 1);
     EXPECT_EQ(ReadFile(dir / "old.svg"), "<svg>the old picture</svg>\n");
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(CliOutputs, AFifoNoProgramReadsIsRefusedAtOnceNeverWaitedOn)
@@ -170,7 +161,7 @@ TEST_F(CliOutputs, AnInterruptedRunLeavesNoTemporaryFileAndAKilledOnesIsClearedB
         int status = 0;
         ASSERT_EQ(::waitpid(run, &status, 0), run);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal;  // ended by it, as it asked
-        EXPECT_TRUE(Hidden(dir).empty()) << signal;
+        EXPECT_TRUE(HiddenFiles(dir).empty()) << signal;
         EXPECT_EQ(ReadFile(dir / "doc.json"), "the old document\n") << signal;
     }
     // kill -9 leaves no time to clear: the temporary file stays, the
@@ -179,11 +170,11 @@ TEST_F(CliOutputs, AnInterruptedRunLeavesNoTemporaryFileAndAKilledOnesIsClearedB
     ASSERT_TRUE(WaitForTemporaryOf("doc.json"));
     ASSERT_EQ(::kill(killed, SIGKILL), 0);
     ::waitpid(killed, nullptr, 0);
-    EXPECT_EQ(Hidden(dir).size(), 1u);
+    EXPECT_EQ(HiddenFiles(dir).size(), 1u);
     EXPECT_EQ(ReadFile(dir / "doc.json"), "the old document\n");
     const Outcome next = Run("heat --seconds 1 --quiet --plot doc.json");
     EXPECT_EQ(next.code, 0) << next.err;
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
     EXPECT_EQ(ReadFile(dir / "doc.json").rfind("<?xml", 0), 0u);
 }
 

@@ -5,6 +5,7 @@
 // silence, nothing is written where it should not be.
 #include "config/config_file.h"
 #include "fault_injection.h"
+#include "tests/support/hidden_files.h"
 #include "file_fixture.h"
 #include "files/encoding.h"
 #include "files/file_transaction.h"
@@ -57,14 +58,6 @@ protected:
         return AccessResultsFile(ResultsOpAppend);
     }
 
-    std::vector<std::string> Hidden(const fs::path& where) const
-    {
-        std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(where))
-            if (entry.path().filename().string()[0] == '.')
-                found.push_back(entry.path().filename().string());
-        return found;
-    }
 
     std::string Message(std::size_t n = 0) const { return n < messages.size() ? messages[n].first : "(none)"; }
     std::string Absolute(const std::string& relative) const { return (dir / relative).string(); }
@@ -135,7 +128,7 @@ TEST_F(FileFaults, WithoutLocksNoChangeIsMadeNoBackupTakenAndEachSaysWhy)
     EXPECT_EQ(Read("cpu_results.csv"), Old);
     EXPECT_EQ(Read("tarnwick.conf"), "cpulist\t\t20\nheattime\t10\n");
     EXPECT_FALSE(Exists("cpu_result.bak"));
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(FileFaults, WithoutLocksAChangeIsMadeWhenTheUserTakesTheRisk)
@@ -171,7 +164,7 @@ TEST_F(FileFaults, WithoutHardLinksTheTableIsMadeWholeByARenameThatNeverReplaces
     EXPECT_EQ(Read("cpu_results.csv"), "made by another program\n");
     EXPECT_EQ(messages.size(), 1u);  // not made by us: nothing to say
     EXPECT_EQ(ResultLineCount, 1);
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(FileFaults, WithoutHardLinksOrSuchRenamesTheFolderLockKeepsTheCreationWhole)
@@ -182,7 +175,7 @@ TEST_F(FileFaults, WithoutHardLinksOrSuchRenamesTheFolderLockKeepsTheCreationWho
     ASSERT_EQ(ProcessConfigFile(ConfigModeLoad), 0);
     EXPECT_EQ(Read("tarnwick.conf"), "cpulist\t\t7\nheattime\t2\n");
     EXPECT_EQ(CpuListCount, 7);
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(FileFaults, KilledWhileMakingTheTableWithoutHardLinksLeavesNoTableOrAWholeOne)
@@ -220,7 +213,7 @@ TEST_F(FileFaults, KilledWhileMakingTheTableWithoutHardLinksLeavesNoTableOrAWhol
         Write("cpu_results.csv", shipped);
     ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
     EXPECT_EQ(Append("After"), 0);
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(FileFaults, AFullDiskLeavesTheTableAndItsBackupAsTheyWere)
@@ -236,7 +229,7 @@ TEST_F(FileFaults, AFullDiskLeavesTheTableAndItsBackupAsTheyWere)
                                                         "change was not saved.");
     EXPECT_EQ(Read("cpu_results.csv"), Old);
     EXPECT_EQ(Read("cpu_result.bak"), "the backup before\n");
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(FileFaults, AFullFileSystemLeavesTheTableWholeAndTheMessageTrue)
@@ -263,7 +256,7 @@ TEST_F(FileFaults, AFullFileSystemLeavesTheTableWholeAndTheMessageTrue)
                                                       "was not saved.");
     EXPECT_EQ(Read("small/lab.csv"), table);
     EXPECT_EQ(Read("small/lab.csv.bak"), table);
-    EXPECT_TRUE(Hidden(dir / "small").empty());
+    EXPECT_TRUE(HiddenFiles(dir / "small").empty());
     ::umount((dir / "small").c_str());
 }
 
@@ -301,7 +294,7 @@ TEST_F(FileFaults, AFileRenamedOverTheTableJustBeforeTheChangeIsChangedInItsTurn
         EXPECT_EQ(RenamesOver, 2) << swaps;  // the change was made twice, the second time on theirs
         EXPECT_EQ(Read("cpu_results.csv"), theirs + added) << swaps;
         EXPECT_EQ(Read("cpu_result.bak"), theirs) << swaps;  // the table just before the change that was made
-        EXPECT_TRUE(Hidden(dir).empty()) << swaps;
+        EXPECT_TRUE(HiddenFiles(dir).empty()) << swaps;
         EXPECT_TRUE(messages.empty()) << swaps;
     }
 }
@@ -321,7 +314,7 @@ TEST_F(FileFaults, ATableMovedAwayDuringAChangeIsAReadErrorAndIsNotMadeAgain)
     EXPECT_EQ(Read("aside.csv"), Old);
     EXPECT_FALSE(Exists("cpu_results.csv"));
     EXPECT_FALSE(Exists("cpu_result.bak"));
-    EXPECT_TRUE(Hidden(dir).empty());
+    EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
 TEST_F(FileFaults, LinksAnotherUserPlantedInAStickyFolderAreNeverFollowed)

@@ -5,6 +5,7 @@
 #include "fault_injection.h"
 #include "file_fixture.h"
 #include "kernel_protections.h"
+#include "tests/support/hidden_files.h"
 #include "files/descriptor.h"
 #include "files/output_file.h"
 #include "files/path_text.h"
@@ -75,14 +76,7 @@ protected:
         return problem;
     }
 
-    std::vector<std::string> Hidden() const
-    {
-        std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(dir))
-            if (entry.path().filename().string()[0] == '.')
-                found.push_back(entry.path().filename().string());
-        return found;
-    }
+    std::vector<std::string> Hidden() const { return HiddenFiles(dir); }
 
     std::string Absolute(const std::string& relative) const { return (dir / relative).string(); }
     /// A path as messages name it.
