@@ -31,9 +31,6 @@ public:
     KernelProtectionsOff(const KernelProtectionsOff&) = delete;
     KernelProtectionsOff& operator=(const KernelProtectionsOff&) = delete;
 
-    /// Whether every one of them could be turned off.
-    bool AllOff() const { return m_saved.size() == 3; }
-
 private:
     std::vector<std::pair<std::string, std::string>> m_saved;
 };
