@@ -80,6 +80,20 @@ std::string Percent(double value)
 {
     return FormatFixed(value, Decimals(value)) + " %";
 }
+
+// A number with at most `decimals` decimals, without trailing zeros:
+// "1.5", "2", "0.25".
+std::string LimitText(double value, int decimals)
+{
+    std::string text = FormatFixed(value, decimals);
+    if (text.find('.') != std::string::npos) {
+        while (text.back() == '0')
+            text.pop_back();
+        if (text.back() == '.')
+            text.pop_back();
+    }
+    return text;
+}
 }  // namespace
 
 bool Verdict::MayBeLow() const
@@ -94,10 +108,11 @@ Verdict JudgeRun(const TestEvidence& evidence)
 {
     Verdict verdict;
     const RunConditions& c = evidence.conditions;
-    const auto reason = [&](std::string text, bool lowers = true) {
+    const auto reason = [&](std::string text, bool lowers = true, ReasonKind kind = ReasonKind::Other) {
         verdict.steady = false;
         verdict.reasons.push_back(std::move(text));
         verdict.lowers.push_back(lowers);
+        verdict.kinds.push_back(kind);
     };
     // What could not be read judges nothing in the run's favour.
     std::string unread;
@@ -118,15 +133,32 @@ Verdict JudgeRun(const TestEvidence& evidence)
         reason("too short to judge: " + std::to_string(samples) +
                    (samples == 1 ? " one-second sample" : " one-second samples") + " a thread, fewer than " +
                    std::to_string(SteadyLeastSamples),
-               false);
+               false, ReasonKind::Short);
     if (c.otherPercent && AsShown(*c.otherPercent) > SteadyOtherPercent)
         reason("another program used " + Percent(*c.otherPercent) + " of a processor during the run");
     if (AsShown(evidence.summary.spread) > SteadySpreadPercent)
         reason("the rate varied " + Percent(evidence.summary.spread) + " from second to second");
     if (const std::uint64_t throttles = c.Throttles())
-        reason("the processor throttled " + std::to_string(throttles) + (throttles == 1 ? " time" : " times"));
+        reason("the processor throttled " + std::to_string(throttles) + (throttles == 1 ? " time" : " times"), true,
+               ReasonKind::Throttled);
+    if (const std::uint64_t periods = c.GroupThrottles())
+        reason("its control group throttled it in " + std::to_string(periods) +
+                   (periods == 1 ? " period (" : " periods (") + LimitText(c.GroupThrottledMicros() / 1000.0, 0) +
+                   " ms in all)",
+               true, ReasonKind::Throttled);
     if (c.onBattery)
-        reason("running on battery");
+        reason("running on battery", true, ReasonKind::Battery);
+    if (c.affinity && c.logicalProcessors != 0 && *c.affinity < c.logicalProcessors)
+        reason("limited to " + std::to_string(*c.affinity) + " of the " + std::to_string(c.logicalProcessors) +
+                   " logical processors by its affinity" +
+                   (c.affinityList.empty() ? std::string() : " (" + c.affinityList + ")") +
+                   ": the score measures the limit, not the processor",
+               true, ReasonKind::Limited);
+    if (const std::optional<double> limit = c.CpuLimit();
+        limit && c.logicalProcessors != 0 && *limit < static_cast<double>(c.logicalProcessors))
+        reason("limited to " + LimitText(*limit, 2) + (*limit == 1.0 ? " processor" : " processors") +
+                   " by its control group: the score measures the limit, not the processor",
+               true, ReasonKind::Limited);
     if (c.logicalProcessors != 0 && c.threads > c.logicalProcessors)
         reason(std::to_string(c.threads) + " threads ran on " + std::to_string(c.logicalProcessors) +
                " logical processors: the points overstate the processor",

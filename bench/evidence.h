@@ -7,6 +7,7 @@
 #include "sensors/run_conditions.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,14 +35,51 @@ double SpreadPercent(const std::vector<double>& values);
 constexpr double SteadySpreadPercent = 2.0;       ///< per-second rates at most this spread
 constexpr double SteadyOtherPercent = 10.0;       ///< other programs at most this share of a processor
 
+/// What a reason of a verdict is about, for those who sort machines by it.
+enum class ReasonKind {
+    Other,      ///< other programs, steal, spread, conditions not read, too many threads
+    Short,      ///< too short to judge
+    Limited,    ///< the process was held to fewer processors than the machine has
+    Throttled,  ///< the processor or the control group throttled the run
+    Battery,    ///< the machine ran on battery
+};
+
 struct Verdict {
     bool steady = true;
     std::vector<std::string> reasons;  ///< why it is unsteady, in plain words
     std::vector<bool> lowers;          ///< for each reason: it may lower the score (others overstate it or judge nothing)
+    std::vector<ReasonKind> kinds;     ///< for each reason: what it is about
     std::vector<std::string> notes;    ///< worth knowing, not a reason
 
     /// Whether a reason may have lowered the score.
     bool MayBeLow() const;
+};
+
+/// What a heat test run with the speed and power tests found (record --heat).
+struct HeatEvidence {
+    bool measured = false;
+    std::uint32_t seconds = 0;  ///< how long the workers ran
+    std::uint32_t workers = 0;
+    std::optional<double> passesPerSecond;   ///< the work rate at the end
+    std::optional<double> sustainedPercent;  ///< the last minute's pace against the first
+    std::optional<double> slowestPercent;    ///< the slowest processor against the fastest
+    std::uint64_t checks = 0;
+    std::uint64_t errors = 0;  ///< checks that found a wrong result
+    std::optional<double> highestCelsius;
+    bool throttled = false;  ///< the processor slowed down at its highest temperature
+};
+
+/// A pace below this per cent of the first minute's is not sustained.
+constexpr double SustainedLeastPercent = 90.0;
+
+/// One of the runs of a repeated record: its points and whether both tests
+/// were steady.
+struct RunSummary {
+    double speed = 0.0;
+    double power = 0.0;
+    double speedSpread = 0.0;  ///< per-second spread, per cent
+    double powerSpread = 0.0;
+    bool steady = false;
 };
 
 /// Fewer one-second samples a thread than this are too few to judge a run.

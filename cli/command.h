@@ -27,6 +27,7 @@ namespace cli {
 constexpr int UsageError = 2;
 constexpr int RepeatAuto = -1;
 constexpr int UnsteadyExit = 3;
+constexpr int FleetFlaggedExit = 5;
 
 struct Options {
     wxString command;
@@ -49,6 +50,8 @@ struct Options {
     bool strict = false;              ///< --strict: exit 3 on an unsteady run
     wxString save;                    ///< --save: the result document
     bool steadyOnly = false;          ///< --steady-only: merge refuses unsteady documents
+    std::string host;                 ///< --host: the host name a document gives (UTF-8)
+    long heatMinutes = 0;             ///< --heat: minutes of the heat test after record's tests
 };
 
 
@@ -177,4 +180,18 @@ int RunInfo(const Options& options);
 int RunResults(const Options& options);
 int RunRecord(const Options& options);
 int RunMerge(const Options& options);
+int RunFleet(const Options& options);
+
+// Reads a named input whole, at most `limit` bytes: 0 or the errno (EFBIG
+// when there is more). "-" is standard input.
+int ReadInputFile(const wxString& file, std::string& bytes, std::size_t limit);
+
+// The heat workers run for HeatTestMillis with the progress line, the work
+// and the sensors sampled once a second; `row` gets each second's log row.
+// False when a worker stopped the run (its message told); `took` is the
+// run's length in seconds.
+bool RunHeatWorkers(const Options& options, const std::function<void(const std::string& row)>& row, double& took);
+
+// What the heat test just run found, for a document.
+HeatEvidence HeatEvidenceOfRun(double took);
 }  // namespace cli

@@ -98,20 +98,23 @@ void ManualPage()
     std::printf(".TP\n\\fB\\-\\-version\\fR\nshow the version.\n");
 
     std::printf(".SH EXIT STATUS\n.TP\n0\nDone (for merge: the table was written, or nothing needed writing).\n"
-                ".TP\n1\n%s\n.TP\n2\nThe command line was wrong.\n.TP\n3\n%s\n.TP\n4\n%s\n",
+                ".TP\n1\n%s\n.TP\n2\nThe command line was wrong.\n.TP\n3\n%s\n.TP\n4\n%s\n.TP\n5\n%s\n",
                 Roff("A file could not be read or written: one line on standard error says which and why, and the "
                      "results table is as it was.").c_str(),
                 Roff("With --strict: a run was unsteady (another program was busy, the rate varied from second to "
                      "second, the processor throttled, the machine ran on battery, more threads than processors, or an "
                      "HTT run on cores of one thread each); the results are printed all the same.").c_str(),
                 Roff("heat: a processor computed a wrong result (a check failed); the summary names it, and the log "
-                     "and the picture are written all the same.").c_str());
+                     "and the picture are written all the same.").c_str(),
+                Roff("fleet: a host was flagged (slow, fast, unsteady, limited, throttled, on battery, not stable "
+                     "under load or not sustained) or a document was refused; the comparison is printed, and the "
+                     "table --results names is written, all the same.").c_str());
 
     std::printf(".SH ENVIRONMENT\n.TP\n.B TARNWICK_SENSOR_ROOT\n%s\n",
                 Roff("A directory that holds another /sys and /proc (a host's, mounted into a container): the heat "
                      "test reads its temperatures and frequencies there instead of under /, and every test the "
                      "conditions of its run (other programs' processor time, governors, throttle counters, power "
-                     "supply, topology).").c_str());
+                     "supply, topology, the process's affinity and control group, machine-id).").c_str());
     std::printf(".TP\n.B TARNWICK_HEAT_FAULT\n%s\n",
                 Roff("PROCESSOR:SECONDS, for testing the heat test's checks: from SECONDS after the start on, the "
                      "checks of processor PROCESSOR (as the heat test numbers it) expect a deliberately wrong value, "

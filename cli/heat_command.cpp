@@ -226,6 +226,59 @@ std::string WorkLogCells(const HeatWorkHistory& work)
 }
 }  // namespace
 
+bool RunHeatWorkers(const Options& options, const std::function<void(const std::string& row)>& row, double& took)
+{
+    const auto start = std::chrono::steady_clock::now();
+    Progress progress(ShowProgress(options), HeatTestMillis / 1000.0, "heating");
+    StartHeatTest();
+    // One sample a second, at whole seconds since the start.
+    std::int64_t nextSample = 1;
+    // The work counts are read once more after the last worker has
+    // finished, so that its last blocks count; that reading gets a row of
+    // its own only when it falls in a new second.
+    const auto sample = [&](bool last) {
+        const std::int64_t elapsed = HeatClockMillis() - HeatStart.GetValue();
+        const bool due = elapsed >= nextSample * 1000;
+        if (due || last)
+            SampleHeatWork(elapsed / 1000.0);
+        if (!due)
+            return;
+        row(HeatLogRow(SampleHeatReadings(elapsed / 1000), HeatSensorNames().size()) + WorkLogCells(HeatWork));
+        nextSample = elapsed / 1000 + 1;
+    };
+    while (HeatDoneProduct() == 0) {
+        wxMilliSleep(100);
+        const wxString message = TakeHeatMessage();
+        if (!message.empty()) {
+            std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(message).c_str());
+            return false;
+        }
+        sample(false);
+    }
+    // Every worker has finished: its last blocks count too.
+    sample(true);
+    FinishHeatTest();
+    took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return true;
+}
+
+HeatEvidence HeatEvidenceOfRun(double took)
+{
+    HeatEvidence heat;
+    heat.measured = true;
+    heat.seconds = static_cast<std::uint32_t>(std::max(1.0, std::round(took)));
+    heat.workers = ThreadCount;
+    heat.passesPerSecond = HeatWork.CurrentRate();
+    if (const std::optional<HeatPace> pace = HeatWork.SustainedPace())
+        heat.sustainedPercent = pace->percent;
+    heat.slowestPercent = HeatWork.SlowestPercent();
+    heat.checks = HeatWork.Checks();
+    heat.errors = HeatWork.Errors();
+    heat.highestCelsius = HeatReadings.HighestCelsius();
+    heat.throttled = HeatReadings.Throttled();
+    return heat;
+}
+
 int RunHeat(const Options& given)
 {
     Options options = given;
@@ -250,42 +303,12 @@ int RunHeat(const Options& given)
     log.Line(HeatLogHeader(HeatSensorNames()) + ",passes per second,errors");
     if (log.Failed())
         return 1;
-    const auto start = std::chrono::steady_clock::now();
-    {
-        Progress progress(ShowProgress(options), HeatTestMillis / 1000.0, "heating");
-        StartHeatTest();
-        // One sample a second, at whole seconds since the start.
-        std::int64_t nextSample = 1;
-        // The work counts are read once more after the last worker has
-        // finished, so that its last blocks count; that reading gets a row of
-        // its own only when it falls in a new second.
-        const auto sample = [&](bool last) {
-            const std::int64_t elapsed = HeatClockMillis() - HeatStart.GetValue();
-            const bool row = elapsed >= nextSample * 1000;
-            if (row || last)
-                SampleHeatWork(elapsed / 1000.0);
-            if (!row)
-                return;
-            log.Line(HeatLogRow(SampleHeatReadings(elapsed / 1000), HeatSensorNames().size()) +
-                     WorkLogCells(HeatWork));
-            nextSample = elapsed / 1000 + 1;
-        };
-        while (HeatDoneProduct() == 0) {
-            wxMilliSleep(100);
-            const wxString message = TakeHeatMessage();
-            if (!message.empty()) {
-                // The run ended here: its log keeps what it logged.
-                std::fprintf(stderr, "tarnwick-cli: %s\n", Utf8(message).c_str());
-                log.Close();
-                return 1;
-            }
-            sample(false);
-        }
-        // Every worker has finished: its last blocks count too.
-        sample(true);
-        FinishHeatTest();
+    double took = 0.0;
+    if (!RunHeatWorkers(options, [&log](const std::string& row) { log.Line(row); }, took)) {
+        // The run ended here: its log keeps what it logged.
+        log.Close();
+        return 1;
     }
-    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const bool logged = log.Close();
     if (!options.plot.empty() && !WritePlot(plot, options.plot))
         return 1;

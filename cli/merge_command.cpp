@@ -17,10 +17,9 @@
 #include <vector>
 
 namespace cli {
-namespace {
 // Reads an input to merge whole, at most `limit` bytes; 0 or the errno
 // (EFBIG when there is more).
-int ReadInput(const wxString& file, std::string& bytes, std::size_t limit)
+int ReadInputFile(const wxString& file, std::string& bytes, std::size_t limit)
 {
     if (file == wxS("-"))
         return ReadAll(STDIN_FILENO, bytes, limit);
@@ -34,7 +33,6 @@ int ReadInput(const wxString& file, std::string& bytes, std::size_t limit)
     ::close(fd);
     return error;
 }
-}  // namespace
 
 // Every file read whole, with a size bound, before the table is touched:
 // one that cannot be read stops the merge with the table unchanged.
@@ -45,7 +43,7 @@ int RunMerge(const Options& options)
     for (const wxString& file : options.files) {
         MergeSource source;
         source.name = file == wxS("-") ? wxString(wxS("(standard input)")) : file;
-        const int error = ReadInput(file, source.bytes, limit);
+        const int error = ReadInputFile(file, source.bytes, limit);
         if (error == EFBIG) {
             std::fprintf(stderr, "tarnwick-cli: %s is too large to merge (more than %.1f MB); the results table is "
                                  "unchanged\n",

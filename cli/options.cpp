@@ -14,20 +14,25 @@ const std::vector<CliOption>& CliOptions()
         {"json", nullptr, "print the result as one JSON object"},
         {"quiet", nullptr, "no progress line"},
         {"seconds", "S", "shorten a run to S whole seconds (speed, power, heat, record)"},
-        {"threads", "N", "threads of the power test (default: the processors)"},
-        {"htt", nullptr, "also find the per-core reference with half the threads"},
+        {"threads", "N",
+         "threads of the power test (default: the processors this process may use, by its affinity and its control "
+         "group's CPU limit)"},
+        {"htt", nullptr,
+         "also find the per-core reference with half the threads (default where the cores run two threads or more)"},
         {"no-htt", nullptr, "no per-core reference run"},
         {"htt-off-result", "P", "per-core points measured with Hyper-Threading switched off"},
         {"minutes", "M", "length of the heat test (a run shortened with --seconds needs none)"},
         {"search", "TEXT", "list the stored results containing TEXT"},
         {"append", nullptr, "add the record to the results file"},
         {"results", "PATH",
-         "use the results file PATH instead of the one beside the program (results, record, merge)"},
+         "use the results file PATH instead of the one beside the program (results, record, merge); fleet: write the "
+         "steady hosts' records to PATH, each naming its host (a new file holds them only)"},
         {"log", "FILE", "write the heat test's readings to FILE, one CSV row a second"},
         {"plot", "FILE", "draw the finished heat view with its temperature curve into FILE as SVG"},
         {"repeat", "N",
          "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: three "
-         "runs, and more while their spread exceeds 3.5 %, at most six (speed, power)"},
+         "runs, and more while their spread exceeds 3.5 %, at most six (speed, power, record: the run nearest the "
+         "median is kept, every run's summary in the document)"},
         {"strict", nullptr,
          "exit with status 3 when a run was unsteady (speed, power, record: then nothing is appended) or a line or "
          "document was refused or a transcribed document added (merge)"},
@@ -35,6 +40,10 @@ const std::vector<CliOption>& CliOptions()
          "write the result document to FILE (-: standard output, the record line then going to standard error): "
          "the record with both tests' samples, conditions and verdicts (record)"},
         {"steady-only", nullptr, "refuse result documents with an unsteady run (merge)"},
+        {"host", "NAME", "the host name the result document gives, beside the machine's own (record)"},
+        {"heat", "M",
+         "also run the heat test for M minutes after speed and power, its evidence in the document (record; a run "
+         "shortened with --seconds heats for S seconds)"},
         {"no-lock", nullptr,
          "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
          "a change another program makes at the same time can then be lost (record, merge)"},
@@ -55,12 +64,18 @@ const std::vector<CliCommand>& CliCommands()
         {"results", "", "the stored results, fastest first, or those containing TEXT", {"search", "results"}, "",
          "", cli::RunResults},
         {"record", "", "the speed and power tests, printed as a results-file line (stored with --append)",
-         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "append", "results", "save", "strict", "no-lock"},
+         {"seconds", "threads", "htt", "no-htt", "htt-off-result", "repeat", "heat", "host", "append", "results", "save",
+          "strict", "no-lock"},
          "", "", cli::RunRecord, true},
         {"merge", "FILE...",
          "adds the records of other results files and result documents (- reads standard input) that the table "
          "does not hold yet; a document is checked against its samples first",
          {"results", "steady-only", "strict", "no-lock"}, "", "", cli::RunMerge},
+        {"fleet", "DOCUMENT...",
+         "compares the result documents of many machines: verifies each as merge does, groups them by processor "
+         "(vendor, brand, CPUID signature, logical processors) and names every host that is slow, fast, unsteady, "
+         "limited, throttled, on battery, not stable under load or not sustained (exit status 5)",
+         {"results"}, "", "", cli::RunFleet},
     };
     return commands;
 }

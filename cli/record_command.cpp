@@ -27,6 +27,7 @@
 #include "results/results_table.h"
 #include "results/search.h"
 #include "sensors/heat_readings.h"
+#include "sensors/machine_identity.h"
 #include "sensors/run_conditions.h"
 #include "views/heat_view.h"
 #include "views/svg.h"
@@ -123,7 +124,29 @@ std::string DocumentText(std::string bytes, std::size_t limit)
     return bytes;
 }
 
-ResultDocument MakeDocument(const wxString& line)
+// The machine's own host name, as a document may hold it.
+std::string MachineHostName()
+{
+    char name[256] = {};
+    if (::gethostname(name, sizeof name - 1) != 0)
+        name[0] = '\0';
+    std::string text = DocumentText(std::string(name, strnlen(name, sizeof name)), MaxHostName);
+    std::replace(text.begin(), text.end(), ';', ',');
+    while (!text.empty() && text.back() == ' ')
+        text.pop_back();
+    return text.empty() ? std::string("localhost") : text;
+}
+
+// What the document says beyond the last tests: its host, the heat test
+// and every run of a repeated record.
+struct DocumentExtras {
+    std::string host;
+    HeatEvidence heat;
+    std::vector<RunSummary> runs;
+    std::uint32_t keptRun = 0;
+};
+
+ResultDocument MakeDocument(const wxString& line, const DocumentExtras& extras)
 {
     constexpr std::size_t MachineText = 256;
     ResultDocument document;
@@ -142,16 +165,43 @@ ResultDocument MakeDocument(const wxString& line)
     document.machine.logicalProcessors = CpuCount;
     document.machine.kernel = DocumentText(facts.kernel, MachineText);
     document.machine.os = DocumentText(facts.osPretty, MachineText);
+    document.host.machineName = MachineHostName();
+    document.host.name = extras.host.empty() ? document.host.machineName : extras.host;
+    document.host.machineId = MachineIdentity(SensorRoot);
     document.speed = LastSpeedEvidence;
     document.power = LastPowerEvidence;
+    document.heat = extras.heat;
+    document.runs = extras.runs;
+    document.keptRun = extras.keptRun;
     return document;
 }
 
-// Each test's evidence line and notes, on standard error.
-void PrintEvidence(const Options& options)
+// Each test's evidence line and notes, on standard error; each run of a
+// repeated record and the heat test's findings.
+void PrintEvidence(const Options& options, const DocumentExtras& extras)
 {
     if (options.json || options.quiet)
         return;
+    for (std::size_t k = 0; k < extras.runs.size(); ++k)
+        std::fprintf(stderr, "Run %zu of %zu: speed %s points, power %s points, %s%s\n", k + 1, extras.runs.size(),
+                     Points(extras.runs[k].speed).c_str(), Points(extras.runs[k].power).c_str(),
+                     extras.runs[k].steady ? "steady" : "unsteady",
+                     k == extras.keptRun ? " (kept: the nearest the median)" : "");
+    if (extras.heat.measured) {
+        const HeatEvidence& heat = extras.heat;
+        std::string line = "Heat test: " + std::to_string(heat.workers) + " workers for " +
+                           std::to_string(heat.seconds) + " s";
+        if (heat.sustainedPercent)
+            line += ", sustained " + FormatFixed(*heat.sustainedPercent, 0) + " % of the first minute's pace";
+        line += ", " + GroupedNumber(heat.checks) + (heat.checks == 1 ? " check, " : " checks, ") +
+                (heat.errors == 0 ? std::string("no errors")
+                                  : GroupedNumber(heat.errors) + (heat.errors == 1 ? " error" : " errors"));
+        if (heat.highestCelsius)
+            line += ", highest temperature " + FormatFixed(*heat.highestCelsius, 0) + " \u00B0C";
+        if (heat.throttled)
+            line += ", thermal throttling";
+        std::fprintf(stderr, "%s.\n", line.c_str());
+    }
     for (const TestEvidence* evidence : {&LastSpeedEvidence, &LastPowerEvidence}) {
         std::fprintf(stderr, "%s test. %s\n", evidence == &LastSpeedEvidence ? "Speed" : "Power",
                      EvidenceLine(*evidence).c_str());
@@ -163,9 +213,9 @@ void PrintEvidence(const Options& options)
 // The document of the last tests as merge will read it; an empty text, with
 // why in `problem`, when merge would refuse it (a run too long for a
 // document, a thread that could not start).
-std::string SavedDocument(const wxString& line, std::string& problem)
+std::string SavedDocument(const wxString& line, const DocumentExtras& extras, std::string& problem)
 {
-    const std::string text = WriteResultDocument(MakeDocument(line));
+    const std::string text = WriteResultDocument(MakeDocument(line, extras));
     ResultDocument read;
     problem = ReadResultDocument(text, read);
     if (problem.empty())
@@ -182,20 +232,72 @@ int RunRecord(const Options& options)
         return 1;
     SpeedTestMillis = RunLength(options) * 1000;
     ApplyPowerOptions(options);
+    std::string heatProblem;
+    if (options.heatMinutes > 0 && !TakeHeatFaultFromEnvironment(heatProblem, CpuCount)) {
+        std::fprintf(stderr, "tarnwick-cli: %s\n", heatProblem.c_str());
+        return 1;
+    }
     // The document's file is looked at before the tests: a wrong path is
     // told at once, not after them.
     OutputFile saved;
     if (!OpenOutputs({{"--save", options.save, saved}}))
         return 1;
-    {
-        Progress progress(ShowProgress(options), RunLength(options), "speed test");
-        LastSpeedPoints = RunSpeedBenchmark();
+    // Both tests, as often as --repeat asks; the run nearest the median of
+    // both scores is kept.
+    struct Run {
+        TestEvidence speed, power;
+        double speedPoints = 0.0, powerPoints = 0.0;
+    };
+    std::vector<Run> runs;
+    std::vector<double> speeds, powers;
+    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    do {
+        {
+            Progress progress(ShowProgress(options), RunLength(options), "speed test");
+            LastSpeedPoints = RunSpeedBenchmark();
+        }
+        MeasurePower(options);
+        runs.push_back({LastSpeedEvidence, LastPowerEvidence, LastSpeedPoints, LastPowerPoints});
+        speeds.push_back(LastSpeedPoints);
+        powers.push_back(LastPowerPoints);
+    } while (WantsAnotherRun(wanted, speeds) || (wanted == 0 && WantsAnotherRun(0, powers)));
+    DocumentExtras extras;
+    extras.host = options.host;
+    if (runs.size() > 1) {
+        const double speedMedian = Median(speeds), powerMedian = Median(powers);
+        const auto distance = [&](const Run& run) {
+            return std::fabs(run.speedPoints - speedMedian) / std::max(speedMedian, 1.0) +
+                   std::fabs(run.powerPoints - powerMedian) / std::max(powerMedian, 1.0);
+        };
+        for (std::uint32_t k = 1; k < runs.size(); ++k)
+            if (distance(runs[k]) < distance(runs[extras.keptRun]))
+                extras.keptRun = k;
+        for (const Run& run : runs)
+            extras.runs.push_back({run.speedPoints, run.powerPoints, run.speed.summary.spread,
+                                   run.power.summary.spread, run.speed.verdict.steady && run.power.verdict.steady});
+        const Run& kept = runs[extras.keptRun];
+        LastSpeedEvidence = kept.speed;
+        LastPowerEvidence = kept.power;
+        LastSpeedPoints = kept.speedPoints;
+        LastPowerPoints = kept.powerPoints;
     }
-    MeasurePower(options);
     FillRecordFromLastTest();
     FillRecordFromKernel();
     const wxString line = JoinRecordFields();
     const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
+    // The heat test after both: every processor busy, as the heat command runs it.
+    if (options.heatMinutes > 0) {
+        const std::uint32_t powerThreads = ThreadCount;
+        ThreadCount = CpuCount;
+        HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
+                                             : static_cast<std::int32_t>(options.heatMinutes * 60000);
+        StartHeatReadings();
+        double took = 0.0;
+        if (!RunHeatWorkers(options, [](const std::string&) {}, took))
+            return 1;
+        extras.heat = HeatEvidenceOfRun(took);
+        ThreadCount = powerThreads;
+    }
 
     Report report(options.json);
     report["line"] = ShownUtf8(line);
@@ -205,6 +307,18 @@ int RunRecord(const Options& options)
     AddProvenance(report);
     report["speed"] = EvidenceToJson(LastSpeedEvidence);
     report["power"] = EvidenceToJson(LastPowerEvidence);
+    report["heat"] = HeatToJson(extras.heat);
+    if (!extras.runs.empty()) {
+        nlohmann::ordered_json each = nlohmann::ordered_json::array();
+        for (const RunSummary& run : extras.runs)
+            each.push_back({{"speed", WholeNumber(run.speed)},
+                            {"power", WholeNumber(run.power)},
+                            {"steady", run.steady}});
+        report["repeats"] = {{"kept", extras.keptRun},
+                             {"runs", std::move(each)},
+                             {"speedSpread", std::round(SpreadPercent(speeds) * 100.0) / 100.0},
+                             {"powerSpread", std::round(SpreadPercent(powers) * 100.0) / 100.0}};
+    }
     report["steady"] = !unsteady;
     // The text form is the record line alone, to be added to a results
     // file; the evidence goes to standard error. When the line cannot be
@@ -216,7 +330,7 @@ int RunRecord(const Options& options)
 
     if (!options.save.empty()) {
         std::string problem;
-        const std::string document = SavedDocument(line, problem);
+        const std::string document = SavedDocument(line, extras, problem);
         if (document.empty()) {
             std::fprintf(stderr, "tarnwick-cli: no result document was written to %s: %s\n",
                          Utf8(AbsolutePath(options.save)).c_str(), problem.c_str());
@@ -236,7 +350,7 @@ int RunRecord(const Options& options)
     if (options.append && options.strict && unsteady) {
         report.Print(out);
         std::fprintf(stderr, "tarnwick-cli: the run was not steady, so with --strict its record was not stored\n");
-        PrintEvidence(options);
+        PrintEvidence(options, extras);
         return UnsteadyExit;
     }
     if (options.append) {
@@ -250,7 +364,7 @@ int RunRecord(const Options& options)
         report["appended"] = true;
     }
     report.Print(out);
-    PrintEvidence(options);
+    PrintEvidence(options, extras);
     return options.strict && unsteady ? UnsteadyExit : 0;
 }
 }  // namespace cli

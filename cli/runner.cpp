@@ -109,7 +109,7 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
     for (const wxString& problem :
          {number(wxS("seconds"), 1, 35791 * 60, options.seconds), number(wxS("threads"), 1, 100000, options.threads),
           number(wxS("htt-off-result"), 0, std::numeric_limits<std::int32_t>::max(), options.httOffResult),
-          number(wxS("minutes"), 0, 35791, options.minutes)})
+          number(wxS("minutes"), 0, 35791, options.minutes), number(wxS("heat"), 0, 35791, options.heatMinutes)})
         if (!problem.empty())
             return problem;
     if (parser.Found(wxS("htt")) && parser.Found(wxS("no-htt")))
@@ -127,12 +127,25 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
     for (std::size_t k = 1; k < parser.GetParamCount(); ++k)
         options.files.push_back(parser.GetParam(k));
     if (*command->operands != '\0' && options.files.empty())
-        return wxString::Format(wxS("%s needs at least one FILE (- reads standard input)"), command->name);
+        return std::strcmp(command->operands, "FILE...") == 0
+                   ? wxString::Format(wxS("%s needs at least one FILE (- reads standard input)"), command->name)
+                   : wxString::Format(wxS("%s needs at least one %s"), command->name,
+                                      wxString(command->operands).BeforeFirst('.'));
     if (*command->operands == '\0' && !options.files.empty())
         return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
     for (auto [name, value] : {std::pair{"results", &options.results}, {"log", &options.log}, {"plot", &options.plot}})
         if (parser.Found(name, value) && value->empty())
             return wxString::FromUTF8(NeedsValue(*FindCliOption(name)));
+    if (wxString host; parser.Found(wxS("host"), &host)) {
+        if (host.empty())
+            return wxString::FromUTF8(NeedsValue(*FindCliOption("host")));
+        options.host = PathToBytes(ArgumentText(host));
+        // The name as typed, when it is text; else as its bytes read as Latin-1.
+        if (!IsStrictUtf8(reinterpret_cast<const unsigned char*>(options.host.data()), options.host.size()))
+            options.host = wxString::From8BitData(options.host.data(), options.host.size()).utf8_string();
+        if (const std::string why = HostNameProblem(options.host); !why.empty())
+            return wxS("--host NAME is no host name: ") + wxString::FromUTF8(why);
+    }
     options.searching = parser.Found(wxS("search"), &options.search);
     options.search = ArgumentText(options.search);
     options.noLock = parser.Found(wxS("no-lock"));
@@ -232,6 +245,12 @@ int RunCommandLine(const std::vector<wxString>& arguments)
     });
     AllowChangesWithoutLock(options.noLock);
     InitProcessorGlobals(wxThread::GetCPUCount());
+    // The runner's defaults follow the machine as it is: the processors this
+    // process may use (a container, taskset), and an HTT run only where the
+    // cores run more than one thread (virtual machines set CPUID's HTT bit
+    // on cores of one).
+    ThreadCount = UsableProcessors(ReadProcessLimits(SensorRoot), CpuCount);
+    HttOption = ReadMachineTopology(SensorRoot).threadsPerCore > 1 ? 1 : 0;
     if (!options.results.empty())
         SetResultsFilePath(options.results);
     return command->run(options);

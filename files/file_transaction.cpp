@@ -45,18 +45,20 @@ wxString Megabytes(std::uint64_t bytes)
 // over a file that another program made meanwhile (EEXIST then).
 int MakeFromTemplate(const DataFileAccess& access, const std::string& target)
 {
-    const int fd = ::open(PathToBytes(access.templatePath).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0)
-        return errno;
-    Descriptor source(fd);
-    struct stat info {};
-    if (::fstat(fd, &info) != 0)
-        return errno;
-    if (!S_ISREG(info.st_mode))
-        return S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
     std::string bytes;
-    if (const int error = ReadAll(fd, bytes, access.sizeLimit))
-        return error;
+    if (!access.startEmpty) {
+        const int fd = ::open(PathToBytes(access.templatePath).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (fd < 0)
+            return errno;
+        Descriptor source(fd);
+        struct stat info {};
+        if (::fstat(fd, &info) != 0)
+            return errno;
+        if (!S_ISREG(info.st_mode))
+            return S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+        if (const int error = ReadAll(fd, bytes, access.sizeLimit))
+            return error;
+    }
     ReplacingWriter writer;
     int error = writer.Begin(target, nullptr);
     if (error == 0)

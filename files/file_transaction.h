@@ -51,6 +51,7 @@ struct FileFailure {
 struct DataFileAccess {
     wxString path;          ///< as the program or the user names it
     wxString templatePath;  ///< the file is made from it when missing
+    bool startEmpty = false;  ///< a missing file is made empty instead
     /// Called once the file was made from its template.
     std::function<void()> created;
     /// The backup's name for a file named `name`; it is kept beside the file

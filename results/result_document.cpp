@@ -40,6 +40,7 @@ constexpr std::size_t MaxMachineText = 256;  // the machine's names
 constexpr std::size_t MaxReasonText = 1024;
 constexpr std::size_t MaxReasons = 64;
 constexpr std::size_t MaxGovernors = MaxThreads;
+constexpr std::size_t MaxRepeats = 100;  // record --repeat
 
 // ---- Writing ----
 
@@ -90,6 +91,8 @@ RunConditions Rounded(const RunConditions& c)
     rounded.highestCelsiusEnd = Round(c.highestCelsiusEnd, 2);
     rounded.lowestMhzStart = Round(c.lowestMhzStart, 2);
     rounded.lowestMhzEnd = Round(c.lowestMhzEnd, 2);
+    rounded.cpuLimitStart = Round(c.cpuLimitStart, 4);
+    rounded.cpuLimitEnd = Round(c.cpuLimitEnd, 4);
     return rounded;
 }
 
@@ -108,6 +111,13 @@ OrderedJson ConditionsJson(const RunConditions& c)
     j["threadsPerCore"] = c.threadsPerCore;
     j["logicalProcessors"] = c.logicalProcessors;
     j["threads"] = c.threads;
+    // What held the process: its affinity and its control group.
+    j["affinity"] = c.affinity ? OrderedJson{{"processors", *c.affinity}, {"list", c.affinityList}}
+                               : OrderedJson(nullptr);
+    j["cpuLimit"] = {{"start", Optional(c.cpuLimitStart)}, {"end", Optional(c.cpuLimitEnd)}};
+    j["groupThrottles"] = {{"before", Optional(c.groupThrottlesBefore)}, {"after", Optional(c.groupThrottlesAfter)}};
+    j["groupThrottledMicros"] = {{"before", Optional(c.groupThrottledMicrosBefore)},
+                                 {"after", Optional(c.groupThrottledMicrosAfter)}};
     return j;
 }
 
@@ -470,7 +480,45 @@ public:
                Texts(*j, "governors", at, MaxGovernors, MaxShortText, c.governors, transcribed) &&
                Whole(*j, "threadsPerCore", at, 0, MaxCount32, c.threadsPerCore, transcribed) &&
                Whole(*j, "logicalProcessors", at, 0, MaxCount32, c.logicalProcessors, transcribed) &&
-               Whole(*j, "threads", at, 0, MaxThreads, c.threads);
+               Whole(*j, "threads", at, 0, MaxThreads, c.threads) && Limits(*j, at, c);
+    }
+
+    /// The affinity and the control group's limit and counters: absent in
+    /// documents made before they were recorded, which leaves them unknown.
+    bool Limits(const Json& j, const std::string& at, RunConditions& c)
+    {
+        if (j.contains("affinity")) {
+            const Json* affinity = Object(j, "affinity", at, true);
+            if (affinity == nullptr)
+                return false;
+            if (!affinity->is_null()) {
+                const std::string path = Join(at, "affinity");
+                std::uint32_t processors = 0;
+                if (!Whole(*affinity, "processors", path, 1, MaxCount32, processors) ||
+                    !Text(*affinity, "list", path, 256, c.affinityList))
+                    return false;
+                if (!c.affinityList.empty() && !ParseProcessorList(c.affinityList, 1))
+                    return Fail(Join(path, "list") + " " + Quoted(c.affinityList) + " is not a list of processors");
+                c.affinity = processors;
+            }
+        }
+        const auto pair = [&](const char* name, const char* first, const char* second, auto& a, auto& b) {
+            if (!j.contains(name))
+                return true;
+            const Json* value = Object(j, name, at);
+            if (value == nullptr)
+                return false;
+            const std::string path = Join(at, name);
+            if constexpr (std::is_same_v<std::decay_t<decltype(a)>, std::optional<double>>)
+                return OptionalReal(*value, first, path, 0, MaxReading, a) &&
+                       OptionalReal(*value, second, path, 0, MaxReading, b);
+            else
+                return OptionalWhole(*value, first, path, a) && OptionalWhole(*value, second, path, b);
+        };
+        return pair("cpuLimit", "start", "end", c.cpuLimitStart, c.cpuLimitEnd) &&
+               pair("groupThrottles", "before", "after", c.groupThrottlesBefore, c.groupThrottlesAfter) &&
+               pair("groupThrottledMicros", "before", "after", c.groupThrottledMicrosBefore,
+                    c.groupThrottledMicrosAfter);
     }
 
     bool Samples(const Json& thread, const std::string& path, RunSamples& samples, double& points)
@@ -593,6 +641,88 @@ public:
                Text(*j, "kernel", at, MaxMachineText, m.kernel) && Text(*j, "os", at, MaxMachineText, m.os);
     }
 
+    bool Host(const Json& root, ResultDocument::Host& h)
+    {
+        if (!root.contains("host"))
+            return true;
+        const Json* j = Object(root, "host", "");
+        if (j == nullptr)
+            return false;
+        if (!Text(*j, "name", "host", MaxHostName, h.name))
+            return false;
+        if (const std::string why = HostNameProblem(h.name); !why.empty())
+            return Fail("host.name " + Quoted(h.name) + " is no host name: " + why);
+        if (!Text(*j, "machineName", "host", MaxHostName, h.machineName))
+            return false;
+        const Json* id = Member(*j, "machineId", "host");
+        if (id == nullptr)
+            return false;
+        if (id->is_null())
+            return true;
+        if (!Text(*id, "host.machineId", 32, h.machineId))
+            return false;
+        const bool hex = h.machineId.size() == 32 && std::all_of(h.machineId.begin(), h.machineId.end(), [](char c) {
+                             return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+                         });
+        return hex || Fail("host.machineId " + Quoted(h.machineId) + " is not 32 hexadecimal digits");
+    }
+
+    bool Heat(const Json& root, HeatEvidence& heat)
+    {
+        if (!root.contains("heat"))
+            return true;
+        const Json* j = Object(root, "heat", "", true);
+        if (j == nullptr)
+            return false;
+        if (j->is_null())
+            return true;
+        const std::string at = "heat";
+        if (!Whole(*j, "seconds", at, 1, MaxSeconds, heat.seconds) ||
+            !Whole(*j, "workers", at, 1, MaxThreads, heat.workers) ||
+            !OptionalReal(*j, "passesPerSecond", at, 0, MaxPoints, heat.passesPerSecond) ||
+            !OptionalReal(*j, "sustainedPercent", at, 0, MaxReading, heat.sustainedPercent) ||
+            !OptionalReal(*j, "slowestPercent", at, 0, MaxReading, heat.slowestPercent) ||
+            !Whole(*j, "checks", at, 0, MaxCount64, heat.checks) ||
+            !Whole(*j, "errors", at, 0, MaxCount64, heat.errors) ||
+            !OptionalReal(*j, "highestCelsius", at, -MaxReading, MaxReading, heat.highestCelsius) ||
+            !Bool(*j, "throttled", at, heat.throttled))
+            return false;
+        if (heat.errors > heat.checks)
+            return Fail("heat.errors " + std::to_string(heat.errors) + " are more than its checks " +
+                        std::to_string(heat.checks));
+        heat.measured = true;
+        return true;
+    }
+
+    bool Repeats(const Json& root, ResultDocument& d)
+    {
+        if (!root.contains("repeats"))
+            return true;
+        const Json* j = Object(root, "repeats", "", true);
+        if (j == nullptr)
+            return false;
+        if (j->is_null())
+            return true;
+        const Json* runs = Array(*j, "runs", "repeats", MaxRepeats);
+        if (runs == nullptr)
+            return false;
+        if (runs->size() < 2)
+            return Fail("repeats.runs holds fewer than 2 runs");
+        for (std::size_t k = 0; k < runs->size(); ++k) {
+            const std::string at = Index("repeats.runs", k);
+            if (!(*runs)[k].is_object())
+                return Fail(at + " is not an object");
+            RunSummary run;
+            const Json& r = (*runs)[k];
+            if (!Real(r, "speed", at, 0, MaxPoints, run.speed) || !Real(r, "power", at, 0, MaxPoints, run.power) ||
+                !Real(r, "speedSpread", at, 0, MaxSpread, run.speedSpread) ||
+                !Real(r, "powerSpread", at, 0, MaxSpread, run.powerSpread) || !Bool(r, "steady", at, run.steady))
+                return false;
+            d.runs.push_back(run);
+        }
+        return Whole(*j, "kept", "repeats", 0, runs->size() - 1, d.keptRun);
+    }
+
     bool Date(const Json& root, std::string& date)
     {
         if (!Text(root, "date", "", MaxShortText, date))
@@ -651,7 +781,8 @@ public:
         return Text(root, "program", "", MaxShortText, program) && Text(root, "version", "", MaxShortText, d.version) &&
                Text(root, "workCycle", "", MaxShortText, d.workCycle) && Date(root, d.date) &&
                Bool(root, "transcribed", "", d.transcribed) && Record(root, d.record) && Machine(root, d.machine) &&
-               Evidence(root, "speed", d.transcribed, d.speed) && Evidence(root, "power", d.transcribed, d.power);
+               Host(root, d.host) && Evidence(root, "speed", d.transcribed, d.speed) &&
+               Evidence(root, "power", d.transcribed, d.power) && Heat(root, d.heat) && Repeats(root, d);
     }
 };
 
@@ -781,6 +912,38 @@ nlohmann::ordered_json ConditionsToJson(const RunConditions& conditions)
     return ConditionsJson(Rounded(conditions));
 }
 
+nlohmann::ordered_json HeatToJson(const HeatEvidence& heat)
+{
+    if (!heat.measured)
+        return nullptr;
+    OrderedJson j;
+    j["seconds"] = heat.seconds;
+    j["workers"] = heat.workers;
+    j["passesPerSecond"] = Optional(Round(heat.passesPerSecond, 0));
+    j["sustainedPercent"] = Optional(Round(heat.sustainedPercent, 1));
+    j["slowestPercent"] = Optional(Round(heat.slowestPercent, 1));
+    j["checks"] = heat.checks;
+    j["errors"] = heat.errors;
+    j["highestCelsius"] = Optional(Round(heat.highestCelsius, 1));
+    j["throttled"] = heat.throttled;
+    return j;
+}
+
+std::string HostNameProblem(std::string_view name)
+{
+    if (name.empty())
+        return "it is empty";
+    if (name.size() > MaxHostName)
+        return "it is longer than " + std::to_string(MaxHostName) + " bytes";
+    if (!IsStrictUtf8(reinterpret_cast<const unsigned char*>(name.data()), name.size()))
+        return "it is not UTF-8";
+    if (const std::string refused = RefusedCharacterIn(name); !refused.empty())
+        return "it holds " + refused;
+    if (name.find(';') != std::string_view::npos)
+        return "it holds \";\", which separates the fields of a record";
+    return {};
+}
+
 nlohmann::ordered_json VerdictToJson(const Verdict& verdict)
 {
     OrderedJson j;
@@ -851,8 +1014,24 @@ std::string WriteResultDocument(const ResultDocument& d)
                     {"signature", d.machine.signature}, {"modelName", d.machine.modelName},
                     {"logicalProcessors", d.machine.logicalProcessors},
                     {"kernel", d.machine.kernel},       {"os", d.machine.os}};
+    j["host"] = {{"name", d.host.name},
+                 {"machineName", d.host.machineName},
+                 {"machineId", d.host.machineId.empty() ? OrderedJson(nullptr) : OrderedJson(d.host.machineId)}};
     j["speed"] = EvidenceToJson(d.speed);
     j["power"] = EvidenceToJson(d.power);
+    j["heat"] = HeatToJson(d.heat);
+    if (d.runs.empty()) {
+        j["repeats"] = nullptr;
+    } else {
+        OrderedJson runs = OrderedJson::array();
+        for (const RunSummary& run : d.runs)
+            runs.push_back({{"speed", Number(run.speed)},
+                            {"power", Number(run.power)},
+                            {"speedSpread", Number(Round(run.speedSpread, 2))},
+                            {"powerSpread", Number(Round(run.powerSpread, 2))},
+                            {"steady", run.steady}});
+        j["repeats"] = {{"kept", d.keptRun}, {"runs", std::move(runs)}};
+    }
     // Text that is not UTF-8 is written with U+FFFD in its place, never thrown at.
     return j.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
@@ -945,5 +1124,18 @@ std::string CheckResultDocument(const ResultDocument& d)
         return problem.empty() ? CheckTranscribed(d.power, "power", power) : problem;
     }
     problem = CheckSamples(d.speed, "speed", speed);
-    return problem.empty() ? CheckSamples(d.power, "power", power) : problem;
+    if (problem.empty())
+        problem = CheckSamples(d.power, "power", power);
+    if (problem.empty() && !d.runs.empty()) {
+        // The run kept is the one whose evidence the document holds.
+        const RunSummary& kept = d.runs[d.keptRun];
+        if (kept.speed != d.speed.points || kept.power != d.power.points)
+            return "its kept run " + std::to_string(d.keptRun + 1) + " gives " + RecordPoints(kept.speed) + " and " +
+                   RecordPoints(kept.power) + " points, not its evidence's " + RecordPoints(d.speed.points) + " and " +
+                   RecordPoints(d.power.points);
+        if (kept.steady != (d.speed.verdict.steady && d.power.verdict.steady))
+            return "its kept run " + std::to_string(d.keptRun + 1) + " is called " +
+                   (kept.steady ? "steady" : "unsteady") + ", but its evidence says otherwise";
+    }
+    return problem;
 }

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// The "format" member every document carries.
 constexpr const char* ResultDocumentFormat = "tarnwick-result/1";
@@ -40,9 +41,31 @@ struct ResultDocument {
         std::string os;  ///< PRETTY_NAME of /etc/os-release
     } machine;
 
+    /// The host that made it. Documents made before hosts were named have
+    /// none: all three empty.
+    struct Host {
+        std::string name;         ///< the name it was given (record --host), else the machine's own
+        std::string machineName;  ///< the machine's own host name
+        std::string machineId;    ///< MachineIdentity: 32 hexadecimal digits; empty when the machine has none
+    } host;
+
     TestEvidence speed;
     TestEvidence power;
+    HeatEvidence heat;  ///< measured only with record --heat
+
+    /// Every run of a repeated record, in order (empty for a single run);
+    /// the document's evidence is that of run `keptRun`.
+    std::vector<RunSummary> runs;
+    std::uint32_t keptRun = 0;
 };
+
+/// The longest host name a document holds, in bytes.
+constexpr std::size_t MaxHostName = 255;
+
+/// Why `name` cannot name a host (empty, longer than MaxHostName bytes, not
+/// UTF-8, a character no text may hold, or ";", which would split the
+/// record of a fleet's table), or an empty text.
+std::string HostNameProblem(std::string_view name);
 
 /// The JSON of one run's evidence, as --json prints it and documents hold
 /// it: test, seconds, points, htt, threads (perSecond, after, points each),
@@ -53,6 +76,8 @@ struct ResultDocument {
 nlohmann::ordered_json EvidenceToJson(const TestEvidence& evidence);
 nlohmann::ordered_json ConditionsToJson(const RunConditions& conditions);
 nlohmann::ordered_json VerdictToJson(const Verdict& verdict);
+/// A heat test's evidence as documents hold it; null when none was run.
+nlohmann::ordered_json HeatToJson(const HeatEvidence& heat);
 
 /// The document as JSON text (indented, ending in a line end).
 std::string WriteResultDocument(const ResultDocument& document);

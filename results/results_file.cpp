@@ -5,9 +5,11 @@
 #include "config/paths.h"
 #include "files/atomic_file.h"
 #include "files/encoding.h"
+#include "files/path_text.h"
 #include "files/text_document.h"
 #include "results/results_table.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
@@ -70,6 +72,12 @@ FileEdit ToFileEdit(ResultsEdit edit)
     return FileEdit::Nothing;
 }
 
+std::atomic<bool>& NewResultsFilesEmpty()
+{
+    static std::atomic<bool> empty{false};
+    return empty;
+}
+
 // Every access: the file found or made from its template, read whole under
 // its lock (held across the whole read-modify-write for a change, so that
 // two running copies of the program never lose each other's change), the
@@ -80,7 +88,13 @@ int Access(bool change, const FileEditor& edit)
     DataFileAccess access;
     access.path = paths.resultsFile;
     access.templatePath = paths.resultsTemplate;
-    access.created = [] { NotifyUser(wxS("cpu_results.csv was created from original template!"), Caption); };
+    access.startEmpty = NewResultsFilesEmpty().load();
+    if (access.startEmpty)
+        access.created = [path = paths.resultsFile] {
+            NotifyUser(wxString::Format(wxS("%s was created, empty"), AbsolutePath(path)), Caption);
+        };
+    else
+        access.created = [] { NotifyUser(wxS("cpu_results.csv was created from original template!"), Caption); };
     access.backupName = ResultsBackupName;
     access.sizeLimit = ResultsFileLimit();
     access.change = change;
@@ -179,6 +193,11 @@ bool RecordRefused(int op)
     return true;
 }
 }  // namespace
+
+void StartNewResultsFilesEmpty(bool empty)
+{
+    NewResultsFilesEmpty().store(empty);
+}
 
 std::uint64_t ResultsFileLimit()
 {

@@ -24,6 +24,10 @@ constexpr int ResultsOpAppend = 'n';
 /// file could not be opened (or written), 3 when the backup failed.
 int AccessResultsFile(int op);
 
+/// Whether a missing results file is made empty rather than from the
+/// template (a fleet's table holds the fleet's records only).
+void StartNewResultsFilesEmpty(bool empty);
+
 /// Status of a change whose record is no longer in the file.
 constexpr int ResultsRecordGone = 4;
 

@@ -5,11 +5,12 @@
 # quick.
 set -eu
 
-run_packages="g++ make cmake pkg-config libwxgtk3.2-dev nlohmann-json3-dev"
+run_packages="g++ make cmake pkg-config libwxgtk3.2-dev nlohmann-json3-dev libssl-dev"
 package_packages="$run_packages dpkg-dev file"
 test_packages="$package_packages xvfb xauth xdotool imagemagick librsvg2-bin x11-utils openbox fonts-dejavu-core \
 libgtest-dev clang libclang-rt-14-dev locales \
-lintian desktop-file-utils man-db groff-base bsdextrautils appstream"
+lintian desktop-file-utils man-db groff-base bsdextrautils appstream \
+ansible-core ansible-lint openssh-server openssh-client"
 
 bench_packages="$test_packages sysbench stress-ng valgrind"
 

@@ -310,7 +310,225 @@ std::map<std::string, std::string, std::less<>> ParseOsRelease(std::string_view 
     return values;
 }
 
+/// The "name value" lines of a cpu.stat file.
+std::optional<std::uint64_t> StatValue(std::string_view text, std::string_view name)
+{
+    while (!text.empty()) {
+        const std::size_t newline = text.find('\n');
+        const std::vector<std::string_view> words = Words(text.substr(0, newline));
+        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
+        if (words.size() == 2 && words[0] == name)
+            return ParseUnsigned(words[1]);
+    }
+    return std::nullopt;
+}
+
+/// A group's directory under its hierarchy's mount: the whole path, else
+/// (a container that sees its own group at the mount but the host's path)
+/// the longest tail of it that exists, else the mount itself. A path that
+/// would leave the mount gives the mount.
+std::string GroupDirectory(const std::string& mount, std::string_view path)
+{
+    for (std::string_view part = path; !part.empty();) {
+        const std::size_t slash = part.find('/');
+        const std::string_view name = part.substr(0, slash);
+        if (name == "..")
+            return mount;
+        part = slash == std::string_view::npos ? std::string_view() : part.substr(slash + 1);
+    }
+    std::string_view rest = path;
+    for (;;) {
+        while (!rest.empty() && rest.front() == '/')
+            rest.remove_prefix(1);
+        if (rest.empty())
+            return mount;
+        const std::string dir = mount + "/" + std::string(rest);
+        if (IsDirectory(dir))
+            return dir;
+        const std::size_t slash = rest.find('/');
+        if (slash == std::string_view::npos)
+            return mount;
+        rest.remove_prefix(slash);
+    }
+}
+
+/// One group's limit in processors and its throttle counters.
+struct GroupReading {
+    std::optional<double> limit;
+    std::optional<std::uint64_t> throttles, throttledMicros;
+};
+
+GroupReading ReadGroup(const std::string& dir, bool v2)
+{
+    GroupReading reading;
+    std::array<char, 256> buffer;
+    const auto value = [&buffer](const std::string& path) -> std::optional<std::string_view> {
+        const ssize_t count = ReadSmallFile(path.c_str(), buffer);
+        if (count <= 0)
+            return std::nullopt;
+        return Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+    };
+    if (v2) {
+        // "max 100000" or "150000 100000"
+        if (const std::optional<std::string_view> max = value(dir + "/cpu.max")) {
+            const std::vector<std::string_view> words = Words(*max);
+            const std::optional<std::uint64_t> quota = words.size() == 2 ? ParseUnsigned(words[0]) : std::nullopt;
+            const std::optional<std::uint64_t> period = words.size() == 2 ? ParseUnsigned(words[1]) : std::nullopt;
+            if (quota && period && *period > 0)
+                reading.limit = static_cast<double>(*quota) / static_cast<double>(*period);
+        }
+    } else {
+        // A quota of -1: no limit.
+        const std::optional<std::string_view> quotaText = value(dir + "/cpu.cfs_quota_us");
+        const std::optional<std::uint64_t> quota = quotaText ? ParseUnsigned(*quotaText) : std::nullopt;
+        const std::optional<std::string_view> periodText = quota ? value(dir + "/cpu.cfs_period_us") : std::nullopt;
+        const std::optional<std::uint64_t> period = periodText ? ParseUnsigned(*periodText) : std::nullopt;
+        if (quota && period && *period > 0)
+            reading.limit = static_cast<double>(*quota) / static_cast<double>(*period);
+    }
+    if (const std::optional<std::string> stat = ReadText(dir + "/cpu.stat")) {
+        reading.throttles = StatValue(*stat, "nr_throttled");
+        if (v2)
+            reading.throttledMicros = StatValue(*stat, "throttled_usec");
+        else if (const std::optional<std::uint64_t> nanos = StatValue(*stat, "throttled_time"))
+            reading.throttledMicros = *nanos / 1000;
+    }
+    return reading;
+}
+
+/// The CPU limit of the process's group and the groups above it, and the
+/// counters of the group that sets it.
+void ReadGroupLimits(const std::string& root, ProcessLimits& limits)
+{
+    const std::optional<std::string> cgroups = ReadText(Join(root, "proc/self/cgroup"));
+    if (!cgroups)
+        return;
+    // "0::/path" (v2) and "4:cpu,cpuacct:/path" (v1); the cpu controller of
+    // v1 rules where it is mounted.
+    std::string mount, path;
+    bool v2 = false;
+    std::string_view text = *cgroups;
+    while (!text.empty()) {
+        const std::size_t newline = text.find('\n');
+        const std::string_view line = text.substr(0, newline);
+        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
+        const std::size_t first = line.find(':');
+        const std::size_t second = first == std::string_view::npos ? first : line.find(':', first + 1);
+        if (second == std::string_view::npos)
+            continue;
+        const std::string_view controllers = line.substr(first + 1, second - first - 1);
+        const std::string_view place = line.substr(second + 1);
+        if (line.substr(0, first) == "0" && controllers.empty()) {
+            if (mount.empty() || v2) {
+                const std::string unified = Join(root, "sys/fs/cgroup");
+                const bool own = ::access((unified + "/cgroup.controllers").c_str(), F_OK) == 0;
+                mount = own ? unified : unified + "/unified";
+                path = std::string(place);
+                v2 = true;
+            }
+            continue;
+        }
+        bool cpu = false;
+        for (std::string_view rest = controllers; !rest.empty();) {
+            const std::size_t comma = rest.find(',');
+            cpu = cpu || rest.substr(0, comma) == "cpu";
+            rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
+        }
+        if (!cpu || controllers.find('/') != std::string_view::npos)
+            continue;
+        for (const std::string& name : {std::string(controllers), std::string("cpu,cpuacct"), std::string("cpu")})
+            if (IsDirectory(Join(root, "sys/fs/cgroup/" + name))) {
+                mount = Join(root, "sys/fs/cgroup/" + name);
+                path = std::string(place);
+                v2 = false;
+                break;
+            }
+    }
+    if (mount.empty() || !IsDirectory(mount))
+        return;
+    const std::string own = GroupDirectory(mount, path);
+    std::string limiting = own;
+    for (std::string dir = own;;) {
+        const GroupReading reading = ReadGroup(dir, v2);
+        if (reading.limit && (!limits.cpuLimit || *reading.limit < *limits.cpuLimit)) {
+            limits.cpuLimit = reading.limit;
+            limiting = dir;
+        }
+        if (dir.size() <= mount.size())
+            break;
+        dir.resize(dir.rfind('/'));
+    }
+    const GroupReading counters = ReadGroup(limiting, v2);
+    limits.groupThrottles = counters.throttles;
+    limits.groupThrottledMicros = counters.throttledMicros;
+}
+
 }  // namespace
+
+std::optional<std::vector<std::uint32_t>> ParseProcessorList(std::string_view text, std::size_t most)
+{
+    text = Trim(text);
+    if (text.empty())
+        return std::nullopt;
+    constexpr std::uint64_t Largest = 1u << 22;  // far more processors than Linux numbers
+    std::vector<std::uint32_t> numbers;
+    while (!text.empty()) {
+        const std::size_t comma = text.find(',');
+        const std::string_view part = text.substr(0, comma);
+        text = comma == std::string_view::npos ? std::string_view() : text.substr(comma + 1);
+        if (comma != std::string_view::npos && text.empty())
+            return std::nullopt;
+        const std::size_t dash = part.find('-');
+        const std::optional<std::uint64_t> first = ParseUnsigned(part.substr(0, dash));
+        const std::optional<std::uint64_t> last =
+            dash == std::string_view::npos ? first : ParseUnsigned(part.substr(dash + 1));
+        if (!first || !last || *first > *last || *last >= Largest)
+            return std::nullopt;
+        for (std::uint64_t k = *first; k <= *last && numbers.size() < most; ++k)
+            numbers.push_back(static_cast<std::uint32_t>(k));
+    }
+    return numbers;
+}
+
+ProcessLimits ReadProcessLimits(const std::string& root)
+{
+    ProcessLimits limits;
+    if (const std::optional<std::string> status = ReadText(Join(root, "proc/self/status"))) {
+        std::optional<std::string_view> list = CpuinfoValue(*status, "Cpus_allowed_list");
+        std::optional<std::vector<std::uint32_t>> allowed = list ? ParseProcessorList(*list) : std::nullopt;
+        if (allowed) {
+            // Of the allowed processors, those that are online.
+            std::array<char, 4096> buffer;
+            const ssize_t count = ReadSmallFile(Join(root, "sys/devices/system/cpu/online").c_str(), buffer);
+            const std::optional<std::vector<std::uint32_t>> online =
+                count > 0 ? ParseProcessorList(std::string_view(buffer.data(), static_cast<std::size_t>(count)))
+                          : std::nullopt;
+            std::uint32_t usable = 0;
+            for (const std::uint32_t cpu : *allowed)
+                usable += !online || std::binary_search(online->begin(), online->end(), cpu) ? 1 : 0;
+            limits.affinity = usable;
+            if (list->size() <= 256)
+                limits.affinityList = std::string(*list);
+        }
+    }
+    ReadGroupLimits(root, limits);
+    return limits;
+}
+
+std::uint32_t UsableProcessors(const ProcessLimits& limits, std::uint32_t logicalProcessors)
+{
+    std::uint32_t usable = logicalProcessors;
+    if (limits.affinity && *limits.affinity > 0 && (usable == 0 || *limits.affinity < usable))
+        usable = *limits.affinity;
+    if (limits.cpuLimit && std::isfinite(*limits.cpuLimit)) {
+        // 1.999999 of rounding is 2: a limit is a ratio of whole microseconds.
+        const double whole = std::floor(*limits.cpuLimit + 1e-9);
+        const std::uint32_t held = whole < 1.0 ? 1u : whole > 1e6 ? 1000000u : static_cast<std::uint32_t>(whole);
+        if (usable == 0 || held < usable)
+            usable = held;
+    }
+    return usable == 0 ? 1 : usable;
+}
 
 ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
 {
@@ -345,6 +563,7 @@ ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
     const MachineSensors::Reading reading = MachineSensors(root).Read();
     snapshot.highestCelsius = reading.headlineCelsius;
     snapshot.lowestMhz = reading.lowestMhz;
+    snapshot.limits = ReadProcessLimits(root);
     return snapshot;
 }
 
@@ -444,6 +663,28 @@ std::uint64_t RunConditions::Throttles() const
     return 0;
 }
 
+std::uint64_t RunConditions::GroupThrottles() const
+{
+    if (groupThrottlesBefore && groupThrottlesAfter && *groupThrottlesAfter >= *groupThrottlesBefore)
+        return *groupThrottlesAfter - *groupThrottlesBefore;
+    return 0;
+}
+
+std::uint64_t RunConditions::GroupThrottledMicros() const
+{
+    if (groupThrottledMicrosBefore && groupThrottledMicrosAfter &&
+        *groupThrottledMicrosAfter >= *groupThrottledMicrosBefore)
+        return *groupThrottledMicrosAfter - *groupThrottledMicrosBefore;
+    return 0;
+}
+
+std::optional<double> RunConditions::CpuLimit() const
+{
+    if (cpuLimitStart && cpuLimitEnd)
+        return std::min(*cpuLimitStart, *cpuLimitEnd);
+    return cpuLimitStart ? cpuLimitStart : cpuLimitEnd;
+}
+
 namespace {
 
 /// How far a counter moved, or nullopt when it is missing or went back.
@@ -494,5 +735,16 @@ RunConditions CompareConditions(const ConditionsSnapshot& before, const Conditio
     run.threadsPerCore = topology.threadsPerCore;
     run.logicalProcessors = topology.logicalProcessors;
     run.threads = threads;
+    const ProcessLimits& start = before.limits;
+    const ProcessLimits& end = after.limits;
+    run.affinity = start.affinity && end.affinity ? std::min(*start.affinity, *end.affinity)
+                                                  : start.affinity ? start.affinity : end.affinity;
+    run.affinityList = start.affinity ? start.affinityList : end.affinityList;
+    run.cpuLimitStart = start.cpuLimit;
+    run.cpuLimitEnd = end.cpuLimit;
+    run.groupThrottlesBefore = start.groupThrottles;
+    run.groupThrottlesAfter = end.groupThrottles;
+    run.groupThrottledMicrosBefore = start.groupThrottledMicros;
+    run.groupThrottledMicrosAfter = end.groupThrottledMicros;
     return run;
 }

@@ -8,6 +8,34 @@
 #include <string>
 #include <vector>
 
+/// The processors this process may use, and its control group's hold on it.
+struct ProcessLimits {
+    /// Online processors in ROOT/proc/self/status's Cpus_allowed_list (its
+    /// affinity); nullopt when it cannot be read.
+    std::optional<std::uint32_t> affinity;
+    std::string affinityList;  ///< that list as the kernel writes it ("0-3,8"); empty when too long
+    /// The CPU limit of the process's control group in processors (cgroup
+    /// v2 cpu.max, v1 cpu.cfs_quota_us / cpu.cfs_period_us): the lowest of
+    /// the group and the groups above it; nullopt without a limit.
+    std::optional<double> cpuLimit;
+    /// The limiting group's throttle counters (its own without a limit):
+    /// periods throttled, and the time throttled in microseconds.
+    std::optional<std::uint64_t> groupThrottles;
+    std::optional<std::uint64_t> groupThrottledMicros;
+};
+
+/// Reads the limits under `root`; what cannot be read stays empty.
+ProcessLimits ReadProcessLimits(const std::string& root);
+
+/// The processors this process may keep busy: its affinity and its
+/// group's limit rounded down, at least 1; `logicalProcessors` when neither
+/// can be read.
+std::uint32_t UsableProcessors(const ProcessLimits& limits, std::uint32_t logicalProcessors);
+
+/// The processor numbers of a list such as "0-3,8" (at most `most` of them
+/// counted); nullopt when it is no such list.
+std::optional<std::vector<std::uint32_t>> ParseProcessorList(std::string_view text, std::size_t most = 1u << 20);
+
 /// The kernel's counters and states at one moment.
 struct ConditionsSnapshot {
     std::int64_t steadyNanos = 0;  ///< when it was taken (steady clock)
@@ -27,6 +55,7 @@ struct ConditionsSnapshot {
     /// The sensors that exist (MachineSensors under the same root).
     std::optional<double> highestCelsius;
     std::optional<double> lowestMhz;
+    ProcessLimits limits;
 };
 
 /// Reads every counter once; what cannot be read stays empty. Cheap: a few
@@ -81,9 +110,24 @@ struct RunConditions {
     std::uint32_t threadsPerCore = 0;
     std::uint32_t logicalProcessors = 0;
     std::uint32_t threads = 0;  ///< threads the test ran
+    /// The processors the process might use (the fewer of start and end),
+    /// and their list at the start; nullopt when not known.
+    std::optional<std::uint32_t> affinity;
+    std::string affinityList;
+    /// The control group's CPU limit in processors at the start and the end.
+    std::optional<double> cpuLimitStart, cpuLimitEnd;
+    /// The control group's throttle counters before and after.
+    std::optional<std::uint64_t> groupThrottlesBefore, groupThrottlesAfter;
+    std::optional<std::uint64_t> groupThrottledMicrosBefore, groupThrottledMicrosAfter;
 
     /// How often the throttle counters moved (0 without counters).
     std::uint64_t Throttles() const;
+    /// How many periods the control group throttled the run (0 without counters).
+    std::uint64_t GroupThrottles() const;
+    /// The time it was throttled, in microseconds (0 without counters).
+    std::uint64_t GroupThrottledMicros() const;
+    /// The lower of the limits at the start and the end; nullopt without one.
+    std::optional<double> CpuLimit() const;
 };
 
 /// Combines two snapshots of one run. `ticksPerSecond` is USER_HZ

@@ -1,0 +1,275 @@
+#include "results/fleet.h"
+
+#include "core/numbers.h"
+#include "bench/heat_work.h"
+#include "results/results_table.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+
+const char* FleetFlagName(FleetFlag flag)
+{
+    switch (flag) {
+    case FleetFlag::Slow: return "slow";
+    case FleetFlag::Fast: return "fast";
+    case FleetFlag::Unsteady: return "unsteady";
+    case FleetFlag::Limited: return "limited";
+    case FleetFlag::Throttled: return "throttled";
+    case FleetFlag::OnBattery: return "on battery";
+    case FleetFlag::NotStable: return "not stable under load";
+    case FleetFlag::NotSustained: return "not sustained";
+    }
+    return "";
+}
+
+std::vector<FleetFlag> FleetHost::Flags() const
+{
+    std::vector<FleetFlag> flags;
+    for (const FleetReason& reason : reasons)
+        if (std::find(flags.begin(), flags.end(), reason.flag) == flags.end())
+            flags.push_back(reason.flag);
+    return flags;
+}
+
+std::size_t FleetOutcome::FlaggedCount() const
+{
+    return static_cast<std::size_t>(
+        std::count_if(hosts.begin(), hosts.end(), [](const FleetHost& host) { return host.Flagged(); }));
+}
+
+namespace {
+double MedianOf(std::vector<double> values)
+{
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2.0;
+}
+
+double SpreadOf(const std::vector<double>& values)
+{
+    return SpreadPercent(values);
+}
+
+std::string PointsText(double points)
+{
+    return FormatFixed(points, 0);
+}
+
+// The name a document without a host goes by: its file's name without the
+// folder and ".json".
+std::string NameOfFile(const std::string& file)
+{
+    std::string name = file.substr(file.rfind('/') == std::string::npos ? 0 : file.rfind('/') + 1);
+    if (name.size() > 5 && name.compare(name.size() - 5, 5, ".json") == 0)
+        name.resize(name.size() - 5);
+    return name.empty() ? file : name;
+}
+
+FleetFlag FlagOf(ReasonKind kind)
+{
+    switch (kind) {
+    case ReasonKind::Limited: return FleetFlag::Limited;
+    case ReasonKind::Throttled: return FleetFlag::Throttled;
+    case ReasonKind::Battery: return FleetFlag::OnBattery;
+    case ReasonKind::Other:
+    case ReasonKind::Short: break;
+    }
+    return FleetFlag::Unsteady;
+}
+
+// The reasons of both runs' verdicts, and the heat test's. A reason both
+// runs give (a limit, a battery) is named once for both.
+void JudgeHost(const ResultDocument& d, FleetHost& host)
+{
+    struct Found {
+        FleetFlag flag;
+        std::string tests, text;
+    };
+    std::vector<Found> found;
+    for (const TestEvidence* e : {&d.speed, &d.power}) {
+        if (d.transcribed) {
+            found.push_back({FleetFlag::Unsteady, e->test, "transcribed from a table: no samples to judge"});
+            continue;
+        }
+        const Verdict& v = e->verdict;
+        for (std::size_t k = 0; k < v.reasons.size(); ++k) {
+            const FleetFlag flag = FlagOf(k < v.kinds.size() ? v.kinds[k] : ReasonKind::Other);
+            const auto same = std::find_if(found.begin(), found.end(), [&](const Found& f) {
+                return f.flag == flag && f.text == v.reasons[k];
+            });
+            if (same != found.end())
+                same->tests += " and " + e->test;
+            else
+                found.push_back({flag, e->test, v.reasons[k]});
+        }
+    }
+    for (const Found& f : found)
+        host.reasons.push_back({f.flag, f.tests + ": " + f.text});
+    const HeatEvidence& heat = d.heat;
+    if (heat.measured) {
+        if (heat.errors > 0)
+            host.reasons.push_back(
+                {FleetFlag::NotStable, "heat test: " + GroupedNumber(heat.errors) +
+                                           (heat.errors == 1 ? " wrong result" : " wrong results") + " in " +
+                                           GroupedNumber(heat.checks) + (heat.checks == 1 ? " check" : " checks")});
+        if (heat.throttled)
+            host.reasons.push_back({FleetFlag::Throttled, "heat test: the processor slowed down at its highest "
+                                                          "temperature (thermal throttling)"});
+        if (heat.sustainedPercent && *heat.sustainedPercent < SustainedLeastPercent)
+            host.reasons.push_back({FleetFlag::NotSustained, "heat test: it sustained " +
+                                                                 FormatFixed(*heat.sustainedPercent, 0) +
+                                                                 " % of its first minute's pace, below " +
+                                                                 FormatFixed(SustainedLeastPercent, 0) + " %"});
+    }
+}
+
+FleetStatistics Statistics(const std::vector<FleetHost>& hosts, const std::vector<std::size_t>& members,
+                           double FleetHost::*score)
+{
+    FleetStatistics s;
+    std::vector<double> values;
+    for (const std::size_t k : members)
+        values.push_back(hosts[k].*score);
+    s.median = MedianOf(values);
+    s.spread = SpreadOf(values);
+    s.lowestHost = s.highestHost = members.front();
+    for (const std::size_t k : members) {
+        if (hosts[k].*score < hosts[s.lowestHost].*score)
+            s.lowestHost = k;
+        if (hosts[k].*score > hosts[s.highestHost].*score)
+            s.highestHost = k;
+    }
+    s.lowest = hosts[s.lowestHost].*score;
+    s.highest = hosts[s.highestHost].*score;
+    return s;
+}
+
+// Each host against the other hosts of its processor: more than FleetOffZ
+// modified Z-scores (median and median absolute deviation of the others)
+// and more than FleetOffPercent from their median.
+void FlagOffHosts(std::vector<FleetHost>& hosts, const std::vector<std::size_t>& members, double FleetHost::*score,
+                  const char* what)
+{
+    if (members.size() < FleetLeastPeers + 1)
+        return;
+    for (const std::size_t k : members) {
+        std::vector<double> others;
+        for (const std::size_t j : members)
+            if (j != k)
+                others.push_back(hosts[j].*score);
+        const double median = MedianOf(others);
+        std::vector<double> deviations;
+        for (const double value : others)
+            deviations.push_back(std::fabs(value - median));
+        const double mad = MedianOf(deviations);
+        const double value = hosts[k].*score;
+        const double off = value - median;
+        // With no deviation among the others, any difference is infinitely far.
+        const double z = mad > 0.0 ? 0.6745 * off / mad
+                                   : off == 0.0 ? 0.0 : std::copysign(std::numeric_limits<double>::infinity(), off);
+        const double percent = median > 0.0 ? off / median * 100.0 : 0.0;
+        if (std::fabs(z) <= FleetOffZ || std::fabs(percent) <= FleetOffPercent)
+            continue;
+        const bool slow = off < 0;
+        std::string text = std::string(what) + " " + PointsText(value) + " points, " +
+                           FormatFixed(std::fabs(percent), 1) + (slow ? " % below" : " % above") + " the median " +
+                           PointsText(median) + " of the " + std::to_string(others.size()) +
+                           " other hosts of its processor";
+        if (std::isfinite(z))
+            text += " (" + FormatFixed(std::fabs(z), 1) + " modified Z-scores)";
+        hosts[k].reasons.push_back({slow ? FleetFlag::Slow : FleetFlag::Fast, std::move(text)});
+    }
+}
+}  // namespace
+
+FleetOutcome CompareFleet(const std::vector<FleetSource>& sources)
+{
+    FleetOutcome outcome;
+    std::unordered_map<std::string, std::string> hostFiles;  // host -> the document that named it first
+    for (const FleetSource& source : sources) {
+        ResultDocument d;
+        std::string problem = ReadResultDocument(source.bytes, d);
+        if (problem.empty())
+            problem = CheckResultDocument(d);
+        if (!problem.empty()) {
+            outcome.refused.push_back({source.name, problem});
+            continue;
+        }
+        FleetHost host;
+        host.file = source.name;
+        host.host = d.host.name.empty() ? NameOfFile(source.name) : d.host.name;
+        if (const auto [first, added] = hostFiles.emplace(host.host, source.name); !added) {
+            outcome.refused.push_back(
+                {source.name, "it is a second document of the host " + host.host + " (the first is " +
+                                  first->second + ")"});
+            continue;
+        }
+        host.machineId = d.host.machineId;
+        host.vendor = d.machine.vendor;
+        host.brand = d.machine.brand;
+        host.signature = d.machine.signature;
+        host.logicalProcessors = d.machine.logicalProcessors;
+        host.record = d.record;
+        host.speed = d.speed.points;
+        host.power = d.power.points;
+        host.steady = !d.transcribed && d.speed.verdict.steady && d.power.verdict.steady;
+        host.heat = d.heat.measured;
+        JudgeHost(d, host);
+        outcome.hosts.push_back(std::move(host));
+    }
+
+    // Groups by processor, never by brand alone.
+    std::map<std::tuple<std::string, std::string, std::string, std::uint32_t>, std::vector<std::size_t>> groups;
+    for (std::size_t k = 0; k < outcome.hosts.size(); ++k) {
+        const FleetHost& h = outcome.hosts[k];
+        groups[{h.vendor, h.brand, h.signature, h.logicalProcessors}].push_back(k);
+    }
+    std::map<std::string, int> brands;
+    for (const auto& [key, members] : groups)
+        ++brands[std::get<1>(key)];
+    for (auto& [key, members] : groups) {
+        FleetGroup group;
+        std::tie(group.vendor, group.brand, group.signature, group.logicalProcessors) = key;
+        std::sort(members.begin(), members.end(), [&](std::size_t a, std::size_t b) {
+            return outcome.hosts[a].host < outcome.hosts[b].host;
+        });
+        group.hosts = members;
+        group.sharedBrand = brands[group.brand] > 1;
+        group.speed = Statistics(outcome.hosts, members, &FleetHost::speed);
+        group.power = Statistics(outcome.hosts, members, &FleetHost::power);
+        FlagOffHosts(outcome.hosts, members, &FleetHost::speed, "speed");
+        FlagOffHosts(outcome.hosts, members, &FleetHost::power, "power");
+        outcome.groups.push_back(std::move(group));
+    }
+    // Each host's reasons in the order of the flags.
+    for (FleetHost& host : outcome.hosts)
+        std::stable_sort(host.reasons.begin(), host.reasons.end(),
+                         [](const FleetReason& a, const FleetReason& b) { return a.flag < b.flag; });
+    return outcome;
+}
+
+std::vector<std::string> FleetRecords(const FleetOutcome& outcome)
+{
+    std::vector<std::string> lines;
+    for (const FleetHost& host : outcome.hosts) {
+        if (!host.steady)
+            continue;
+        // The model is the second field; a host name holds no ";" (a name
+        // from a file's name may: it becomes ",").
+        std::string name = host.host;
+        std::replace(name.begin(), name.end(), ';', ',');
+        const std::size_t first = host.record.find(';');
+        const std::size_t second = first == std::string::npos ? first : host.record.find(';', first + 1);
+        if (second == std::string::npos)
+            continue;
+        lines.push_back(host.record.substr(0, second) + " [" + name + "]" + host.record.substr(second));
+    }
+    return lines;
+}
