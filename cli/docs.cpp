@@ -146,6 +146,11 @@ void ManualPage()
         {"tarnwick-cli record --save lab-7.json", "measures this machine and keeps the result with its evidence"},
         {"tarnwick-cli merge --steady-only *.json",
          "adds the result documents whose samples check out and whose runs were steady"},
+        {"tarnwick-cli record --quiet --host web-01 --heat 10 --save web-01.json",
+         "measures this host, then a 10-minute heat test, and keeps the result under the host's inventory name"},
+        {"tarnwick-cli fleet lab/*.json --results lab/fleet.csv",
+         "compares many hosts' documents by processor, names the hosts that are off (status 5) and writes the "
+         "steady hosts' records"},
     };
     for (const auto& example : examples)
         std::printf(".TP\n.B %s\n%s.\n", Roff(example[0]).c_str(), Roff(example[1]).c_str());

@@ -5,6 +5,7 @@
 
 #include <wx/cmdline.h>
 
+#include <algorithm>
 #include <cstring>
 #include <regex>
 
@@ -159,12 +160,16 @@ std::string Entry(const std::string& left, const std::string& help)
 std::string HelpText()
 {
     std::string text = "tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
-                       "Usage: tarnwick-cli COMMAND [OPTION...]\n"
-                       "Commands: ";
+                       "Usage: tarnwick-cli COMMAND [OPTION...]\n";
+    // A command and its operands stay on one line: joined by a mark that
+    // becomes a space once the line is wrapped.
+    std::string names;
     for (const CliCommand& command : CliCommands())
-        text += std::string(command.name) + (*command.operands != '\0' ? std::string(" ") + command.operands : "") +
-                (&command == &CliCommands().back() ? "\n" : ", ");
-    text += "\n";
+        names += std::string(command.name) + (*command.operands != '\0' ? std::string("\x01") + command.operands : "") +
+                 (&command == &CliCommands().back() ? "" : ", ");
+    std::string wrapped = Wrapped(names, 10);
+    std::replace(wrapped.begin(), wrapped.end(), '\x01', ' ');
+    text += "Commands: " + wrapped + "\n\n";
     for (const CliCommand& command : CliCommands())
         text += Entry(std::string(command.name) + (*command.operands != '\0' ? std::string(" ") + command.operands : ""),
                       command.summary);

@@ -505,9 +505,11 @@ public:
         const auto pair = [&](const char* name, const char* first, const char* second, auto& a, auto& b) {
             if (!j.contains(name))
                 return true;
-            const Json* value = Object(j, name, at);
+            const Json* value = Object(j, name, at, true);
             if (value == nullptr)
                 return false;
+            if (value->is_null())
+                return true;
             const std::string path = Join(at, name);
             if constexpr (std::is_same_v<std::decay_t<decltype(a)>, std::optional<double>>)
                 return OptionalReal(*value, first, path, 0, MaxReading, a) &&
@@ -645,9 +647,11 @@ public:
     {
         if (!root.contains("host"))
             return true;
-        const Json* j = Object(root, "host", "");
+        const Json* j = Object(root, "host", "", true);
         if (j == nullptr)
             return false;
+        if (j->is_null())
+            return true;
         if (!Text(*j, "name", "host", MaxHostName, h.name))
             return false;
         if (const std::string why = HostNameProblem(h.name); !why.empty())
@@ -1014,9 +1018,13 @@ std::string WriteResultDocument(const ResultDocument& d)
                     {"signature", d.machine.signature}, {"modelName", d.machine.modelName},
                     {"logicalProcessors", d.machine.logicalProcessors},
                     {"kernel", d.machine.kernel},       {"os", d.machine.os}};
-    j["host"] = {{"name", d.host.name},
-                 {"machineName", d.host.machineName},
-                 {"machineId", d.host.machineId.empty() ? OrderedJson(nullptr) : OrderedJson(d.host.machineId)}};
+    // A document made without a host (a transcribed one) names none.
+    if (d.host.name.empty())
+        j["host"] = nullptr;
+    else
+        j["host"] = {{"name", d.host.name},
+                     {"machineName", d.host.machineName},
+                     {"machineId", d.host.machineId.empty() ? OrderedJson(nullptr) : OrderedJson(d.host.machineId)}};
     j["speed"] = EvidenceToJson(d.speed);
     j["power"] = EvidenceToJson(d.power);
     j["heat"] = HeatToJson(d.heat);

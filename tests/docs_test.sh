@@ -22,7 +22,7 @@ options=$(echo "$help" | grep -oE -- '--[a-z][a-z-]*' | sort -u)
 for option in $options; do
     grep -qE -- "(^|[ [])$option( |\]|,|\.|$)" <<< "$rendered" || fail "tarnwick-cli.1 lacks $option"
 done
-commands=$(echo "$help" | sed -n 's/^Commands: //p' | tr ',' '\n' | awk '{print $1}')
+commands=$(echo "$help" | sed -n '/^Commands: /,/^$/p' | sed 's/^Commands: //' | tr ',' '\n' | awk 'NF {print $1}')
 for command in $commands; do
     grep -qE "^ +$command( |$)" <<< "$rendered" || fail "tarnwick-cli.1 lacks the command $command"
 done
@@ -79,7 +79,7 @@ expect() {
 cd "$(mktemp -d)"
 touch lab.csv other.csv plot.svg
 mkdir folder
-expect "--help --version heat info merge power record results speed " tarnwick-cli ""
+expect "--help --version fleet heat info merge power record results speed " tarnwick-cli ""
 expect "power " tarnwick-cli po
 expect "--htt --htt-off-result --json --no-htt --quiet --repeat --seconds --strict --threads " tarnwick-cli power ""
 expect "--htt --htt-off-result " tarnwick-cli power --ht
@@ -98,6 +98,9 @@ expect "" tarnwick-cli info x
 expect "folder lab.csv other.csv plot.svg " tarnwick-cli heat --minutes 1 --log ""
 expect "plot.svg " tarnwick-cli heat --plot p
 expect "lab.csv " tarnwick-cli record --save l
+expect "- folder lab.csv other.csv plot.svg " tarnwick-cli fleet ""
+expect "--json --quiet --results " tarnwick-cli fleet lab.csv --
+expect "--heat --host --htt --htt-off-result " tarnwick-cli record --h
 # Every option --help lists is offered after some command.
 all=""
 for command in $commands; do

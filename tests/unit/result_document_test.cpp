@@ -124,7 +124,8 @@ TEST(ResultDocument, TheTextHoldsItsMembersInOrderIndentedByTwo)
     EXPECT_EQ(text.back(), '\n');
     const Json j = Json::parse(text);
     EXPECT_EQ(Keys(j), (std::vector<std::string>{"format", "program", "version", "workCycle", "date", "transcribed",
-                                                 "record", "machine", "speed", "power"}));
+                                                 "record", "machine", "host", "speed", "power", "heat",
+                                                 "repeats"}));
     EXPECT_EQ(Keys(j["machine"]), (std::vector<std::string>{"vendor", "brand", "signature", "modelName",
                                                             "logicalProcessors", "kernel", "os"}));
     const Json& speed = j["speed"];
@@ -135,7 +136,8 @@ TEST(ResultDocument, TheTextHoldsItsMembersInOrderIndentedByTwo)
     EXPECT_EQ(Keys(speed["conditions"]),
               (std::vector<std::string>{"wallSeconds", "otherPercent", "stealPercent", "throttleBefore",
                                         "throttleAfter", "onBattery", "highestCelsius", "lowestMhz", "governors",
-                                        "threadsPerCore", "logicalProcessors", "threads"}));
+                                        "threadsPerCore", "logicalProcessors", "threads", "affinity", "cpuLimit",
+                                        "groupThrottles", "groupThrottledMicros"}));
     EXPECT_EQ(Keys(speed["conditions"]["highestCelsius"]), (std::vector<std::string>{"start", "end"}));
     EXPECT_EQ(Keys(speed["verdict"]), (std::vector<std::string>{"steady", "reasons", "notes"}));
 
