@@ -47,24 +47,21 @@ std::string ProcessorText(const FleetGroup& group)
 
 int RunFleet(const Options& options)
 {
-    // Every document is read; one that cannot be read is refused with why,
-    // and the others are compared all the same.
-    std::vector<FleetSource> sources;
-    std::vector<FleetRefusal> unread;
+    // Every document is read and compared in turn; one that cannot be read
+    // is refused with why, and the others are compared all the same.
+    FleetComparison comparison;
     for (const wxString& file : options.files) {
-        FleetSource source;
-        source.name = file == wxS("-") ? std::string("(standard input)") : ShownUtf8(file);
-        const int error = ReadInputFile(file, source.bytes, MaxResultDocumentBytes);
+        const std::string name = file == wxS("-") ? std::string("(standard input)") : ShownUtf8(file);
+        std::string bytes;
+        const int error = ReadInputFile(file, bytes, MaxResultDocumentBytes);
         if (error == EFBIG)
-            unread.push_back({source.name, "it is too large: more than " + std::to_string(MaxResultDocumentBytes) +
-                                               " bytes"});
+            comparison.Refuse(name, "it is too large: more than " + std::to_string(MaxResultDocumentBytes) + " bytes");
         else if (error != 0)
-            unread.push_back({source.name, "it could not be read (" + Utf8(ErrorText(error)) + ")"});
+            comparison.Refuse(name, "it could not be read (" + Utf8(ErrorText(error)) + ")");
         else
-            sources.push_back(std::move(source));
+            comparison.Add(name, bytes);
     }
-    FleetOutcome outcome = CompareFleet(sources);
-    outcome.refused.insert(outcome.refused.begin(), unread.begin(), unread.end());
+    const FleetOutcome outcome = comparison.Finish();
 
     // The fleet's table: the steady hosts' records, through the table's own
     // transaction; a new table holds them only.

@@ -151,25 +151,45 @@ FleetStatistics Statistics(const std::vector<FleetHost>& hosts, const std::vecto
     return s;
 }
 
+// The median of `sorted` with the entry at `skip` left out.
+double MedianWithout(const std::vector<double>& sorted, std::size_t skip)
+{
+    const std::size_t n = sorted.size() - 1;
+    const auto at = [&](std::size_t i) { return sorted[i < skip ? i : i + 1]; };
+    return n % 2 != 0 ? at(n / 2) : (at(n / 2 - 1) + at(n / 2)) / 2.0;
+}
+
+std::size_t IndexOf(const std::vector<double>& sorted, double value)
+{
+    return static_cast<std::size_t>(std::lower_bound(sorted.begin(), sorted.end(), value) - sorted.begin());
+}
+
 // Each host against the other hosts of its processor: more than FleetOffZ
 // modified Z-scores (median and median absolute deviation of the others)
-// and more than FleetOffPercent from their median.
+// and more than FleetOffPercent from their median. The others of each host
+// are all but one: their median is read off the sorted scores, and their
+// deviations off the sorted deviations from that median (at most three
+// medians occur), so a group of thousands takes n log n, not n squared.
 void FlagOffHosts(std::vector<FleetHost>& hosts, const std::vector<std::size_t>& members, double FleetHost::*score,
                   const char* what)
 {
     if (members.size() < FleetLeastPeers + 1)
         return;
+    std::vector<double> sorted;
+    for (const std::size_t j : members)
+        sorted.push_back(hosts[j].*score);
+    std::sort(sorted.begin(), sorted.end());
+    std::map<double, std::vector<double>> deviationsFrom;
     for (const std::size_t k : members) {
-        std::vector<double> others;
-        for (const std::size_t j : members)
-            if (j != k)
-                others.push_back(hosts[j].*score);
-        const double median = MedianOf(others);
-        std::vector<double> deviations;
-        for (const double value : others)
-            deviations.push_back(std::fabs(value - median));
-        const double mad = MedianOf(deviations);
         const double value = hosts[k].*score;
+        const double median = MedianWithout(sorted, IndexOf(sorted, value));
+        std::vector<double>& deviations = deviationsFrom[median];
+        if (deviations.empty()) {
+            for (const double other : sorted)
+                deviations.push_back(std::fabs(other - median));
+            std::sort(deviations.begin(), deviations.end());
+        }
+        const double mad = MedianWithout(deviations, IndexOf(deviations, std::fabs(value - median)));
         const double off = value - median;
         // With no deviation among the others, any difference is infinitely far.
         const double z = mad > 0.0 ? 0.6745 * off / mad
@@ -180,7 +200,7 @@ void FlagOffHosts(std::vector<FleetHost>& hosts, const std::vector<std::size_t>&
         const bool slow = off < 0;
         std::string text = std::string(what) + " " + PointsText(value) + " points, " +
                            FormatFixed(std::fabs(percent), 1) + (slow ? " % below" : " % above") + " the median " +
-                           PointsText(median) + " of the " + std::to_string(others.size()) +
+                           PointsText(median) + " of the " + std::to_string(members.size() - 1) +
                            " other hosts of its processor";
         if (std::isfinite(z))
             text += " (" + FormatFixed(std::fabs(z), 1) + " modified Z-scores)";
@@ -189,42 +209,56 @@ void FlagOffHosts(std::vector<FleetHost>& hosts, const std::vector<std::size_t>&
 }
 }  // namespace
 
+void FleetComparison::Add(const std::string& name, std::string_view bytes)
+{
+    ResultDocument d;
+    std::string problem = ReadResultDocument(bytes, d);
+    if (problem.empty())
+        problem = CheckResultDocument(d);
+    if (!problem.empty()) {
+        m_outcome.refused.push_back({name, problem});
+        return;
+    }
+    FleetHost host;
+    host.file = name;
+    host.host = d.host.name.empty() ? NameOfFile(name) : d.host.name;
+    if (const auto [first, added] = m_hostFiles.emplace(host.host, name); !added) {
+        m_outcome.refused.push_back(
+            {name, "it is a second document of the host " + host.host + " (the first is " + first->second + ")"});
+        return;
+    }
+    host.machineId = d.host.machineId;
+    host.vendor = d.machine.vendor;
+    host.brand = d.machine.brand;
+    host.signature = d.machine.signature;
+    host.logicalProcessors = d.machine.logicalProcessors;
+    host.record = d.record;
+    host.speed = d.speed.points;
+    host.power = d.power.points;
+    host.steady = !d.transcribed && d.speed.verdict.steady && d.power.verdict.steady;
+    host.heat = d.heat.measured;
+    JudgeHost(d, host);
+    m_outcome.hosts.push_back(std::move(host));
+}
+
+void FleetComparison::Refuse(const std::string& name, const std::string& reason)
+{
+    m_outcome.refused.push_back({name, reason});
+}
+
 FleetOutcome CompareFleet(const std::vector<FleetSource>& sources)
 {
-    FleetOutcome outcome;
-    std::unordered_map<std::string, std::string> hostFiles;  // host -> the document that named it first
-    for (const FleetSource& source : sources) {
-        ResultDocument d;
-        std::string problem = ReadResultDocument(source.bytes, d);
-        if (problem.empty())
-            problem = CheckResultDocument(d);
-        if (!problem.empty()) {
-            outcome.refused.push_back({source.name, problem});
-            continue;
-        }
-        FleetHost host;
-        host.file = source.name;
-        host.host = d.host.name.empty() ? NameOfFile(source.name) : d.host.name;
-        if (const auto [first, added] = hostFiles.emplace(host.host, source.name); !added) {
-            outcome.refused.push_back(
-                {source.name, "it is a second document of the host " + host.host + " (the first is " +
-                                  first->second + ")"});
-            continue;
-        }
-        host.machineId = d.host.machineId;
-        host.vendor = d.machine.vendor;
-        host.brand = d.machine.brand;
-        host.signature = d.machine.signature;
-        host.logicalProcessors = d.machine.logicalProcessors;
-        host.record = d.record;
-        host.speed = d.speed.points;
-        host.power = d.power.points;
-        host.steady = !d.transcribed && d.speed.verdict.steady && d.power.verdict.steady;
-        host.heat = d.heat.measured;
-        JudgeHost(d, host);
-        outcome.hosts.push_back(std::move(host));
-    }
+    FleetComparison comparison;
+    for (const FleetSource& source : sources)
+        comparison.Add(source.name, source.bytes);
+    return comparison.Finish();
+}
 
+FleetOutcome FleetComparison::Finish()
+{
+    FleetOutcome outcome = std::move(m_outcome);
+    m_outcome = FleetOutcome();
+    m_hostFiles.clear();
     // Groups by processor, never by brand alone.
     std::map<std::tuple<std::string, std::string, std::string, std::uint32_t>, std::vector<std::size_t>> groups;
     for (std::size_t k = 0; k < outcome.hosts.size(); ++k) {

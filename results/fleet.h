@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 /// A document to compare: how messages name it, and its bytes.
@@ -83,6 +85,24 @@ struct FleetOutcome {
     std::vector<FleetRefusal> refused;
 
     std::size_t FlaggedCount() const;
+};
+
+/// The comparison of documents given one at a time (so that their text
+/// need not be held): Add each, then Finish.
+class FleetComparison {
+public:
+    /// Reads and checks a document as merge does; refused with its reason,
+    /// as is a second document of a host already given.
+    void Add(const std::string& name, std::string_view bytes);
+    /// A document that could not be read at all.
+    void Refuse(const std::string& name, const std::string& reason);
+    /// Groups the hosts by processor and flags each with every reason that
+    /// applies; the comparison starts anew.
+    FleetOutcome Finish();
+
+private:
+    FleetOutcome m_outcome;
+    std::unordered_map<std::string, std::string> m_hostFiles;  ///< host -> the document that named it first
 };
 
 /// Reads and checks every document as merge does (a refused one is named

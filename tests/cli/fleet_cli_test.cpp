@@ -143,9 +143,9 @@ TEST_F(CliFleet, FleetComparesIdenticalHostsAsSeparateLinesAndNamesWhatItRefuses
     EXPECT_EQ(o.code, 5) << o.err;
     const Json j = Json::parse(o.out);
     ASSERT_EQ(j["refused"].size(), 2u);
-    EXPECT_EQ(j["refused"][0]["file"], "missing.json");
-    EXPECT_EQ(j["refused"][0]["reason"], "it could not be read (No such file or directory)");
-    EXPECT_EQ(j["refused"][1]["file"], "broken.json");
+    EXPECT_EQ(j["refused"][0]["file"], "broken.json");
+    EXPECT_EQ(j["refused"][1]["file"], "missing.json");
+    EXPECT_EQ(j["refused"][1]["reason"], "it could not be read (No such file or directory)");
     ASSERT_EQ(j["groups"].size(), 1u);
     EXPECT_EQ(j["groups"][0]["hosts"].size(), 3u);
     const bool steady = first["speed"]["verdict"]["steady"] && first["power"]["verdict"]["steady"];

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -113,6 +115,52 @@ TEST(Fleet, SlowNeedsFarInZScoresAndPercentAndThreeOthers)
     // Against two others nothing is told.
     const FleetOutcome few = CompareFleet({sources[0], sources[1], sources[4]});
     EXPECT_TRUE(Host(few, "slow").Flags().empty());
+}
+
+// The flags against the definition worked out the plain way: for each
+// host, the median and median absolute deviation of all the others.
+TEST(Fleet, SlowAndFastAgreeWithTheirDefinitionForAnyGroup)
+{
+    const auto median = [](std::vector<double> v) {
+        std::sort(v.begin(), v.end());
+        const std::size_t h = v.size() / 2;
+        return v.size() % 2 != 0 ? v[h] : (v[h - 1] + v[h]) / 2.0;
+    };
+    std::mt19937 random(11);
+    int flagged = 0;
+    for (int round = 0; round < 30; ++round) {
+        const std::size_t count = 4 + random() % 6;
+        std::vector<FleetSource> sources;
+        for (std::size_t k = 0; k < count; ++k) {
+            // Ties, a tight cluster, and now and then one far off.
+            std::uint32_t blocks = 900 + 4 * (random() % 4);
+            if (random() % 4 == 0)
+                blocks = random() % 2 == 0 ? 800 : 1000;
+            const std::string host = "h" + std::to_string(k);
+            sources.push_back(Source(host + ".json", HostDocument(host, blocks)));
+        }
+        const FleetOutcome outcome = CompareFleet(sources);
+        for (const FleetHost& host : outcome.hosts) {
+            std::vector<double> others;
+            for (const FleetHost& other : outcome.hosts)
+                if (&other != &host)
+                    others.push_back(other.speed);
+            const double m = median(others);
+            std::vector<double> deviations;
+            for (const double value : others)
+                deviations.push_back(std::fabs(value - m));
+            const double mad = median(deviations);
+            const double off = host.speed - m;
+            const bool far = mad > 0 ? std::fabs(0.6745 * off / mad) > 3.5 : off != 0;
+            const bool expected = far && std::fabs(off / m * 100.0) > 5.0;
+            const std::vector<FleetFlag> flags = host.Flags();
+            const bool slowOrFast = std::find(flags.begin(), flags.end(), off < 0 ? FleetFlag::Slow : FleetFlag::Fast) !=
+                                    flags.end();
+            EXPECT_EQ(slowOrFast, expected) << "round " << round << " " << host.host << " " << host.speed;
+            flagged += expected ? 1 : 0;
+        }
+    }
+    EXPECT_GT(flagged, 0);
 }
 
 TEST(Fleet, ConditionsAndTheHeatTestGiveTheirFlags)
