@@ -82,6 +82,10 @@ int RunFleet(const Options& options)
         written = merged.written;
         added = merged.added;
         present = merged.present;
+        // A record the table cannot take (too long with its host's name) is said, never dropped in silence.
+        for (const MergeNote& note : merged.refused)
+            std::fprintf(stderr, "tarnwick-cli: a record was not stored in %s: %s\n",
+                         ShownUtf8(AbsolutePath(options.results)).c_str(), Utf8(note.reason).c_str());
     }
 
     Report report(options.json);
