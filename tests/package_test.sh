@@ -18,7 +18,9 @@ for path in ./usr/bin/tarnwick ./usr/bin/tarnwick-cli ./usr/lib/tarnwick/tarnwic
             ./usr/share/applications/org.example.tarnwick.desktop ./usr/share/metainfo/org.example.tarnwick.metainfo.xml \
             ./usr/share/man/man1/tarnwick.1.gz ./usr/share/man/man1/tarnwick-cli.1.gz \
             ./usr/share/bash-completion/completions/tarnwick-cli ./usr/share/icons/hicolor/48x48/apps/tarnwick.png \
-            ./usr/share/icons/hicolor/128x128/apps/tarnwick.png ./usr/share/doc/tarnwick/copyright; do
+            ./usr/share/icons/hicolor/128x128/apps/tarnwick.png ./usr/share/doc/tarnwick/copyright \
+            ./usr/share/tarnwick/fleet/galaxy.yml ./usr/share/tarnwick/fleet/playbooks/benchmark.yml \
+            ./usr/share/tarnwick/fleet/roles/benchmark/tasks/main.yml; do
     echo "$contents" | grep -q " $path\$" || { echo "missing $path" >&2; exit 1; }
 done
 command -v lintian > /dev/null || { echo "lintian is not installed" >&2; exit 1; }
