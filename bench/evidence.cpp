@@ -156,7 +156,7 @@ Verdict JudgeRun(const TestEvidence& evidence)
                true, ReasonKind::Limited);
     if (const std::optional<double> limit = c.CpuLimit();
         limit && c.logicalProcessors != 0 && *limit < static_cast<double>(c.logicalProcessors))
-        reason("limited to " + LimitText(*limit, 2) + (*limit == 1.0 ? " processor" : " processors") +
+        reason("limited to " + LimitText(*limit, 2) + (LimitText(*limit, 2) == "1" ? " processor" : " processors") +
                    " by its control group: the score measures the limit, not the processor",
                true, ReasonKind::Limited);
     if (c.logicalProcessors != 0 && c.threads > c.logicalProcessors)

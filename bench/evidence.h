@@ -61,7 +61,8 @@ struct HeatEvidence {
     std::uint32_t seconds = 0;  ///< how long the workers ran
     std::uint32_t workers = 0;
     std::optional<double> passesPerSecond;   ///< the work rate at the end
-    std::optional<double> sustainedPercent;  ///< the last minute's pace against the first
+    std::optional<double> sustainedPercent;  ///< the pace at the end against the pace at the start
+    std::optional<double> firstSeconds;      ///< how long the start whose pace is compared was
     std::optional<double> slowestPercent;    ///< the slowest processor against the fastest
     std::uint64_t checks = 0;
     std::uint64_t errors = 0;  ///< checks that found a wrong result

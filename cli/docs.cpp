@@ -104,8 +104,8 @@ void ManualPage()
                 Roff("With --strict: a run was unsteady (another program was busy, the rate varied from second to "
                      "second, the processor throttled, the machine ran on battery, more threads than processors, or an "
                      "HTT run on cores of one thread each); the results are printed all the same.").c_str(),
-                Roff("heat: a processor computed a wrong result (a check failed); the summary names it, and the log "
-                     "and the picture are written all the same.").c_str(),
+                Roff("heat, record --heat: a processor computed a wrong result (a check failed); the summary names "
+                     "it, and the log, the picture, the record and the document are written all the same.").c_str(),
                 Roff("fleet: a host was flagged (slow, fast, unsteady, limited, throttled, on battery, not stable "
                      "under load or not sustained) or a document was refused; the comparison is printed, and the "
                      "table --results names is written, all the same.").c_str());

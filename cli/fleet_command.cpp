@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace cli {
@@ -65,11 +66,16 @@ int RunFleet(const Options& options)
 
     // The fleet's table: the steady hosts' records, through the table's own
     // transaction; a new table holds them only.
-    bool written = false;
+    bool written = false, tableFailed = false;
     std::size_t added = 0, present = 0;
+    std::vector<std::pair<std::string, std::string>> notStored;  // host, why
     if (!options.results.empty()) {
         MergeSource records;
         records.name = wxS("(the fleet)");
+        std::vector<std::string> hosts;  // of each line
+        for (const FleetHost& host : outcome.hosts)
+            if (host.steady)
+                hosts.push_back(host.host);
         for (const std::string& line : FleetRecords(outcome))
             records.bytes += line + "\n";
         StartNewResultsFilesEmpty(true);
@@ -77,15 +83,18 @@ int RunFleet(const Options& options)
         StartNewResultsFilesEmpty(false);
         if (merged.status != 0) {
             HintAfterRefusal();
-            return 1;
+            tableFailed = true;
         }
         written = merged.written;
         added = merged.added;
         present = merged.present;
-        // A record the table cannot take (too long with its host's name) is said, never dropped in silence.
+        // A record the table cannot take (too long with its host's name) is
+        // named, never dropped in silence.
         for (const MergeNote& note : merged.refused)
-            std::fprintf(stderr, "tarnwick-cli: a record was not stored in %s: %s\n",
-                         ShownUtf8(AbsolutePath(options.results)).c_str(), Utf8(note.reason).c_str());
+            notStored.emplace_back(note.line >= 1 && note.line <= hosts.size() ? hosts[note.line - 1] : std::string("?"),
+                                   Utf8(note.reason));
+        if (merged.refusedCount > merged.refused.size())
+            notStored.emplace_back("...", std::to_string(merged.refusedCount - merged.refused.size()) + " more");
     }
 
     Report report(options.json);
@@ -167,11 +176,20 @@ int RunFleet(const Options& options)
     report["added"] = added;
     report["present"] = present;
     report["written"] = written;
-    if (!options.results.empty())
+    report["notStored"] = nlohmann::ordered_json::array();
+    for (const auto& [host, why] : notStored)
+        report["notStored"].push_back({{"host", host}, {"reason", why}});
+    if (!options.results.empty() && !tableFailed) {
         report.Line("Table " + ShownUtf8(AbsolutePath(options.results)) + ": " + std::to_string(added) +
                     (added == 1 ? " steady record added, " : " steady records added, ") + std::to_string(present) +
                     " already present");
+        for (const auto& [host, why] : notStored)
+            report.Line("  the record of " + host + " was not stored: " + why);
+    }
+    // The comparison is printed even when its table could not be written.
     report.Print();
-    return flagged > 0 || !outcome.refused.empty() ? FleetFlaggedExit : 0;
+    if (tableFailed)
+        return 1;
+    return flagged > 0 || !outcome.refused.empty() || !notStored.empty() ? FleetFlaggedExit : 0;
 }
 }  // namespace cli

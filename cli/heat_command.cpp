@@ -269,8 +269,10 @@ HeatEvidence HeatEvidenceOfRun(double took)
     heat.seconds = static_cast<std::uint32_t>(std::max(1.0, std::round(took)));
     heat.workers = ThreadCount;
     heat.passesPerSecond = HeatWork.CurrentRate();
-    if (const std::optional<HeatPace> pace = HeatWork.SustainedPace())
+    if (const std::optional<HeatPace> pace = HeatWork.SustainedPace()) {
         heat.sustainedPercent = pace->percent;
+        heat.firstSeconds = pace->firstSeconds;
+    }
     heat.slowestPercent = HeatWork.SlowestPercent();
     heat.checks = HeatWork.Checks();
     heat.errors = HeatWork.Errors();

@@ -47,7 +47,7 @@ const std::vector<CliOption>& CliOptions()
          "shortened with --seconds heats for S seconds)"},
         {"no-lock", nullptr,
          "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
-         "a change another program makes at the same time can then be lost (record, merge)"},
+         "a change another program makes at the same time can then be lost (record, merge, fleet)"},
     };
     return options;
 }
@@ -76,7 +76,7 @@ const std::vector<CliCommand>& CliCommands()
          "compares the result documents of many machines: verifies each as merge does, groups them by processor "
          "(vendor, brand, CPUID signature, logical processors) and names every host that is slow, fast, unsteady, "
          "limited, throttled, on battery, not stable under load or not sustained (exit status 5)",
-         {"results"}, "", "", cli::RunFleet},
+         {"results", "no-lock"}, "", "", cli::RunFleet},
     };
     return commands;
 }

@@ -191,8 +191,9 @@ void PrintEvidence(const Options& options, const DocumentExtras& extras)
         const HeatEvidence& heat = extras.heat;
         std::string line = "Heat test: " + std::to_string(heat.workers) + " workers for " +
                            std::to_string(heat.seconds) + " s";
-        if (heat.sustainedPercent)
-            line += ", sustained " + FormatFixed(*heat.sustainedPercent, 0) + " % of the first minute's pace";
+        if (heat.sustainedPercent && heat.firstSeconds)
+            line += ", sustained " + FormatFixed(*heat.sustainedPercent, 0) + " % of the first " +
+                    FormatFixed(*heat.firstSeconds, 0) + " s";
         line += ", " + GroupedNumber(heat.checks) + (heat.checks == 1 ? " check, " : " checks, ") +
                 (heat.errors == 0 ? std::string("no errors")
                                   : GroupedNumber(heat.errors) + (heat.errors == 1 ? " error" : " errors"));
@@ -286,6 +287,7 @@ int RunRecord(const Options& options)
     const wxString line = JoinRecordFields();
     const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
     // The heat test after both: every processor busy, as the heat command runs it.
+    bool heatFailed = false;
     if (options.heatMinutes > 0) {
         const std::uint32_t powerThreads = ThreadCount;
         ThreadCount = CpuCount;
@@ -293,9 +295,14 @@ int RunRecord(const Options& options)
                                              : static_cast<std::int32_t>(options.heatMinutes * 60000);
         StartHeatReadings();
         double took = 0.0;
-        if (!RunHeatWorkers(options, [](const std::string&) {}, took))
-            return 1;
-        extras.heat = HeatEvidenceOfRun(took);
+        // A heat test that could not run leaves the record and its document
+        // without it: what speed and power measured is not lost.
+        heatFailed = !RunHeatWorkers(options, [](const std::string&) {}, took);
+        if (heatFailed)
+            std::fprintf(stderr, "tarnwick-cli: the heat test did not finish; the record and its document are "
+                                 "given without it\n");
+        else
+            extras.heat = HeatEvidenceOfRun(took);
         ThreadCount = powerThreads;
     }
 
@@ -365,6 +372,11 @@ int RunRecord(const Options& options)
     }
     report.Print(out);
     PrintEvidence(options, extras);
+    if (heatFailed)
+        return 1;
+    // As the heat command: a processor that computed a wrong result.
+    if (extras.heat.measured && extras.heat.errors > 0)
+        return 4;
     return options.strict && unsteady ? UnsteadyExit : 0;
 }
 }  // namespace cli

@@ -123,10 +123,11 @@ void JudgeHost(const ResultDocument& d, FleetHost& host)
             host.reasons.push_back({FleetFlag::Throttled, "heat test: the processor slowed down at its highest "
                                                           "temperature (thermal throttling)"});
         if (heat.sustainedPercent && *heat.sustainedPercent < SustainedLeastPercent)
-            host.reasons.push_back({FleetFlag::NotSustained, "heat test: it sustained " +
-                                                                 FormatFixed(*heat.sustainedPercent, 0) +
-                                                                 " % of its first minute's pace, below " +
-                                                                 FormatFixed(SustainedLeastPercent, 0) + " %"});
+            host.reasons.push_back(
+                {FleetFlag::NotSustained,
+                 "heat test: it sustained " + FormatFixed(*heat.sustainedPercent, 1) + " % of its pace of the first " +
+                     (heat.firstSeconds ? FormatFixed(*heat.firstSeconds, 0) + " s" : std::string("seconds")) +
+                     ", below " + FormatFixed(SustainedLeastPercent, 0) + " %"});
     }
 }
 
@@ -221,12 +222,34 @@ void FleetComparison::Add(const std::string& name, std::string_view bytes)
     }
     FleetHost host;
     host.file = name;
-    host.host = d.host.name.empty() ? NameOfFile(name) : d.host.name;
-    if (const auto [first, added] = m_hostFiles.emplace(host.host, name); !added) {
-        m_outcome.refused.push_back(
-            {name, "it is a second document of the host " + host.host + " (the first is " + first->second + ")"});
-        return;
+    host.host = d.host.name;
+    if (host.host.empty()) {
+        // A document made before hosts were named goes by its file's name,
+        // or by its whole path when another has taken that name.
+        host.host = NameOfFile(name);
+        if (m_hostFiles.count(host.host) != 0)
+            host.host = name;
+        if (const std::string why = HostNameProblem(host.host); !why.empty()) {
+            m_outcome.refused.push_back({name, "it names no host, and its file's name cannot name one (" + why + ")"});
+            return;
+        }
     }
+    if (const auto first = m_hostFiles.find(host.host); first != m_hostFiles.end()) {
+        // Two machines of one name (two "localhost"s) are told apart by
+        // their identifiers; one machine's two documents are one too many.
+        const std::string& firstId = first->second.second;
+        if (d.host.machineId.empty() || firstId.empty() || d.host.machineId == firstId) {
+            m_outcome.refused.push_back({name, "it is a second document of the host " + host.host +
+                                                   " (the first is " + first->second.first + ")"});
+            return;
+        }
+        host.host += " (machine " + d.host.machineId.substr(0, 8) + ")";
+        if (m_hostFiles.count(host.host) != 0) {
+            m_outcome.refused.push_back({name, "it is a second document of the host " + host.host});
+            return;
+        }
+    }
+    m_hostFiles.emplace(host.host, std::make_pair(name, d.host.machineId));
     host.machineId = d.host.machineId;
     host.vendor = d.machine.vendor;
     host.brand = d.machine.brand;

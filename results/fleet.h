@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 /// A document to compare: how messages name it, and its bytes.
@@ -102,7 +103,8 @@ public:
 
 private:
     FleetOutcome m_outcome;
-    std::unordered_map<std::string, std::string> m_hostFiles;  ///< host -> the document that named it first
+    /// host -> the document that named it first, and its machine identifier
+    std::unordered_map<std::string, std::pair<std::string, std::string>> m_hostFiles;
 };
 
 /// Reads and checks every document as merge does (a refused one is named

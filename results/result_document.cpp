@@ -685,6 +685,7 @@ public:
             !Whole(*j, "workers", at, 1, MaxThreads, heat.workers) ||
             !OptionalReal(*j, "passesPerSecond", at, 0, MaxPoints, heat.passesPerSecond) ||
             !OptionalReal(*j, "sustainedPercent", at, 0, MaxReading, heat.sustainedPercent) ||
+            !OptionalReal(*j, "firstSeconds", at, 0, MaxReading, heat.firstSeconds) ||
             !OptionalReal(*j, "slowestPercent", at, 0, MaxReading, heat.slowestPercent) ||
             !Whole(*j, "checks", at, 0, MaxCount64, heat.checks) ||
             !Whole(*j, "errors", at, 0, MaxCount64, heat.errors) ||
@@ -924,7 +925,8 @@ nlohmann::ordered_json HeatToJson(const HeatEvidence& heat)
     j["seconds"] = heat.seconds;
     j["workers"] = heat.workers;
     j["passesPerSecond"] = Optional(Round(heat.passesPerSecond, 0));
-    j["sustainedPercent"] = Optional(Round(heat.sustainedPercent, 1));
+    j["sustainedPercent"] = Optional(Round(heat.sustainedPercent, 2));
+    j["firstSeconds"] = Optional(Round(heat.firstSeconds, 1));
     j["slowestPercent"] = Optional(Round(heat.slowestPercent, 1));
     j["checks"] = heat.checks;
     j["errors"] = heat.errors;
@@ -945,6 +947,8 @@ std::string HostNameProblem(std::string_view name)
         return "it holds " + refused;
     if (name.find(';') != std::string_view::npos)
         return "it holds \";\", which separates the fields of a record";
+    if (name.front() == ' ' || name.back() == ' ')
+        return "it begins or ends with a space";
     return {};
 }
 
@@ -1138,9 +1142,9 @@ std::string CheckResultDocument(const ResultDocument& d)
         // The run kept is the one whose evidence the document holds.
         const RunSummary& kept = d.runs[d.keptRun];
         if (kept.speed != d.speed.points || kept.power != d.power.points)
-            return "its kept run " + std::to_string(d.keptRun + 1) + " gives " + RecordPoints(kept.speed) + " and " +
-                   RecordPoints(kept.power) + " points, not its evidence's " + RecordPoints(d.speed.points) + " and " +
-                   RecordPoints(d.power.points);
+            return "its kept run " + std::to_string(d.keptRun + 1) + " gives " + NumberText(kept.speed) + " and " +
+                   NumberText(kept.power) + " points, not its evidence's " + NumberText(d.speed.points) + " and " +
+                   NumberText(d.power.points);
         if (kept.steady != (d.speed.verdict.steady && d.power.verdict.steady))
             return "its kept run " + std::to_string(d.keptRun + 1) + " is called " +
                    (kept.steady ? "steady" : "unsteady") + ", but its evidence says otherwise";

@@ -459,6 +459,7 @@ void ReadGroupLimits(const std::string& root, ProcessLimits& limits)
         dir.resize(dir.rfind('/'));
     }
     const GroupReading counters = ReadGroup(limiting, v2);
+    limits.groupPath = limiting;
     limits.groupThrottles = counters.throttles;
     limits.groupThrottledMicros = counters.throttledMicros;
 }
@@ -739,12 +740,17 @@ RunConditions CompareConditions(const ConditionsSnapshot& before, const Conditio
     const ProcessLimits& end = after.limits;
     run.affinity = start.affinity && end.affinity ? std::min(*start.affinity, *end.affinity)
                                                   : start.affinity ? start.affinity : end.affinity;
-    run.affinityList = start.affinity ? start.affinityList : end.affinityList;
+    // The list of the snapshot whose count is kept.
+    run.affinityList = start.affinity && (!end.affinity || *start.affinity <= *end.affinity) ? start.affinityList
+                                                                                            : end.affinityList;
     run.cpuLimitStart = start.cpuLimit;
     run.cpuLimitEnd = end.cpuLimit;
-    run.groupThrottlesBefore = start.groupThrottles;
-    run.groupThrottlesAfter = end.groupThrottles;
-    run.groupThrottledMicrosBefore = start.groupThrottledMicros;
-    run.groupThrottledMicrosAfter = end.groupThrottledMicros;
+    // Counters of two different groups cannot be compared.
+    if (start.groupPath == end.groupPath) {
+        run.groupThrottlesBefore = start.groupThrottles;
+        run.groupThrottlesAfter = end.groupThrottles;
+        run.groupThrottledMicrosBefore = start.groupThrottledMicros;
+        run.groupThrottledMicrosAfter = end.groupThrottledMicros;
+    }
     return run;
 }

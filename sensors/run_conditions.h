@@ -22,6 +22,7 @@ struct ProcessLimits {
     /// periods throttled, and the time throttled in microseconds.
     std::optional<std::uint64_t> groupThrottles;
     std::optional<std::uint64_t> groupThrottledMicros;
+    std::string groupPath;  ///< the directory of the group those counters are of
 };
 
 /// Reads the limits under `root`; what cannot be read stays empty.

@@ -99,7 +99,7 @@ expect "folder lab.csv other.csv plot.svg " tarnwick-cli heat --minutes 1 --log 
 expect "plot.svg " tarnwick-cli heat --plot p
 expect "lab.csv " tarnwick-cli record --save l
 expect "- folder lab.csv other.csv plot.svg " tarnwick-cli fleet ""
-expect "--json --quiet --results " tarnwick-cli fleet lab.csv --
+expect "--json --no-lock --quiet --results " tarnwick-cli fleet lab.csv --
 expect "--heat --host --htt --htt-off-result " tarnwick-cli record --h
 # Every option --help lists is offered after some command.
 all=""

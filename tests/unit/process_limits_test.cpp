@@ -190,6 +190,7 @@ TEST(MachineIdentity, IsAStableHashThatHidesTheMachineId)
     ASSERT_EQ(derived.size(), 32u);
     EXPECT_EQ(derived, MachineIdentityOf("4F1D0C7E9A2B4C3D8E5F60718293A4B5"));  // any case
     EXPECT_NE(derived, id);
+    EXPECT_EQ(derived, "38a2f7fa1d984fa1acbb1e06e9ec9c57");  // HMAC-SHA256 of the program's key by the machine's
     EXPECT_EQ(derived[12], '4');  // a version 4 identifier, as systemd marks them
     EXPECT_NE(derived, MachineIdentityOf("4f1d0c7e9a2b4c3d8e5f60718293a4b6"));
     for (const char* bad : {"", "4f1d", "zz1d0c7e9a2b4c3d8e5f60718293a4b5", "4f1d0c7e9a2b4c3d8e5f60718293a4b5ff"})
