@@ -11,34 +11,22 @@ build=$1
 source=$2
 python=/usr/bin/python3
 here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source-path=SCRIPTDIR source=loopback_sshd.sh
+. "$here/loopback_sshd.sh"
 fail() { echo "FAIL: $*" >&2; exit 1; }
 skip() { echo "SKIP: $*"; exit 77; }
 
-sshd=$(command -v sshd || echo /usr/sbin/sshd)
-[ -x "$sshd" ] || skip "sshd is not installed (openssh-server)"
-for tool in ansible-playbook ansible-galaxy ssh ssh-keygen "$python"; do
+for tool in ansible-playbook ansible-galaxy; do
     command -v "$tool" > /dev/null || skip "$tool is not installed"
 done
 
 work=$(mktemp -d /tmp/tarnwick-fleet-play.XXXXXX)
 user=$(id -un)
-sshd_pid=""
-made_run_sshd=false
 cgroup_name=tarnwick-fleet-test-$$
 cleanup() {
     local status=$?
-    # Ansible's SSH masters first, then the sshd this test started.
-    for socket in "$work"/cp/*; do
-        if [ -S "$socket" ]; then
-            ssh -o ControlPath="$socket" -O exit tarnwick-fleet-test > /dev/null 2>&1 || true
-        fi
-    done
-    if [ -n "$sshd_pid" ]; then
-        kill "$sshd_pid" 2> /dev/null || true
-        wait "$sshd_pid" 2> /dev/null || true
-    fi
+    loopback_sshd_down
     rmdir "/sys/fs/cgroup/cpu/$cgroup_name" 2> /dev/null || true
-    if $made_run_sshd; then rmdir /run/sshd 2> /dev/null || true; fi
     rm -rf "$work"
     exit "$status"
 }
@@ -54,102 +42,10 @@ cli=$work/prog/tarnwick-cli
 help=$("$cli" --help) || fail "$cli --help failed"
 grep -q '^  fleet' <<< "$help" || fail "$build/tarnwick-cli has no fleet command"
 
-# Keys made for the test: the server's and the client's.
-mkdir -m 700 "$work/ssh" "$work/cp" "$work/home"
-ssh-keygen -q -t ed25519 -N '' -C tarnwick-fleet-test-host -f "$work/ssh/host_ed25519"
-ssh-keygen -q -t ed25519 -N '' -C tarnwick-fleet-test-client -f "$work/ssh/client"
-cp "$work/ssh/client.pub" "$work/ssh/authorized_keys"
-
-free_port() { # ADDRESS: a port free there now
-    "$python" -c 'import socket, sys
-s = socket.socket()
-s.bind((sys.argv[1], 0))
-print(s.getsockname()[1])
-s.close()' "$1"
-}
-answers() { # PORT ADDRESS...: every address takes a connection
-    "$python" -c 'import socket, sys
-for address in sys.argv[2:]:
-    socket.create_connection((address, int(sys.argv[1])), timeout=1).close()' "$@" 2> /dev/null
-}
-
-if [ "$(id -u)" -eq 0 ] && [ ! -d /run/sshd ]; then
-    mkdir -m 755 /run/sshd
-    made_run_sshd=true
-fi
-start_sshd() {
-    port=$(free_port 127.0.0.1)
-    cat > "$work/ssh/sshd_config" <<EOF
-Port $port
-ListenAddress 127.0.0.1
-ListenAddress 127.0.0.2
-ListenAddress 127.0.0.3
-ListenAddress 127.0.0.4
-HostKey $work/ssh/host_ed25519
-PidFile $work/ssh/sshd.pid
-AuthorizedKeysFile $work/ssh/authorized_keys
-AllowUsers $user
-PubkeyAuthentication yes
-PasswordAuthentication no
-KbdInteractiveAuthentication no
-UsePAM no
-StrictModes no
-PermitRootLogin prohibit-password
-Subsystem sftp internal-sftp
-MaxSessions 100
-MaxStartups 100
-LogLevel ERROR
-EOF
-    "$sshd" -t -f "$work/ssh/sshd_config" >> "$work/ssh/sshd.log" 2>&1 ||
-        skip "sshd refuses the test's configuration: $(cat "$work/ssh/sshd.log")"
-    "$sshd" -D -e -f "$work/ssh/sshd_config" >> "$work/ssh/sshd.log" 2>&1 &
-    sshd_pid=$!
-    for _ in $(seq 50); do
-        kill -0 "$sshd_pid" 2> /dev/null || break
-        answers "$port" 127.0.0.1 127.0.0.2 127.0.0.3 && return 0
-        sleep 0.2
-    done
-    kill "$sshd_pid" 2> /dev/null || true
-    wait "$sshd_pid" 2> /dev/null || true
-    sshd_pid=""
-    return 1
-}
-# Another program may take the port between its choice and sshd's bind.
-started_sshd=false
-for _ in 1 2 3; do
-    if start_sshd; then started_sshd=true; break; fi
-done
-$started_sshd || skip "the test's sshd did not start: $(tail -5 "$work/ssh/sshd.log")"
+# The test's own sshd on 127.0.0.1 to 127.0.0.4, with keys made for it.
+loopback_sshd_up || skip "$loopback_sshd_why"
 closed_port=$(free_port 127.0.0.4)
-
-ssh_options="-F /dev/null -o BatchMode=yes -o StrictHostKeyChecking=no -o UserKnownHostsFile=$work/ssh/known_hosts"
-ssh_options="$ssh_options -o GlobalKnownHostsFile=/dev/null -o IdentityFile=$work/ssh/client -o IdentitiesOnly=yes"
-ssh_options="$ssh_options -o ConnectTimeout=10 -o LogLevel=ERROR"
-# shellcheck disable=SC2086 # the options are words
-ssh $ssh_options -o ControlMaster=no -p "$port" "$user@127.0.0.1" true 2> "$work/ssh/login.log" ||
-    skip "cannot log in to the test's sshd as $user: $(cat "$work/ssh/login.log") $(tail -3 "$work/ssh/sshd.log")"
-
-# Ansible configured by environment only, every folder it writes in $work.
-cat > "$work/ansible.cfg" <<EOF
-[defaults]
-host_key_checking = False
-interpreter_python = /usr/bin/python3
-retry_files_enabled = False
-# The controller is the measured machine here: its waiting must not busy it.
-internal_poll_interval = 0.05
-forks = 5
-timeout = 20
-
-[ssh_connection]
-ssh_args = $ssh_options -o ControlMaster=auto -o ControlPersist=300s
-control_path_dir = $work/cp
-control_path = %(directory)s/%%C
-pipelining = True
-EOF
-export HOME=$work/home XDG_CACHE_HOME=$work/home/cache XDG_CONFIG_HOME=$work/home/config
-export ANSIBLE_CONFIG=$work/ansible.cfg ANSIBLE_LOCAL_TEMP=$work/ansible/local ANSIBLE_REMOTE_TEMP=$work/ansible/remote
-export ANSIBLE_ASYNC_DIR=$work/ansible/async ANSIBLE_COLLECTIONS_PATH=$work/collections ANSIBLE_ROLES_PATH=$work/roles
-export ANSIBLE_NOCOLOR=1
+loopback_ansible
 
 # The held host's runner, held to half a processor (held_runner.sh); what
 # held it is written to $work/held-by.
