@@ -116,14 +116,6 @@ void AddEvidenceLines(Report& report, const TestEvidence& evidence)
         report.Line("Note: " + note + ".");
 }
 
-double Median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0.0;
-    std::sort(values.begin(), values.end());
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2.0;
-}
 
 // The runs --repeat asks for: N, or three and more while they differ by more
 // than 3.5 %, at most six.

@@ -133,7 +133,6 @@ struct TestRun {
     std::vector<std::string> lines;
 };
 
-double Median(std::vector<double> values);
 
 // The runs --repeat asks for: N, or three and more while they differ by more
 // than 3.5 %, at most six.

@@ -1,5 +1,6 @@
 #include "core/numbers.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -69,4 +70,13 @@ std::string FormatFixed(double value, int decimals)
     char text[400];
     const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
     return end.ec == std::errc() && std::isfinite(value) ? std::string(text, end.ptr) : std::string();
+}
+
+double Median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2.0;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /// Reads a decimal integer the way atoi does: leading white space, an
 /// optional sign, then digits; anything after them is ignored and text
@@ -17,6 +18,10 @@ double ParseReal(const wchar_t* text, const wchar_t** end = nullptr);
 /// `value` with `decimals` digits after a point, the same in every locale
 /// ("3.41", never "3,41"); an empty text for a value that is not finite.
 std::string FormatFixed(double value, int decimals);
+
+/// The middle value of `values` (the mean of the two middle ones for an
+/// even count); 0 for none.
+double Median(std::vector<double> values);
 
 /// Multiplies with 32-bit two's-complement wrap-around, as the processor does.
 std::int32_t WrappingMultiply(std::int32_t a, std::int32_t b);

@@ -43,19 +43,6 @@ std::size_t FleetOutcome::FlaggedCount() const
 }
 
 namespace {
-double MedianOf(std::vector<double> values)
-{
-    if (values.empty())
-        return 0.0;
-    std::sort(values.begin(), values.end());
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2.0;
-}
-
-double SpreadOf(const std::vector<double>& values)
-{
-    return SpreadPercent(values);
-}
 
 std::string PointsText(double points)
 {
@@ -138,8 +125,8 @@ FleetStatistics Statistics(const std::vector<FleetHost>& hosts, const std::vecto
     std::vector<double> values;
     for (const std::size_t k : members)
         values.push_back(hosts[k].*score);
-    s.median = MedianOf(values);
-    s.spread = SpreadOf(values);
+    s.median = Median(values);
+    s.spread = SpreadPercent(values);
     s.lowestHost = s.highestHost = members.front();
     for (const std::size_t k : members) {
         if (hosts[k].*score < hosts[s.lowestHost].*score)
