@@ -27,6 +27,7 @@ namespace cli {
 constexpr int UsageError = 2;
 constexpr int RepeatAuto = -1;
 constexpr int UnsteadyExit = 3;
+constexpr int HeatErrorExit = 4;  ///< a heat test's check found a wrong result
 constexpr int FleetFlaggedExit = 5;
 
 struct Options {

@@ -337,6 +337,6 @@ int RunHeat(const Options& given)
         report.Line(line);
     report.Print();
     // For scripts: a check failed. The log and the plot are written.
-    return HeatWork.Errors() > 0 ? 4 : 0;
+    return HeatWork.Errors() > 0 ? HeatErrorExit : 0;
 }
 }  // namespace cli

@@ -376,7 +376,7 @@ int RunRecord(const Options& options)
         return 1;
     // As the heat command: a processor that computed a wrong result.
     if (extras.heat.measured && extras.heat.errors > 0)
-        return 4;
+        return HeatErrorExit;
     return options.strict && unsteady ? UnsteadyExit : 0;
 }
 }  // namespace cli

@@ -245,12 +245,14 @@ int RunCommandLine(const std::vector<wxString>& arguments)
     });
     AllowChangesWithoutLock(options.noLock);
     InitProcessorGlobals(wxThread::GetCPUCount());
-    // The runner's defaults follow the machine as it is: the processors this
-    // process may use (a container, taskset), and an HTT run only where the
-    // cores run more than one thread (virtual machines set CPUID's HTT bit
-    // on cores of one).
-    ThreadCount = UsableProcessors(ReadProcessLimits(SensorRoot), CpuCount);
-    HttOption = ReadMachineTopology(SensorRoot).threadsPerCore > 1 ? 1 : 0;
+    // The defaults of the commands that measure follow the machine as it is:
+    // the processors this process may use (a container, taskset), and an
+    // HTT run only where the cores run more than one thread (virtual
+    // machines set CPUID's HTT bit on cores of one). Others read nothing.
+    if (command->measures) {
+        ThreadCount = UsableProcessors(ReadProcessLimits(SensorRoot), CpuCount);
+        HttOption = ReadMachineTopology(SensorRoot).threadsPerCore > 1 ? 1 : 0;
+    }
     if (!options.results.empty())
         SetResultsFilePath(options.results);
     return command->run(options);

@@ -1,6 +1,7 @@
 #include "results/fleet.h"
 
 #include "core/numbers.h"
+#include "files/atomic_file.h"
 #include "bench/heat_work.h"
 #include "results/results_table.h"
 
@@ -53,7 +54,7 @@ std::string PointsText(double points)
 // folder and ".json".
 std::string NameOfFile(const std::string& file)
 {
-    std::string name = file.substr(file.rfind('/') == std::string::npos ? 0 : file.rfind('/') + 1);
+    std::string name = NameOf(file);
     if (name.size() > 5 && name.compare(name.size() - 5, 5, ".json") == 0)
         name.resize(name.size() - 5);
     return name.empty() ? file : name;
