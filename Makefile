@@ -1,6 +1,6 @@
 # make run    install what is missing, build, start the program
 # make test   install what the tests need, build, run every test (each fuzz
-#             target 30 s from a copy of its seeds, regressions and corpus)
+#             target 25 s from a copy of its seeds, regressions and corpus)
 # make bench  run the measurements under benchmarks/
 # make fuzz   run the fuzz targets for ten minutes each and keep the inputs
 #             that add coverage in tests/fuzz/corpus/ (FUZZ_TIME=seconds a
@@ -65,11 +65,11 @@ test: deps-test
 	ASAN_OPTIONS=allocator_may_return_null=1 ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
 	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1" \
 		$(TSAN_BUILD)/tests/unit_tests --gtest_filter='$(TSAN_TESTS)'
-	scripts/run-fuzzers.sh $(FUZZ_BUILD) 30
+	scripts/run-fuzzers.sh $(FUZZ_BUILD) 25
 
 fuzz-build:
 	@CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_FUZZ=ON -DTARNWICK_TESTS=ON >/dev/null
-	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge fuzz_document fuzz_output -j $(JOBS)
+	@cmake --build $(FUZZ_BUILD) --target fuzz_results fuzz_config fuzz_merge fuzz_document fuzz_output fuzz_report -j $(JOBS)
 
 fuzz: deps-test fuzz-build
 	scripts/run-fuzzers.sh --keep $(FUZZ_FLAGS) $(FUZZ_BUILD) $(FUZZ_TIME)

@@ -252,3 +252,15 @@ RunConditions ConditionsAfterRun(const ConditionsSnapshot& before, std::uint32_t
     // Read each time: a governor may be changed, a processor taken offline.
     return CompareConditions(before, after, ReadMachineTopology(SensorRoot), threads, ::sysconf(_SC_CLK_TCK));
 }
+
+std::vector<HeatCurvePoint> ThinnedCurve(const std::vector<HeatCurvePoint>& points, std::size_t most)
+{
+    if (points.size() <= most || most < 2)
+        return points.size() <= most ? points : std::vector<HeatCurvePoint>(points.begin(), points.begin() + most);
+    std::vector<HeatCurvePoint> kept;
+    kept.reserve(most);
+    const std::size_t last = points.size() - 1;
+    for (std::size_t k = 0; k < most; ++k)
+        kept.push_back(points[k * last / (most - 1)]);
+    return kept;
+}

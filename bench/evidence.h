@@ -6,6 +6,7 @@
 #include "bench/work_cycle.h"
 #include "sensors/run_conditions.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -55,6 +56,18 @@ struct Verdict {
     bool MayBeLow() const;
 };
 
+/// One point of a heat test's curve: seconds into the test and a value.
+struct HeatCurvePoint {
+    double seconds = 0.0;
+    double value = 0.0;
+
+    bool operator==(const HeatCurvePoint&) const = default;
+};
+
+/// The most points a curve of a document keeps: a longer test's curve is
+/// thinned evenly.
+constexpr std::size_t HeatCurveMost = 720;
+
 /// What a heat test run with the speed and power tests found (record --heat).
 struct HeatEvidence {
     bool measured = false;
@@ -68,7 +81,14 @@ struct HeatEvidence {
     std::uint64_t errors = 0;  ///< checks that found a wrong result
     std::optional<double> highestCelsius;
     bool throttled = false;  ///< the processor slowed down at its highest temperature
+    /// Over the test: the work rate of all processors (passes a second) and
+    /// the headline temperature (degrees C); empty when not known.
+    std::vector<HeatCurvePoint> rateCurve;
+    std::vector<HeatCurvePoint> temperatureCurve;
 };
+
+/// `points` thinned evenly to at most `most`, the first and last kept.
+std::vector<HeatCurvePoint> ThinnedCurve(const std::vector<HeatCurvePoint>& points, std::size_t most = HeatCurveMost);
 
 /// A pace below this per cent of the first minute's is not sustained.
 constexpr double SustainedLeastPercent = 90.0;

@@ -212,9 +212,10 @@ std::vector<KeptFile> ProgramFiles()
 }
 }  // namespace
 
-bool OpenOutputs(const std::vector<NamedOutput>& outputs)
+bool OpenOutputs(const std::vector<NamedOutput>& outputs, const std::vector<KeptFile>& inputs)
 {
     std::vector<KeptFile> kept = ProgramFiles();
+    kept.insert(kept.end(), inputs.begin(), inputs.end());
     for (const NamedOutput& output : outputs) {
         if (output.path.empty())
             continue;

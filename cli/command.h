@@ -53,6 +53,8 @@ struct Options {
     bool steadyOnly = false;          ///< --steady-only: merge refuses unsteady documents
     std::string host;                 ///< --host: the host name a document gives (UTF-8)
     long heatMinutes = 0;             ///< --heat: minutes of the heat test after record's tests
+    wxString output;                  ///< --output: the report's page
+    std::string title;                ///< --title: the report's title (UTF-8); empty: the default
 };
 
 
@@ -156,9 +158,10 @@ struct NamedOutput {
 };
 
 // Opens the outputs that are named, before any test runs: none may be the
-// results table, its backup, the settings or another of them. False, with
-// the problem told, when one cannot be written.
-bool OpenOutputs(const std::vector<NamedOutput>& outputs);
+// results table, its backup, the settings, another of them or one of the
+// command's `inputs`. False, with the problem told, when one cannot be
+// written.
+bool OpenOutputs(const std::vector<NamedOutput>& outputs, const std::vector<KeptFile>& inputs = {});
 
 // Loads the results table; false (the problem told) when it cannot be used.
 bool LoadResults();
@@ -181,6 +184,7 @@ int RunResults(const Options& options);
 int RunRecord(const Options& options);
 int RunMerge(const Options& options);
 int RunFleet(const Options& options);
+int RunReport(const Options& options);
 
 // Reads a named input whole, at most `limit` bytes: 0 or the errno (EFBIG
 // when there is more). "-" is standard input.

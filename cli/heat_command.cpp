@@ -278,6 +278,13 @@ HeatEvidence HeatEvidenceOfRun(double took)
     heat.errors = HeatWork.Errors();
     heat.highestCelsius = HeatReadings.HighestCelsius();
     heat.throttled = HeatReadings.Throttled();
+    std::vector<HeatCurvePoint> rates, temperatures;
+    for (const HeatRatePoint& point : HeatWork.Rates())
+        rates.push_back({point.seconds, point.passesPerSecond});
+    for (const TemperaturePoint& point : HeatReadings.TemperatureCurve())
+        temperatures.push_back({point.seconds, point.celsius});
+    heat.rateCurve = ThinnedCurve(rates);
+    heat.temperatureCurve = ThinnedCurve(temperatures);
     return heat;
 }
 

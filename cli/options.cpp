@@ -26,8 +26,8 @@ const std::vector<CliOption>& CliOptions()
         {"search", "TEXT", "list the stored results containing TEXT"},
         {"append", nullptr, "add the record to the results file"},
         {"results", "PATH",
-         "use the results file PATH instead of the one beside the program (results, record, merge); fleet: write the "
-         "steady hosts' records to PATH, each naming its host (a new file holds them only)"},
+         "use the results file PATH instead of the one beside the program (results, record, merge, report); fleet: "
+         "write the steady hosts' records to PATH, each naming its host (a new file holds them only)"},
         {"log", "FILE", "write the heat test's readings to FILE, one CSV row a second"},
         {"plot", "FILE", "draw the finished heat view with its temperature curve into FILE as SVG"},
         {"repeat", "N",
@@ -48,6 +48,8 @@ const std::vector<CliOption>& CliOptions()
         {"no-lock", nullptr,
          "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
          "a change another program makes at the same time can then be lost (record, merge, fleet)"},
+        {"output", "FILE", "write the report's HTML page to FILE (-: standard output) (report)"},
+        {"title", "TEXT", "the report's title (default: Tarnwick report) (report)"},
     };
     return options;
 }
@@ -77,6 +79,11 @@ const std::vector<CliCommand>& CliCommands()
          "(vendor, brand, CPUID signature, logical processors) and names every host that is slow, fast, unsteady, "
          "limited, throttled, on battery, not stable under load or not sustained (exit status 5)",
          {"results", "no-lock"}, "", "", cli::RunFleet},
+        {"report", "[DOCUMENT...]",
+         "writes one self-contained HTML page: the ranked speed and power charts of the table's records (all of "
+         "them), and with result documents the fleet's groups and flagged hosts and each document's samples, "
+         "conditions, verdict and heat test; with documents, the table only when --results names one",
+         {"results", "output", "title"}, "output", "", cli::RunReport},
     };
     return commands;
 }

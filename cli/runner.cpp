@@ -78,6 +78,9 @@ void RemoveTemporariesAndStop(int signal)
     ::raise(signal);  // delivered as the handler returns, now with its default action
 }
 
+// The longest title a report takes.
+constexpr std::size_t MaxTitleBytes = 1000;
+
 // Checks the options against the command; an empty text when they fit.
 wxString Problem(const wxCmdLineParser& parser, Options& options)
 {
@@ -126,14 +129,16 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
     }
     for (std::size_t k = 1; k < parser.GetParamCount(); ++k)
         options.files.push_back(parser.GetParam(k));
-    if (*command->operands != '\0' && options.files.empty())
+    const bool operandsOptional = *command->operands == '[';
+    if (*command->operands != '\0' && !operandsOptional && options.files.empty())
         return std::strcmp(command->operands, "FILE...") == 0
                    ? wxString::Format(wxS("%s needs at least one FILE (- reads standard input)"), command->name)
                    : wxString::Format(wxS("%s needs at least one %s"), command->name,
                                       wxString(command->operands).BeforeFirst('.'));
     if (*command->operands == '\0' && !options.files.empty())
         return wxString::Format(wxS("unexpected '%s' after '%s'"), options.files.front(), options.command);
-    for (auto [name, value] : {std::pair{"results", &options.results}, {"log", &options.log}, {"plot", &options.plot}})
+    for (auto [name, value] : {std::pair{"results", &options.results}, {"log", &options.log}, {"plot", &options.plot},
+                               {"output", &options.output}})
         if (parser.Found(name, value) && value->empty())
             return wxString::FromUTF8(NeedsValue(*FindCliOption(name)));
     if (wxString host; parser.Found(wxS("host"), &host)) {
@@ -145,6 +150,17 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
             options.host = wxString::From8BitData(options.host.data(), options.host.size()).utf8_string();
         if (const std::string why = HostNameProblem(options.host); !why.empty())
             return wxS("--host NAME is no host name: ") + wxString::FromUTF8(why);
+    }
+    if (wxString title; parser.Found(wxS("title"), &title)) {
+        if (title.empty())
+            return wxString::FromUTF8(NeedsValue(*FindCliOption("title")));
+        options.title = PathToBytes(ArgumentText(title));
+        if (!IsStrictUtf8(reinterpret_cast<const unsigned char*>(options.title.data()), options.title.size()))
+            options.title = wxString::From8BitData(options.title.data(), options.title.size()).utf8_string();
+        if (options.title.size() > MaxTitleBytes)
+            return wxString::Format(wxS("--title TEXT is longer than %zu bytes"), MaxTitleBytes);
+        if (const std::string refused = RefusedCharacterIn(std::string_view(options.title)); !refused.empty())
+            return wxS("--title TEXT holds ") + wxString::FromUTF8(refused);
     }
     options.searching = parser.Found(wxS("search"), &options.search);
     options.search = ArgumentText(options.search);

@@ -300,21 +300,26 @@ FleetOutcome FleetComparison::Finish()
     return outcome;
 }
 
+std::string FleetRecordOf(const std::string& record, std::string host)
+{
+    // The model is the second field; a host name holds no ";" (a name from
+    // a file's name may: it becomes ",").
+    std::replace(host.begin(), host.end(), ';', ',');
+    const std::size_t first = record.find(';');
+    const std::size_t second = first == std::string::npos ? first : record.find(';', first + 1);
+    if (second == std::string::npos)
+        return "";
+    return record.substr(0, second) + " [" + host + "]" + record.substr(second);
+}
+
 std::vector<std::string> FleetRecords(const FleetOutcome& outcome)
 {
     std::vector<std::string> lines;
     for (const FleetHost& host : outcome.hosts) {
         if (!host.steady)
             continue;
-        // The model is the second field; a host name holds no ";" (a name
-        // from a file's name may: it becomes ",").
-        std::string name = host.host;
-        std::replace(name.begin(), name.end(), ';', ',');
-        const std::size_t first = host.record.find(';');
-        const std::size_t second = first == std::string::npos ? first : host.record.find(';', first + 1);
-        if (second == std::string::npos)
-            continue;
-        lines.push_back(host.record.substr(0, second) + " [" + name + "]" + host.record.substr(second));
+        if (std::string line = FleetRecordOf(host.record, host.host); !line.empty())
+            lines.push_back(std::move(line));
     }
     return lines;
 }

@@ -95,6 +95,8 @@ public:
     /// Reads and checks a document as merge does; refused with its reason,
     /// as is a second document of a host already given.
     void Add(const std::string& name, std::string_view bytes);
+    /// How many documents were refused so far.
+    std::size_t RefusedCount() const { return m_outcome.refused.size(); }
     /// A document that could not be read at all.
     void Refuse(const std::string& name, const std::string& reason);
     /// Groups the hosts by processor and flags each with every reason that
@@ -116,3 +118,7 @@ FleetOutcome CompareFleet(const std::vector<FleetSource>& sources);
 /// The lines of a fleet's table: the record of each steady host, its model
 /// followed by " [HOST]" so that each host has a line of its own.
 std::vector<std::string> FleetRecords(const FleetOutcome& outcome);
+
+/// One such line: `record` with " [HOST]" after its model (a ";" of the
+/// host's name as ","); empty for a record of fewer than three fields.
+std::string FleetRecordOf(const std::string& record, std::string host);

@@ -671,6 +671,33 @@ public:
         return hex || Fail("host.machineId " + Quoted(h.machineId) + " is not 32 hexadecimal digits");
     }
 
+    /// A heat curve (absent in older documents): [seconds, value] pairs, the
+    /// seconds from 0 and never going back, at most HeatCurveMost of them.
+    bool Curve(const Json& heat, const char* name, double least, double most, std::vector<HeatCurvePoint>& out)
+    {
+        out.clear();
+        if (!heat.contains(name))
+            return true;
+        const Json* array = Array(heat, name, "heat", HeatCurveMost);
+        if (array == nullptr)
+            return false;
+        const std::string at = Join("heat", name);
+        double previous = 0.0;
+        for (std::size_t k = 0; k < array->size(); ++k) {
+            const Json& pair = (*array)[k];
+            const std::string here = at + "[" + std::to_string(k) + "]";
+            if (!pair.is_array() || pair.size() != 2)
+                return Fail(here + " is not a pair of numbers [seconds, value]");
+            HeatCurvePoint point;
+            if (!Real(pair[0], here + "[0]", previous, MaxReading, point.seconds) ||
+                !Real(pair[1], here + "[1]", least, most, point.value))
+                return false;
+            previous = point.seconds;
+            out.push_back(point);
+        }
+        return true;
+    }
+
     bool Heat(const Json& root, HeatEvidence& heat)
     {
         if (!root.contains("heat"))
@@ -695,6 +722,9 @@ public:
         if (heat.errors > heat.checks)
             return Fail("heat.errors " + std::to_string(heat.errors) + " are more than its checks " +
                         std::to_string(heat.checks));
+        if (!Curve(*j, "rateCurve", 0, MaxPoints, heat.rateCurve) ||
+            !Curve(*j, "temperatureCurve", -MaxReading, MaxReading, heat.temperatureCurve))
+            return false;
         heat.measured = true;
         return true;
     }
@@ -932,6 +962,14 @@ nlohmann::ordered_json HeatToJson(const HeatEvidence& heat)
     j["errors"] = heat.errors;
     j["highestCelsius"] = Optional(Round(heat.highestCelsius, 1));
     j["throttled"] = heat.throttled;
+    const auto curve = [](const std::vector<HeatCurvePoint>& points) {
+        OrderedJson array = OrderedJson::array();
+        for (const HeatCurvePoint& p : points)
+            array.push_back({Round(p.seconds, 1), Round(p.value, 1)});
+        return array;
+    };
+    j["rateCurve"] = curve(heat.rateCurve);
+    j["temperatureCurve"] = curve(heat.temperatureCurve);
     return j;
 }
 

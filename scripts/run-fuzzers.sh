@@ -46,7 +46,7 @@ copy_inputs() {
     done
 }
 
-for target in results config merge document output; do
+for target in results config merge document output report; do
     fuzzer=$build/tests/fuzz_$target
     corpus=$here/tests/fuzz/corpus/$target
     start=$work/$target.start      # seeds and regressions
