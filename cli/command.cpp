@@ -212,10 +212,9 @@ std::vector<KeptFile> ProgramFiles()
 }
 }  // namespace
 
-bool OpenOutputs(const std::vector<NamedOutput>& outputs, const std::vector<KeptFile>& inputs)
+bool OpenOutputs(const std::vector<NamedOutput>& outputs)
 {
     std::vector<KeptFile> kept = ProgramFiles();
-    kept.insert(kept.end(), inputs.begin(), inputs.end());
     for (const NamedOutput& output : outputs) {
         if (output.path.empty())
             continue;

@@ -158,10 +158,9 @@ struct NamedOutput {
 };
 
 // Opens the outputs that are named, before any test runs: none may be the
-// results table, its backup, the settings, another of them or one of the
-// command's `inputs`. False, with the problem told, when one cannot be
-// written.
-bool OpenOutputs(const std::vector<NamedOutput>& outputs, const std::vector<KeptFile>& inputs = {});
+// results table, its backup, the settings or another of them. False, with
+// the problem told, when one cannot be written.
+bool OpenOutputs(const std::vector<NamedOutput>& outputs);
 
 // Loads the results table; false (the problem told) when it cannot be used.
 bool LoadResults();

@@ -151,6 +151,9 @@ void ManualPage()
         {"tarnwick-cli fleet lab/*.json --results lab/fleet.csv",
          "compares many hosts' documents by processor, names the hosts that are off (status 5) and writes the "
          "steady hosts' records"},
+        {"tarnwick-cli report --title \"Lab 7\" --output lab/report.html lab/*.json",
+         "one self-contained HTML page of the hosts' charts, the fleet and each document's evidence, to open in a "
+         "browser or print"},
     };
     for (const auto& example : examples)
         std::printf(".TP\n.B %s\n%s.\n", Roff(example[0]).c_str(), Roff(example[1]).c_str());

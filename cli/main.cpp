@@ -7,6 +7,7 @@
 
 #include <clocale>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 int main(int argc, char** argv)
@@ -16,22 +17,19 @@ int main(int argc, char** argv)
     std::vector<wxString> arguments;
     for (int k = 0; k < argc; ++k)
         arguments.push_back(PathFromBytes(argv[k]));
-    std::vector<std::wstring> texts(arguments.size());
-    std::vector<wchar_t*> wide;
-    for (std::size_t k = 0; k < arguments.size(); ++k) {
-        texts[k] = arguments[k].ToStdWstring();
-        wide.push_back(texts[k].data());
-    }
-    wide.push_back(nullptr);
-    int count = argc;
-    wxInitializer wx(count, wide.data());
+    // The toolkit is given the program's name only: the runner reads its
+    // arguments itself, and thousands of them need not be held twice more.
+    std::wstring name = arguments.empty() ? std::wstring(L"tarnwick-cli") : arguments.front().ToStdWstring();
+    wchar_t* wide[] = {name.data(), nullptr};
+    int count = 1;
+    wxInitializer wx(count, wide);
     if (!wx.IsOk()) {
         std::fprintf(stderr, "tarnwick-cli: wxWidgets could not start\n");
         return 1;
     }
     std::setlocale(LC_NUMERIC, "C");
     TakeSensorRootFromEnvironment();
-    const int code = RunCommandLine(arguments);
+    const int code = RunCommandLine(std::move(arguments));
     WaitForWorkerThreads(5000);  // none may outlive the toolkit
     return code;
 }

@@ -73,13 +73,17 @@ int RunReport(const Options& options)
     // With no documents the page is the table's; with documents, the
     // table's only when one is named.
     const bool withTable = !options.results.empty() || options.files.empty();
-    std::vector<KeptFile> inputs;
-    for (const wxString& file : options.files)
-        if (file != wxS("-"))
-            inputs.push_back({wxS("the document ") + file, IdentifyFile(file)});
     OutputFile output;
-    if (!OpenOutputs({{"--output", options.output, output}}, inputs))
+    if (!OpenOutputs({{"--output", options.output, output}}))
         return 1;
+    // Never over a document it reads (looked at one by one: thousands are
+    // not held).
+    if (output.Replacing())
+        for (const wxString& file : options.files)
+            if (file != wxS("-") && output.Identity().Same(IdentifyFile(file))) {
+                TellOutputProblem({OutputFailure::Kind::Kept, 0, options.output, wxS("the document ") + file});
+                return 1;
+            }
 
     ReportHeader header;
     header.title = options.title.empty() ? DefaultTitle : options.title;
@@ -122,12 +126,11 @@ int RunReport(const Options& options)
             comparison.Refuse(name, "it could not be read (" + Utf8(ErrorText(error)) + ")");
             continue;
         }
-        const std::size_t refused = comparison.RefusedCount();
-        comparison.Add(name, bytes);
         ResultDocument document;
-        if (comparison.RefusedCount() != refused || !ReadResultDocument(bytes, document).empty())
+        const FleetHost* added = comparison.Add(name, bytes, &document);
+        if (added == nullptr)
             continue;
-        const std::string host = document.host.name.empty() ? name : document.host.name;
+        const std::string host = added->host;
         const std::string section = ReportDocument(shown++, name, document);
         if (std::fwrite(section.data(), 1, section.size(), sections.get()) != section.size()) {
             std::fprintf(stderr, "tarnwick-cli: the report's temporary file could not be written (%s)\n",
@@ -157,7 +160,10 @@ int RunReport(const Options& options)
 
     int failure = output.Write(ReportStart(header));
     if (failure == 0)
-        failure = output.Write(ReportCharts(records));
+        WriteReportCharts(records, [&](std::string_view piece) {
+            if (failure == 0)
+                failure = output.Write(piece);
+        });
     records.clear();
     records.shrink_to_fit();
     if (failure == 0 && !options.files.empty()) {

@@ -187,13 +187,40 @@ wxString Problem(const wxCmdLineParser& parser, Options& options)
 }  // namespace
 }  // namespace cli
 
-int RunCommandLine(const std::vector<wxString>& arguments)
+namespace cli {
+namespace {
+// Reads the command line into `options`: -1 to go on, else the status to
+// end with (help, version, a wrong command line). The parser and its copies
+// of the arguments are gone before the command runs: a fleet of thousands
+// of documents is thousands of arguments.
+int ParseCommandLine(const std::vector<wxString>& arguments, Options& options)
 {
-    using namespace cli;
+    // The operands after the command are set aside before the parser sees
+    // them: it holds several copies of every argument. An option's value
+    // stays with its option, and after "--" the parser is left to it all.
+    std::vector<const wxString*> given;
+    const bool ended = std::find(arguments.begin(), arguments.end(), wxS("--")) != arguments.end();
+    bool command = false;
+    for (std::size_t k = 0; k < arguments.size(); ++k) {
+        const wxString& argument = arguments[k];
+        const bool operand = k > 0 && (argument == wxS("-") || !argument.StartsWith(wxS("-")));
+        if (!operand || ended || !command) {
+            command = command || (k > 0 && operand);
+            given.push_back(&argument);
+            const CliOption* option =
+                argument.StartsWith(wxS("--")) && !argument.Contains(wxS("="))
+                    ? FindCliOption(argument.Mid(2).utf8_string().c_str())
+                    : nullptr;
+            if (option != nullptr && option->value != nullptr && k + 1 < arguments.size())
+                given.push_back(&arguments[++k]);
+            continue;
+        }
+        options.files.push_back(argument);
+    }
     std::vector<std::wstring> texts;
     std::vector<wchar_t*> argv;
-    for (const wxString& argument : arguments)
-        texts.push_back(argument.ToStdWstring());
+    for (const wxString* argument : given)
+        texts.push_back(argument->ToStdWstring());
     for (std::wstring& text : texts)
         argv.push_back(text.data());
     argv.push_back(nullptr);
@@ -219,7 +246,6 @@ int RunCommandLine(const std::vector<wxString>& arguments)
         std::printf("tarnwick-cli " TARNWICK_VERSION "\n");
         return 0;
     }
-    Options options;
     if (parser.GetParamCount() == 0) {
         std::fprintf(stderr, "tarnwick-cli: no command given (see tarnwick-cli --help)\n");
         return UsageError;
@@ -230,6 +256,19 @@ int RunCommandLine(const std::vector<wxString>& arguments)
         std::fprintf(stderr, "tarnwick-cli: %s (see tarnwick-cli --help)\n", Utf8(problem).c_str());
         return UsageError;
     }
+    return -1;
+}
+}  // namespace
+}  // namespace cli
+
+int RunCommandLine(std::vector<wxString> arguments)
+{
+    using namespace cli;
+    Options options;
+    if (const int status = ParseCommandLine(arguments, options); status >= 0)
+        return status;
+    // The options hold what the command needs.
+    std::vector<wxString>().swap(arguments);
 
     // Interrupted, it leaves no temporary file of an output behind.
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {

@@ -9,4 +9,4 @@
 /// Runs the command line (the program's name first, as the arguments'
 /// bytes were given: see path_text.h); returns the exit code (0 done,
 /// 1 failed, 2 the command line was wrong).
-int RunCommandLine(const std::vector<wxString>& arguments);
+int RunCommandLine(std::vector<wxString> arguments);

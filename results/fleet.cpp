@@ -198,7 +198,7 @@ void FlagOffHosts(std::vector<FleetHost>& hosts, const std::vector<std::size_t>&
 }
 }  // namespace
 
-void FleetComparison::Add(const std::string& name, std::string_view bytes)
+const FleetHost* FleetComparison::Add(const std::string& name, std::string_view bytes, ResultDocument* document)
 {
     ResultDocument d;
     std::string problem = ReadResultDocument(bytes, d);
@@ -206,7 +206,7 @@ void FleetComparison::Add(const std::string& name, std::string_view bytes)
         problem = CheckResultDocument(d);
     if (!problem.empty()) {
         m_outcome.refused.push_back({name, problem});
-        return;
+        return nullptr;
     }
     FleetHost host;
     host.file = name;
@@ -219,7 +219,7 @@ void FleetComparison::Add(const std::string& name, std::string_view bytes)
             host.host = name;
         if (const std::string why = HostNameProblem(host.host); !why.empty()) {
             m_outcome.refused.push_back({name, "it names no host, and its file's name cannot name one (" + why + ")"});
-            return;
+            return nullptr;
         }
     }
     if (const auto first = m_hostFiles.find(host.host); first != m_hostFiles.end()) {
@@ -229,12 +229,12 @@ void FleetComparison::Add(const std::string& name, std::string_view bytes)
         if (d.host.machineId.empty() || firstId.empty() || d.host.machineId == firstId) {
             m_outcome.refused.push_back({name, "it is a second document of the host " + host.host +
                                                    " (the first is " + first->second.first + ")"});
-            return;
+            return nullptr;
         }
         host.host += " (machine " + d.host.machineId.substr(0, 8) + ")";
         if (m_hostFiles.count(host.host) != 0) {
             m_outcome.refused.push_back({name, "it is a second document of the host " + host.host});
-            return;
+            return nullptr;
         }
     }
     m_hostFiles.emplace(host.host, std::make_pair(name, d.host.machineId));
@@ -250,6 +250,9 @@ void FleetComparison::Add(const std::string& name, std::string_view bytes)
     host.heat = d.heat.measured;
     JudgeHost(d, host);
     m_outcome.hosts.push_back(std::move(host));
+    if (document != nullptr)
+        *document = std::move(d);
+    return &m_outcome.hosts.back();
 }
 
 void FleetComparison::Refuse(const std::string& name, const std::string& reason)

@@ -93,10 +93,10 @@ struct FleetOutcome {
 class FleetComparison {
 public:
     /// Reads and checks a document as merge does; refused with its reason,
-    /// as is a second document of a host already given.
-    void Add(const std::string& name, std::string_view bytes);
-    /// How many documents were refused so far.
-    std::size_t RefusedCount() const { return m_outcome.refused.size(); }
+    /// as is a second document of a host already given. The host it gives,
+    /// valid until the next Add, or null when refused; `document`, when
+    /// given, gets the document read.
+    const FleetHost* Add(const std::string& name, std::string_view bytes, ResultDocument* document = nullptr);
     /// A document that could not be read at all.
     void Refuse(const std::string& name, const std::string& reason);
     /// Groups the hosts by processor and flags each with every reason that

@@ -79,7 +79,7 @@ expect() {
 cd "$(mktemp -d)"
 touch lab.csv other.csv plot.svg
 mkdir folder
-expect "--help --version fleet heat info merge power record results speed " tarnwick-cli ""
+expect "--help --version fleet heat info merge power record report results speed " tarnwick-cli ""
 expect "power " tarnwick-cli po
 expect "--htt --htt-off-result --json --no-htt --quiet --repeat --seconds --strict --threads " tarnwick-cli power ""
 expect "--htt --htt-off-result " tarnwick-cli power --ht
@@ -101,6 +101,10 @@ expect "lab.csv " tarnwick-cli record --save l
 expect "- folder lab.csv other.csv plot.svg " tarnwick-cli fleet ""
 expect "--json --no-lock --quiet --results " tarnwick-cli fleet lab.csv --
 expect "--heat --host --htt --htt-off-result " tarnwick-cli record --h
+expect "- folder lab.csv other.csv plot.svg " tarnwick-cli report ""
+expect "--json --output --quiet --results --title " tarnwick-cli report lab.csv --
+expect "plot.svg " tarnwick-cli report --output p
+expect "" tarnwick-cli report --title ""
 # Every option --help lists is offered after some command.
 all=""
 for command in $commands; do

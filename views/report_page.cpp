@@ -37,18 +37,23 @@ constexpr char Style[] =
     "td.n,th.n{text-align:right;font-variant-numeric:tabular-nums}"
     "code{font-family:\"DejaVu Sans Mono\",monospace;font-size:.85em;word-break:break-all}"
     "article{border-top:1px solid var(--rule);margin-top:1.2rem}"
+    // A page of thousands of documents: the browser lays out those in view.
+    "article{content-visibility:auto;contain-intrinsic-size:auto 1100px}"
+    ".ranking-part{content-visibility:auto}"
     ".group{background:var(--panel);padding:.4rem .7rem;margin:.6rem 0;border-radius:4px}"
     "svg{display:block;width:100%;height:auto;max-width:100%}"
     "svg text{fill:var(--fg);font:12px \"DejaVu Sans\",sans-serif}"
     "svg .small{font-size:10px;fill:var(--muted)}"
-    "svg .name-mine{font-weight:bold}"
+    "svg .name,svg .name-mine{font-size:11px}svg .name-mine{font-weight:bold}"
     "svg .bar{fill:var(--bar)}svg .mine{fill:var(--mine)}"
     "svg .axis{stroke:var(--rule);stroke-width:1;fill:none}"
     "svg .line{fill:none;stroke-width:1.5}"
     "svg .t0{stroke:var(--t0)}svg .t1{stroke:var(--t1)}svg .t2{stroke:var(--t2)}svg .t3{stroke:var(--t3)}"
     "svg .rate{stroke:var(--t0)}svg .temp{stroke:var(--heat)}"
     ".key-mine{color:var(--mine);font-weight:bold}"
-    "svg.plot{max-width:26rem}svg.plot text{font-size:9px}th{white-space:nowrap}"
+    "svg.ranking{max-width:46rem}svg.plot{max-width:26rem}svg.plot text{font-size:9px}table.flagged td:first-child{min-width:5.5rem}th,td.warn{overflow-wrap:normal}"
+    "@media (min-width:40rem){th{white-space:nowrap}}"
+    "@media (max-width:30rem){body{padding:.6rem}th,td{padding:.2rem}.group{padding:.3rem .4rem}}"
     "@page{size:A4;margin:14mm}"
     "@media print{:root{--bg:#ffffff;--fg:#000000;--muted:#333333;--rule:#999999;--panel:#f3f4f6;--bar:#2e7d32;"
     "--mine:#c2185b;--warn:#a4001d;--ok:#1b5e20}body{max-width:none;padding:0;font-size:10.5pt}"
@@ -83,12 +88,13 @@ std::string Cut(const std::string& text, std::size_t most)
 }
 
 // ---- Charts ----
-constexpr int ChartWidth = 900;
+constexpr int ChartWidth = 680;
 constexpr int RowHeight = 20;
-constexpr int NameLeft = 44;
-constexpr int BarLeft = 330;
-constexpr double BarFull = 320.0;
-constexpr std::size_t NameCharacters = 36;
+constexpr int NameLeft = 36;
+constexpr int BarLeft = 250;
+constexpr double BarFull = 250.0;
+constexpr std::size_t NameCharacters = 32;
+constexpr std::size_t ChartPartRows = 250;
 
 struct Ranked {
     const ReportRecord* record;
@@ -106,8 +112,11 @@ std::string PowerFigures(const ReportRecord& r)
     return " ( " + part(r.perCore, "") + " / " + part(r.perThread, "") + " / " + part(r.httEfficiency, "%") + " )";
 }
 
-void Chart(Html& html, const char* id, const char* heading, const std::vector<Ranked>& rows,
-           bool power)
+// Thousands of rows are handed on as they are written, not held.
+constexpr std::size_t ChunkBytes = 1u << 16;
+
+void Chart(Html& html, std::string& out, const ReportSink& sink, const char* id, const char* heading,
+           const std::vector<Ranked>& rows, bool power)
 {
     html.Open("section", {{"id", id}, {"class", std::string("chart")}});
     html.Element("h2", heading);
@@ -118,46 +127,65 @@ void Chart(Html& html, const char* id, const char* heading, const std::vector<Ra
     double highest = 0.0;
     for (const Ranked& row : rows)
         highest = std::max(highest, row.score);
-    const int height = static_cast<int>(rows.size()) * RowHeight + 8;
-    const std::string titleId = std::string(id) + "-title", descId = std::string(id) + "-desc";
-    html.Open("svg", {{"role", "img"},
-                      {"class", "ranking"},
-                      {"viewBox", "0 0 " + std::to_string(ChartWidth) + " " + std::to_string(height)},
-                      {"aria-labelledby", titleId + " " + descId},
-                      {"data-rows", std::to_string(rows.size())}});
-    html.Element("title", std::string(heading) + ": " + Plural(rows.size(), "record", "records") + ", highest first",
-                 {{"id", titleId}});
-    html.Open("desc", {{"id", descId}});
-    for (std::size_t k = 0; k < rows.size(); ++k) {
-        html.Text(std::to_string(k + 1) + ". " + rows[k].name + ": " + Number(rows[k].score) + " points" +
-                  (power ? PowerFigures(*rows[k].record) : std::string()) + (k + 1 < rows.size() ? "; " : "."));
+    const auto flush = [&] {
+        if (out.size() >= ChunkBytes) {
+            sink(out);
+            out.clear();
+        }
+    };
+    // A long ranking is drawn in parts of ChartPartRows, each a picture of
+    // its own that the browser lays out only when it comes into view.
+    for (std::size_t first = 0; first < rows.size(); first += ChartPartRows) {
+        const std::size_t end = std::min(rows.size(), first + ChartPartRows);
+        const bool whole = first == 0 && end == rows.size();
+        const std::string part = whole ? std::string(id) : std::string(id) + "-" + std::to_string(first + 1);
+        const int height = static_cast<int>(end - first) * RowHeight + 8;
+        html.Open("div", {{"class", "ranking-part"},
+                          {"style", "contain-intrinsic-size:auto " + std::to_string(height) + "px"}});
+        html.Open("svg", {{"role", "img"},
+                          {"class", "ranking"},
+                          {"viewBox", "0 0 " + std::to_string(ChartWidth) + " " + std::to_string(height)},
+                          {"aria-labelledby", part + "-title " + part + "-desc"},
+                          {"data-rows", std::to_string(end - first)}});
+        html.Element("title",
+                     std::string(heading) + ": " + Plural(rows.size(), "record", "records") + ", highest first" +
+                         (whole ? std::string()
+                                : ", places " + std::to_string(first + 1) + " to " + std::to_string(end)),
+                     {{"id", part + "-title"}});
+        html.Open("desc", {{"id", part + "-desc"}});
+        for (std::size_t k = first; k < end; ++k) {
+            html.Text(std::to_string(k + 1) + ". " + rows[k].name + ": " + Number(rows[k].score) + " points" +
+                      (power ? PowerFigures(*rows[k].record) : std::string()) + (k + 1 < end ? "; " : "."));
+            flush();
+        }
+        html.Close("desc");
+        for (std::size_t k = first; k < end; ++k) {
+            const Ranked& row = rows[k];
+            const bool mine = !row.record->host.empty();
+            const int y = static_cast<int>(k - first) * RowHeight + 4;
+            const std::string baseline = std::to_string(y + 14);
+            double length = highest > 0.0 ? row.score / highest * BarFull : 0.0;
+            if (!std::isfinite(length) || length < 0.0)
+                length = 0.0;
+            html.Open("g", {{"class", mine ? "row mine-row" : "row"}, {"data-score", Number(row.score)}});
+            html.Element("text", std::to_string(k + 1) + ".",
+                         {{"x", std::to_string(NameLeft - 6)}, {"y", baseline}, {"text-anchor", "end"}});
+            html.Element("text", Cut(row.name, NameCharacters),
+                         {{"x", std::to_string(NameLeft)}, {"y", baseline}, {"class", mine ? "name-mine" : "name"}});
+            html.Open("rect", {{"class", mine ? "mine" : "bar"},
+                               {"x", std::to_string(BarLeft)},
+                               {"y", std::to_string(y + 3)},
+                               {"width", Number(length, 1)},
+                               {"height", "13"},
+                               {"rx", "3"}});
+            html.Close("rect");
+            html.Element("text", Number(row.score) + (power ? PowerFigures(*row.record) : std::string()),
+                         {{"x", Number(BarLeft + length + 6.0, 1)}, {"y", baseline}});
+            html.Close("g");
+            flush();
+        }
+        html.Markup("</svg></div>");
     }
-    html.Close("desc");
-    for (std::size_t k = 0; k < rows.size(); ++k) {
-        const Ranked& row = rows[k];
-        const bool mine = !row.record->host.empty();
-        const int y = static_cast<int>(k) * RowHeight + 4;
-        const std::string baseline = std::to_string(y + 14);
-        double length = highest > 0.0 ? row.score / highest * BarFull : 0.0;
-        if (!std::isfinite(length) || length < 0.0)
-            length = 0.0;
-        html.Open("g", {{"class", mine ? "row mine-row" : "row"}, {"data-score", Number(row.score)}});
-        html.Element("text", std::to_string(k + 1) + ".",
-                     {{"x", std::to_string(NameLeft - 6)}, {"y", baseline}, {"text-anchor", "end"}});
-        html.Element("text", Cut(row.name, NameCharacters),
-                     {{"x", std::to_string(NameLeft)}, {"y", baseline}, {"class", mine ? "name-mine" : "name"}});
-        html.Open("rect", {{"class", mine ? "mine" : "bar"},
-                           {"x", std::to_string(BarLeft)},
-                           {"y", std::to_string(y + 3)},
-                           {"width", Number(length, 1)},
-                           {"height", "13"},
-                           {"rx", "3"}});
-        html.Close("rect");
-        html.Element("text", Number(row.score) + (power ? PowerFigures(*row.record) : std::string()),
-                     {{"x", Number(BarLeft + length + 6.0, 1)}, {"y", baseline}});
-        html.Close("g");
-    }
-    html.Close("svg");
     html.Markup("</section>");
 }
 
@@ -179,7 +207,7 @@ std::string Polyline(const std::vector<double>& xs, const std::vector<double>& y
     for (std::size_t k = 0; k < xs.size() && k < ys.size(); ++k) {
         const double x = PlotLeft + (PlotRight - PlotLeft) * std::clamp(xs[k] / xSpan, 0.0, 1.0);
         const double y = PlotBottom - (PlotBottom - PlotTop) * std::clamp((ys[k] - yLeast) / ySpan, 0.0, 1.0);
-        points += (points.empty() ? "" : " ") + Number(x, 1) + "," + Number(y, 1);
+        points += (points.empty() ? "" : " ") + Number(x, 0) + "," + Number(y, 0);
     }
     return points;
 }
@@ -262,36 +290,36 @@ void Fact(Html& html, const char* term, const std::string& value)
     html.Element("dd", value);
 }
 
+// The conditions of a run in one line: what a reader checks first.
 void Conditions(Html& html, const RunConditions& c)
 {
-    html.Markup("<dl class=\"facts\">");
-    Fact(html, "Wall time", Number(c.wallSeconds, 2) + " s");
-    Fact(html, "Threads", std::to_string(c.threads) + " on " +
-                              Plural(c.logicalProcessors, "logical processor", "logical processors") +
-                              (c.threadsPerCore > 0 ? ", " + Plural(c.threadsPerCore, "thread", "threads") + " a core"
-                                                    : std::string()));
-    Fact(html, "Other programs", Optional(c.otherPercent, 1, " % of a processor"));
-    Fact(html, "Steal", Optional(c.stealPercent, 1, " % of a processor"));
+    std::string text = "Conditions: " + Number(c.wallSeconds, 2) + " s; " +
+                       Plural(c.threads, "thread", "threads") + " on " +
+                       Plural(c.logicalProcessors, "logical processor", "logical processors") +
+                       (c.threadsPerCore > 0 ? " (" + Plural(c.threadsPerCore, "thread", "threads") + " a core)"
+                                             : std::string()) +
+                       "; other programs " + Optional(c.otherPercent, 1, " % of a processor") + "; steal " +
+                       Optional(c.stealPercent, 1, " %");
     if (!c.governors.empty())
-        Fact(html, "Governors", Governors(c.governors));
+        text += "; governor " + Governors(c.governors);
     if (c.affinity)
-        Fact(html, "Affinity", Plural(*c.affinity, "processor", "processors") +
-                                   (c.affinityList.empty() ? std::string() : " (" + c.affinityList + ")"));
+        text += "; affinity " + Plural(*c.affinity, "processor", "processors") +
+                (c.affinityList.empty() ? std::string() : " (" + c.affinityList + ")");
     if (const std::optional<double> limit = c.CpuLimit())
-        Fact(html, "CPU limit", Number(*limit, 2) + " processors");
+        text += "; CPU limit " + Number(*limit, 2) + " processors";
     if (c.throttleBefore && c.throttleAfter)
-        Fact(html, "Throttling", std::to_string(c.Throttles()) + " events");
+        text += "; throttled " + Plural(c.Throttles(), "time", "times");
     if (c.groupThrottlesBefore && c.groupThrottlesAfter)
-        Fact(html, "Group throttling", Plural(c.GroupThrottles(), "period", "periods") + ", " +
-                                           Number(static_cast<double>(c.GroupThrottledMicros()) / 1000.0, 0) + " ms");
+        text += "; its control group throttled it in " + Plural(c.GroupThrottles(), "period", "periods") + " (" +
+                Number(static_cast<double>(c.GroupThrottledMicros()) / 1000.0, 0) + " ms)";
     if (c.highestCelsiusStart || c.highestCelsiusEnd)
-        Fact(html, "Temperature", Optional(c.highestCelsiusStart, 1, " \xC2\xB0""C") + " at the start, " +
-                                      Optional(c.highestCelsiusEnd, 1, " \xC2\xB0""C") + " at the end");
+        text += "; temperature " + Optional(c.highestCelsiusStart, 1, " \xC2\xB0""C") + " at the start, " +
+                Optional(c.highestCelsiusEnd, 1, " \xC2\xB0""C") + " at the end";
     if (c.lowestMhzStart || c.lowestMhzEnd)
-        Fact(html, "Lowest frequency", Optional(c.lowestMhzStart, 0, " MHz") + " at the start, " +
-                                           Optional(c.lowestMhzEnd, 0, " MHz") + " at the end");
-    Fact(html, "Power", c.onBattery ? "on battery" : "on mains (or not known)");
-    html.Markup("</dl>");
+        text += "; lowest frequency " + Optional(c.lowestMhzStart, 0, " MHz") + " at the start, " +
+                Optional(c.lowestMhzEnd, 0, " MHz") + " at the end";
+    text += c.onBattery ? "; on battery." : ".";
+    html.Element("p", text, {{"class", "conditions"}});
 }
 
 void VerdictOf(Html& html, const TestEvidence& e)
@@ -464,8 +492,6 @@ std::vector<ReportRecord> TableReportRecords()
             continue;
         ReportRecord r;
         r.name = wxString(RecordTitle.get()).utf8_string();
-        r.details = "F.max " + field(FieldMaximumFrequency) + ", " + field(FieldCores) + " cores, " +
-                    field(FieldLogicalProcessors) + " threads, " + field(FieldOperatingSystem);
         r.speed = ParseReal(RecordFields[FieldSpeedPoints].get());
         r.power = ParseReal(RecordFields[FieldPowerPoints].get());
         r.line = JoinRecordFields().utf8_string();
@@ -528,6 +554,13 @@ std::string ReportStart(const ReportHeader& header)
 
 std::string ReportCharts(const std::vector<ReportRecord>& records)
 {
+    std::string page;
+    WriteReportCharts(records, [&page](std::string_view piece) { page += piece; });
+    return page;
+}
+
+void WriteReportCharts(const std::vector<ReportRecord>& records, const ReportSink& sink)
+{
     // The brands that documents give with more than one signature.
     std::map<std::string, std::set<std::string>> signatures;
     for (const ReportRecord& r : records)
@@ -561,11 +594,11 @@ std::string ReportCharts(const std::vector<ReportRecord>& records)
         html.Markup("<p>Records of the documents are <span class=\"key-mine\">highlighted</span> and named by "
                     "host in brackets.</p>");
     html.Markup("</section>\n");
-    Chart(html, "speed", "Speed test", ranked(false), false);
+    Chart(html, out, sink, "speed", "Speed test", ranked(false), false);
     html.Markup("\n");
-    Chart(html, "power", "Power test", ranked(true), true);
+    Chart(html, out, sink, "power", "Power test", ranked(true), true);
     html.Markup("\n<p class=\"muted\">Power: points ( per core / per thread / HTT efficiency ) where known.</p>\n");
-    return out;
+    sink(out);
 }
 
 std::string ReportFleet(const FleetOutcome& fleet)

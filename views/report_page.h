@@ -9,14 +9,15 @@
 #include "results/result_document.h"
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// One record of the charts.
 struct ReportRecord {
     std::string name;     ///< "AMD EPYC @ 2000 MHz", as the window's charts name it
-    std::string details;  ///< maximum frequency, cores, threads and system
     double speed = 0.0;
     double power = 0.0;
     /// From a document: its host (the record is highlighted) and processor.
@@ -51,6 +52,10 @@ std::string ReportStart(const ReportHeader& header);
 /// records of documents highlighted and named by host, with their
 /// signature beside their brand where two signatures share a brand.
 std::string ReportCharts(const std::vector<ReportRecord>& records);
+
+/// The same handed to `sink` in pieces, for a page too large to hold.
+using ReportSink = std::function<void(std::string_view)>;
+void WriteReportCharts(const std::vector<ReportRecord>& records, const ReportSink& sink);
 
 /// The fleet: flagged hosts with every reason, then the groups by processor
 /// with median, spread, lowest and highest.

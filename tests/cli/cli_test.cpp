@@ -53,7 +53,8 @@ TEST_F(Cli, HelpListsTheCommandsAndEveryOption)
     EXPECT_EQ(o.code, 0);
     EXPECT_EQ(o.err, "");
     for (const char* text : {"Usage: tarnwick-cli COMMAND [OPTION...]\n",
-                             "Commands: speed, power, heat, info, results, record, merge FILE...,\n          fleet DOCUMENT...\n",
+                             "Commands: speed, power, heat, info, results, record, merge FILE...,\n          fleet DOCUMENT..., report [DOCUMENT...]\n",
+                             "\n  report [DOCUMENT...]\n", "\n  --output FILE ", "\n  --title TEXT ",
                              "\n  fleet DOCUMENT...   compares the result documents", "\n  --host NAME ", "\n  --heat M ",
                              "\n  merge FILE...       adds the records", "\n  --seconds S         shorten a run",
                              "\n  --threads N ", "\n  --htt ", "\n  --no-htt ", "\n  --htt-off-result P ",

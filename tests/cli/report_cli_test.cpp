@@ -138,3 +138,16 @@ TEST_F(CliReport, RefusesAWrongCommandLine)
     EXPECT_EQ(o.code, 2);
     EXPECT_FALSE(fs::exists(dir / "r.html"));
 }
+
+TEST_F(CliReport, OperandsMayStandAmongTheOptionsAndAfterADoubleDash)
+{
+    MakeDocuments(2);
+    fs::rename(dir / "node-2.json", dir / "-2.json");
+    WriteFile("t.csv", Table);
+    const Outcome o = Run("report node-1.json --results t.csv --output r.html --title T -- -2.json");
+    ASSERT_EQ(o.code, 0) << o.err;
+    EXPECT_EQ(o.out, "Report: r.html (2 records, 2 of 2 documents, 0 flagged)\n");
+    // A value that looks like a document stays its option's.
+    EXPECT_EQ(Run("report --output node-1.json").code, 0);
+    EXPECT_EQ(ReadFile(dir / "node-1.json").substr(0, 15), "<!DOCTYPE html>");
+}

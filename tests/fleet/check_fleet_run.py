@@ -35,6 +35,10 @@ def main():
     check(os.path.isfile(text_path), f"no {text_path}")
     text = open(text_path, encoding="utf-8").read() if os.path.isfile(text_path) else ""
     lines = [line.strip() for line in text.splitlines()]
+    page_path = os.path.join(run, "report.html")
+    check(os.path.isfile(page_path), f"no {page_path}")
+    page = open(page_path, encoding="utf-8").read() if os.path.isfile(page_path) else ""
+    check(page.startswith("<!DOCTYPE html>") and page.rstrip().endswith("</html>"), "report.html is not a whole page")
 
     compared = {}
     steady = set()
@@ -58,6 +62,7 @@ def main():
         check(name == host, f"{host}: its document names {name!r}")
         check(host in compared, f"{host}: not among the hosts compared in summary.json")
         check(host + ".json" not in refused, f"{host}: its document was refused")
+        check(f"<h3>{escaped(host)}</h3>" in page, f"{host}: report.html has no section of its own")
         check(host not in could_not_run, f"{host}: named as not run: {could_not_run.get(host)}")
 
     for host in expected["ran"]:
@@ -112,6 +117,13 @@ def main():
         check(summary.get("written") is True, f"summary.json says written={summary.get('written')!r} "
               f"with steady hosts {sorted(steady)}")
     return report(problems)
+
+
+def escaped(text):
+    """A text as the report writes it into its page."""
+    for plain, reference in (("&", "&amp;"), ("<", "&lt;"), (">", "&gt;"), ('"', "&quot;"), ("'", "&#39;")):
+        text = text.replace(plain, reference)
+    return text
 
 
 def report(problems):

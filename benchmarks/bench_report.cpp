@@ -1,0 +1,126 @@
+// tarnwick-cli report as a user runs it: the page of the shipped template
+// table (target: under 50 ms), and of 10,000 result documents of 2-processor
+// machines (targets: under 3 s and under 30 MB at its peak), which then opens
+// in headless Chromium (target: under 5 s to load and paint). Each figure
+// is the median of its runs. Fails (exit 1) when a run fails or a target is
+// missed, naming which.
+#include "../tests/support/fleet_documents.h"
+
+#include "measure.h"
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+constexpr int Documents = 10000;
+constexpr int TableRuns = 21;
+constexpr int FleetRuns = 3;
+constexpr double TableTargetMs = 50.0;
+constexpr double FleetTargetSeconds = 3.0;
+constexpr double FleetTargetMb = 30.0;
+constexpr double OpenTargetSeconds = 5.0;
+
+std::string Read(const std::filesystem::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// Runs the report `runs` times: the median wall time in ms and peak memory
+// in MB; false (said) when a run fails or its summary is not the one wanted.
+bool Measure(const std::vector<std::string>& arguments, const std::filesystem::path& dir, int runs,
+             int wantedDocuments, double& wallMs, double& peakMb)
+{
+    std::vector<double> walls, peaks;
+    const std::string output = (dir / "summary.json").string();
+    for (int run = 0; run < runs; ++run) {
+        long peak = 0;
+        const auto start = std::chrono::steady_clock::now();
+        const int status = SpawnMeasured(arguments, output, peak);
+        walls.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+        peaks.push_back(peak / 1024.0);
+        const nlohmann::json summary = nlohmann::json::parse(Read(output), nullptr, false);
+        if (status != 0 || summary.is_discarded() || summary.value("shown", -1) != wantedDocuments) {
+            std::printf("a run failed: exit status %d, output %.300s\n", status, Read(output).c_str());
+            return false;
+        }
+    }
+    wallMs = Median(walls);
+    peakMb = Median(peaks);
+    return true;
+}
+
+bool Within(const char* what, double value, double target, const char* unit)
+{
+    std::printf("%-34s %9.1f %s  (target < %.0f %s)\n", what, value, unit, target, unit);
+    if (value < target)
+        return true;
+    std::printf("missed the target: %s\n", what);
+    return false;
+}
+}  // namespace
+
+int main()
+{
+    char pattern[] = "/tmp/tarnwick-bench-XXXXXX";
+    if (mkdtemp(pattern) == nullptr)
+        return 1;
+    const std::filesystem::path dir = pattern;
+    bool met = true;
+
+    // The template table.
+    std::filesystem::copy_file(std::filesystem::path(TARNWICK_DOC) / "cpu_results_original.csv", dir / "table.csv");
+    double tableMs = 0, tableMb = 0;
+    const bool tableRan = Measure({TARNWICK_CLI, "report", "--json", "--results", (dir / "table.csv").string(),
+                                   "--output", (dir / "table.html").string()},
+                                  dir, TableRuns, 0, tableMs, tableMb);
+
+    // 10,000 documents, one host slow.
+    std::mt19937 random(9);
+    std::vector<std::string> arguments = {TARNWICK_CLI, "report", "--json", "--output", (dir / "fleet.html").string()};
+    for (int k = 0; k < Documents; ++k) {
+        FleetDocumentKind kind;
+        kind.rateFactor = k == Documents - 1 ? 0.8 : 1.0;
+        const std::string file = (dir / ("node-" + std::to_string(k) + ".json")).string();
+        std::ofstream(file, std::ios::binary) << WriteResultDocument(FleetDocument(random, "node-" + std::to_string(k), kind));
+        arguments.push_back(file);
+    }
+    double fleetMs = 0, fleetMb = 0;
+    const bool fleetRan = Measure(arguments, dir, FleetRuns, Documents, fleetMs, fleetMb);
+    const double pageMb = std::filesystem::exists(dir / "fleet.html") ? std::filesystem::file_size(dir / "fleet.html") / 1e6 : 0;
+
+    // Opened in Chromium: load and paint, the median of three.
+    double openSeconds = -1;
+    const std::string opened = (dir / "open.txt").string();
+    const std::string command = std::string("/usr/bin/python3 '") + TARNWICK_SOURCE_DIR + "/benchmarks/report_open.py' '" +
+                                (dir / "fleet.html").string() + "' 3 > '" + opened + "'";
+    const bool openRan = fleetRan && std::system(command.c_str()) == 0 &&
+                         std::sscanf(Read(opened).c_str(), "seconds %lf", &openSeconds) == 1;
+    if (fleetRan && !openRan)
+        std::printf("a run failed: Chromium did not open the page: %.300s\n", Read(opened).c_str());
+    std::filesystem::remove_all(dir);
+
+    std::printf("tarnwick-cli report (medians; the processor: tarnwick-cli info)\n");
+    if (tableRan) {
+        met = Within("template table: wall time", tableMs, TableTargetMs, "ms") && met;
+        std::printf("%-34s %9.1f MB\n", "template table: peak memory", tableMb);
+    }
+    if (fleetRan) {
+        met = Within("10,000 documents: wall time", fleetMs / 1000.0, FleetTargetSeconds, "s") && met;
+        met = Within("10,000 documents: peak memory", fleetMb, FleetTargetMb, "MB") && met;
+        std::printf("%-34s %9.1f MB\n", "10,000 documents: page", pageMb);
+    }
+    if (openRan)
+        met = Within("10,000 documents: opened in Chromium", openSeconds, OpenTargetSeconds, "s") && met;
+    return tableRan && fleetRan && openRan && met ? 0 : 1;
+}
