@@ -61,7 +61,7 @@ test: deps-test
 	@cmake --build $(TSAN_BUILD) --target unit_tests -j $(JOBS)
 	@$(MAKE) --no-print-directory fuzz-build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
-	$(BUILD)/tests/unit_tests --gtest_shuffle --gtest_repeat=2
+	$(BUILD)/tests/unit_tests --gtest_shuffle
 	ASAN_OPTIONS=allocator_may_return_null=1 ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
 	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1" \
 		$(TSAN_BUILD)/tests/unit_tests --gtest_filter='$(TSAN_TESTS)'
