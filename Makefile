@@ -1,6 +1,6 @@
 # make run    install what is missing, build, start the program
 # make test   install what the tests need, build, run every test (each fuzz
-#             target 25 s from a copy of its seeds, regressions and corpus)
+#             target 20 s from a copy of its seeds, regressions and corpus)
 # make bench  run the measurements under benchmarks/
 # make fuzz   run the fuzz targets for ten minutes each and keep the inputs
 #             that add coverage in tests/fuzz/corpus/ (FUZZ_TIME=seconds a
@@ -62,10 +62,11 @@ test: deps-test
 	@$(MAKE) --no-print-directory fuzz-build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	$(BUILD)/tests/unit_tests --gtest_shuffle
-	ASAN_OPTIONS=allocator_may_return_null=1 ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -L unit
+	# One process: a process a test costs twice the time under the sanitizers.
+	ASAN_OPTIONS=allocator_may_return_null=1 $(ASAN_BUILD)/tests/unit_tests
 	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1" \
 		$(TSAN_BUILD)/tests/unit_tests --gtest_filter='$(TSAN_TESTS)'
-	scripts/run-fuzzers.sh $(FUZZ_BUILD) 25
+	scripts/run-fuzzers.sh $(FUZZ_BUILD) 20
 
 fuzz-build:
 	@CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTARNWICK_FUZZ=ON -DTARNWICK_TESTS=ON >/dev/null

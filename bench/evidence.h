@@ -87,7 +87,8 @@ struct HeatEvidence {
     std::vector<HeatCurvePoint> temperatureCurve;
 };
 
-/// `points` thinned evenly to at most `most`, the first and last kept.
+/// `points` thinned evenly to at most `most`, the first and last kept (with
+/// `most` below 2, the first `most` points).
 std::vector<HeatCurvePoint> ThinnedCurve(const std::vector<HeatCurvePoint>& points, std::size_t most = HeatCurveMost);
 
 /// A pace below this per cent of the first minute's is not sustained.

@@ -21,6 +21,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace cli {
 namespace {
 constexpr const char* DefaultTitle = "Tarnwick report";
@@ -44,25 +47,6 @@ std::string MadeAt()
     return text;
 }
 
-// A document's record for the charts, highlighted by its host.
-ReportRecord DocumentRecord(const ResultDocument& d, const std::string& host)
-{
-    ReportRecord r;
-    r.name = d.machine.brand;
-    r.host = host;
-    r.brand = d.machine.brand;
-    r.signature = d.machine.signature;
-    r.speed = d.speed.points;
-    r.power = d.power.points;
-    if (d.power.measured && !d.power.threads.empty()) {
-        r.perThread = d.power.points / static_cast<double>(d.power.threads.size());
-        // One thread a core: a thread's points are a core's.
-        if (d.power.conditions.threadsPerCore == 1)
-            r.perCore = r.perThread;
-    }
-    return r;
-}
-
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -78,12 +62,22 @@ int RunReport(const Options& options)
         return 1;
     // Never over a document it reads (looked at one by one: thousands are
     // not held).
-    if (output.Replacing())
-        for (const wxString& file : options.files)
-            if (file != wxS("-") && output.Identity().Same(IdentifyFile(file))) {
-                TellOutputProblem({OutputFailure::Kind::Kept, 0, options.output, wxS("the document ") + file});
+    if (output.Replacing()) {
+        const FileIdentity& written = output.Identity();
+        struct stat input {};
+        for (const wxString& file : options.files) {
+            const bool same = file == wxS("-")
+                                  ? ::fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode) && written.exists &&
+                                        input.st_dev == written.device && input.st_ino == written.inode
+                                  : written.Same(IdentifyFile(file));
+            if (same) {
+                TellOutputProblem({OutputFailure::Kind::Kept, 0, options.output,
+                                   file == wxS("-") ? wxString(wxS("the document on standard input"))
+                                                    : wxS("the document ") + file});
                 return 1;
             }
+        }
+    }
 
     ReportHeader header;
     header.title = options.title.empty() ? DefaultTitle : options.title;
@@ -144,14 +138,14 @@ int RunReport(const Options& options)
             found = tableLines.find(FleetRecordOf(document.record, host));
         if (found != tableLines.end() && records[found->second].host.empty()) {
             ReportRecord& row = records[found->second];
-            const ReportRecord mine = DocumentRecord(document, host);
+            const ReportRecord mine = DocumentReportRecord(document, host);
             row.host = mine.host;
             row.brand = mine.brand;
             row.signature = mine.signature;
             row.perThread = mine.perThread;
             row.perCore = mine.perCore;
         } else {
-            records.push_back(DocumentRecord(document, host));
+            records.push_back(DocumentReportRecord(document, host));
         }
     }
     const FleetOutcome fleet = comparison.Finish();

@@ -197,7 +197,8 @@ int ParseCommandLine(const std::vector<wxString>& arguments, Options& options)
 {
     // The operands after the command are set aside before the parser sees
     // them: it holds several copies of every argument. An option's value
-    // stays with its option, and after "--" the parser is left to it all.
+    // stays with its option; a command line with "--" anywhere is left to
+    // the parser whole.
     std::vector<const wxString*> given;
     const bool ended = std::find(arguments.begin(), arguments.end(), wxS("--")) != arguments.end();
     bool command = false;

@@ -26,7 +26,8 @@ class Html {
 public:
     explicit Html(std::string& out) : m_out(out) {}
 
-    /// The program's own markup (a literal: never a text from elsewhere).
+    /// The program's own markup: a literal or a constant of the program,
+    /// never a text from elsewhere.
     template <std::size_t N>
     Html& Markup(const char (&literal)[N])
     {

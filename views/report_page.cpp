@@ -95,6 +95,7 @@ constexpr int BarLeft = 250;
 constexpr double BarFull = 250.0;
 constexpr std::size_t NameCharacters = 32;
 constexpr std::size_t ChartPartRows = 250;
+constexpr std::size_t HostCharacters = 20;
 
 struct Ranked {
     const ReportRecord* record;
@@ -104,12 +105,10 @@ struct Ranked {
 
 std::string PowerFigures(const ReportRecord& r)
 {
-    if (!r.perThread && !r.perCore && !r.httEfficiency)
+    if (!r.perThread && !r.perCore)
         return "";
-    const auto part = [](const std::optional<double>& v, const char* unit) {
-        return v ? Number(*v) + unit : std::string("-");
-    };
-    return " ( " + part(r.perCore, "") + " / " + part(r.perThread, "") + " / " + part(r.httEfficiency, "%") + " )";
+    const auto part = [](const std::optional<double>& v) { return v ? Number(*v) : std::string("-"); };
+    return " ( " + part(r.perCore) + " / " + part(r.perThread) + " )";
 }
 
 // Thousands of rows are handed on as they are written, not held.
@@ -236,33 +235,54 @@ void OpenPlot(Html& html, const std::string& id, const std::string& title, const
     html.Element("desc", description, {{"id", id + "-d"}});
 }
 
-// Each thread's points a second (10 x blocks), one line each.
+// Each thread's points a second (10 x blocks), one line each: at most
+// PlotThreads threads, each thinned to PlotPoints seconds (the description
+// says so), so that a run of thousands of threads or hours stays a picture.
+constexpr std::size_t PlotThreads = 32;
+constexpr std::size_t PlotPoints = 120;
+
 void SamplesPlot(Html& html, const std::string& id, const TestEvidence& e)
 {
     double most = 0.0;
     std::size_t seconds = 0;
-    std::string description;
-    for (std::size_t t = 0; t < e.threads.size(); ++t) {
-        const std::vector<std::uint32_t>& perSecond = e.threads[t].perSecond;
-        seconds = std::max(seconds, perSecond.size());
-        std::string values;
-        for (const std::uint32_t blocks : perSecond) {
+    for (const RunSamples& thread : e.threads) {
+        seconds = std::max(seconds, thread.perSecond.size());
+        for (const std::uint32_t blocks : thread.perSecond)
             most = std::max(most, 10.0 * blocks);
-            values += (values.empty() ? "" : ", ") + Number(10.0 * blocks);
-        }
+    }
+    const std::size_t drawn = std::min(e.threads.size(), PlotThreads);
+    // The seconds shown: all of them, or PlotPoints spread evenly.
+    std::vector<std::size_t> shown;
+    for (std::size_t k = 0; k < std::min(seconds, PlotPoints); ++k)
+        shown.push_back(seconds <= PlotPoints ? k : k * (seconds - 1) / (PlotPoints - 1));
+    std::string description;
+    for (std::size_t t = 0; t < drawn; ++t) {
+        const std::vector<std::uint32_t>& perSecond = e.threads[t].perSecond;
+        std::string values;
+        for (const std::size_t s : shown)
+            if (s < perSecond.size())
+                values += (values.empty() ? "" : ", ") + Number(10.0 * perSecond[s]);
         description += (description.empty() ? "" : "; ") + std::string("thread ") + std::to_string(t + 1) + ": " +
                        (values.empty() ? std::string("no whole second") : values);
     }
-    OpenPlot(html, id, "Points a second of each thread, " + Plural(seconds, "second", "seconds"),
+    if (seconds > PlotPoints)
+        description += " (" + std::to_string(PlotPoints) + " of the " + std::to_string(seconds) + " seconds)";
+    if (drawn < e.threads.size())
+        description += " (the first " + std::to_string(drawn) + " of " + std::to_string(e.threads.size()) + " threads)";
+    OpenPlot(html, id,
+             "Points a second of " +
+                 (drawn < e.threads.size() ? "the first " + Plural(drawn, "thread", "threads") : std::string("each thread")) +
+                 ", " + Plural(seconds, "second", "seconds"),
              description + ".");
     Axes(html, Number(most), "0", Plural(seconds, "second", "seconds"));
     const double xMost = seconds > 1 ? static_cast<double>(seconds - 1) : 1.0;
-    for (std::size_t t = 0; t < e.threads.size(); ++t) {
+    for (std::size_t t = 0; t < drawn; ++t) {
         std::vector<double> xs, ys;
-        for (std::size_t s = 0; s < e.threads[t].perSecond.size(); ++s) {
-            xs.push_back(static_cast<double>(s));
-            ys.push_back(10.0 * e.threads[t].perSecond[s]);
-        }
+        for (const std::size_t s : shown)
+            if (s < e.threads[t].perSecond.size()) {
+                xs.push_back(static_cast<double>(s));
+                ys.push_back(10.0 * e.threads[t].perSecond[s]);
+            }
         if (xs.size() == 1) {  // one second: a level line
             xs.push_back(xMost);
             ys.push_back(ys.front());
@@ -387,18 +407,33 @@ void HeatPlot(Html& html, const std::string& id, const HeatEvidence& heat)
             text += (text.empty() ? "" : ", ") + Number(p.seconds, 0) + " s " + Number(p.value, decimals) + unit;
         return text.empty() ? std::string("none") : text;
     };
-    OpenPlot(html, id, "Work rate (blue) and temperature (red) over " + Number(end, 0) + " s",
+    const std::string over = " over " + Number(end, 0) + " s";
+    const std::string title = rx.empty()   ? "Temperature (red)" + over
+                              : tx.empty() ? "Work rate (blue)" + over
+                                           : "Work rate (blue) and temperature (red)" + over;
+    OpenPlot(html, id, title,
              "Work rate, passes a second: " + values(heat.rateCurve, 0, "") +
                  ". Temperature: " + values(heat.temperatureCurve, 1, " \xC2\xB0""C") + ".");
-    Axes(html, heat.rateCurve.empty() ? Number(tMost, 0) + " \xC2\xB0""C" : Number(rMost), "0",
-         Number(end, 0) + " s");
+    // The temperature has its own scale, from 10 degrees below its lowest;
+    // the rate's is on the left from 0, the temperature's on the right.
+    const double tBottom = tLeast - 10.0;
+    const std::string degrees = " \xC2\xB0""C";
     if (!rx.empty()) {
+        Axes(html, Number(rMost), "0", Number(end, 0) + " s");
         html.Open("polyline", {{"class", "line rate"}, {"points", Polyline(rx, ry, end, 0.0, rMost)}});
         html.Close("polyline");
+    } else {
+        Axes(html, Number(tMost, 0) + degrees, Number(tBottom, 0) + degrees, Number(end, 0) + " s");
     }
     if (!tx.empty()) {
-        // Its own scale, from 10 degrees below the lowest.
-        html.Open("polyline", {{"class", "line temp"}, {"points", Polyline(tx, ty, end, tLeast - 10.0, tMost)}});
+        if (!rx.empty()) {
+            html.Element("text", Number(tMost, 0) + degrees,
+                         {{"class", "small"}, {"x", std::to_string(PlotRight - 2)}, {"y", "20"}, {"text-anchor", "end"}});
+            html.Element("text", Number(tBottom, 0) + degrees,
+                         {{"class", "small"}, {"x", std::to_string(PlotRight - 2)}, {"y", std::to_string(PlotBottom - 4)},
+                          {"text-anchor", "end"}});
+        }
+        html.Open("polyline", {{"class", "line temp"}, {"points", Polyline(tx, ty, end, tBottom, tMost)}});
         html.Close("polyline");
     }
     html.Close("svg");
@@ -477,6 +512,27 @@ int HexDigit(char c)
 }
 }  // namespace
 
+ReportRecord DocumentReportRecord(const ResultDocument& d, const std::string& host)
+{
+    ReportRecord r;
+    r.name = d.machine.brand;
+    r.host = host;
+    r.brand = d.machine.brand;
+    r.signature = d.machine.signature;
+    r.speed = d.speed.points;
+    r.power = d.power.points;
+    if (d.power.measured && !d.power.threads.empty()) {
+        const RunConditions& c = d.power.conditions;
+        r.perThread = d.power.points / static_cast<double>(d.power.threads.size());
+        // A thread on every core, one thread a core, none held back: a
+        // thread's points are a core's.
+        if (c.threadsPerCore == 1 && d.power.threads.size() == c.logicalProcessors &&
+            (!c.affinity || *c.affinity >= c.logicalProcessors))
+            r.perCore = r.perThread;
+    }
+    return r;
+}
+
 std::vector<ReportRecord> TableReportRecords()
 {
     const auto field = [](int f) {
@@ -492,8 +548,13 @@ std::vector<ReportRecord> TableReportRecords()
             continue;
         ReportRecord r;
         r.name = wxString(RecordTitle.get()).utf8_string();
-        r.speed = ParseReal(RecordFields[FieldSpeedPoints].get());
-        r.power = ParseReal(RecordFields[FieldPowerPoints].get());
+        // A field that is no finite number ("nan", "inf") ranks as none.
+        const auto points = [](int f) {
+            const double value = ParseReal(RecordFields[f].get());
+            return std::isfinite(value) ? value : 0.0;
+        };
+        r.speed = points(FieldSpeedPoints);
+        r.power = points(FieldPowerPoints);
         r.line = JoinRecordFields().utf8_string();
         records.push_back(std::move(r));
     }
@@ -566,14 +627,17 @@ void WriteReportCharts(const std::vector<ReportRecord>& records, const ReportSin
     for (const ReportRecord& r : records)
         if (!r.host.empty() && !r.signature.empty())
             signatures[r.brand].insert(r.signature);
+    // The host first, so that a cut name keeps it; a table line that a
+    // fleet wrote names it already.
     const auto shownName = [&](const ReportRecord& r) {
+        if (r.host.empty())
+            return r.name;
         std::string name = r.name;
-        if (!r.host.empty()) {
-            const auto it = signatures.find(r.brand);
-            if (it != signatures.end() && it->second.size() > 1)
-                name += " (signature " + r.signature + ")";
-            name += " [" + r.host + "]";
-        }
+        const auto it = signatures.find(r.brand);
+        if (it != signatures.end() && it->second.size() > 1)
+            name = "(signature " + r.signature + ") " + name;
+        if (r.name.find("[" + r.host + "]") == std::string::npos)
+            name = "[" + Cut(r.host, HostCharacters) + "] " + name;
         return name;
     };
     const auto ranked = [&](bool power) {
@@ -591,13 +655,14 @@ void WriteReportCharts(const std::vector<ReportRecord>& records, const ReportSin
         mine += r.host.empty() ? 0 : 1;
     html.Markup("<section class=\"first\" id=\"charts\">");
     if (mine > 0)
-        html.Markup("<p>Records of the documents are <span class=\"key-mine\">highlighted</span> and named by "
-                    "host in brackets.</p>");
+        html.Markup("<p>Records of the documents are <span class=\"key-mine\">highlighted</span>, their host in "
+                    "brackets before the name.</p>");
     html.Markup("</section>\n");
     Chart(html, out, sink, "speed", "Speed test", ranked(false), false);
     html.Markup("\n");
     Chart(html, out, sink, "power", "Power test", ranked(true), true);
-    html.Markup("\n<p class=\"muted\">Power: points ( per core / per thread / HTT efficiency ) where known.</p>\n");
+    if (std::any_of(records.begin(), records.end(), [](const ReportRecord& r) { return r.perThread.has_value(); }))
+        html.Markup("\n<p class=\"muted\">Power: points ( per core / per thread ) where a document tells them.</p>\n");
     sink(out);
 }
 

@@ -17,18 +17,20 @@
 
 /// One record of the charts.
 struct ReportRecord {
-    std::string name;     ///< "AMD EPYC @ 2000 MHz", as the window's charts name it
+    std::string name;     ///< a table's: "AMD AMD EPYC @ 2000 MHz", as the window's charts name it; a document's: its brand
     double speed = 0.0;
     double power = 0.0;
     /// From a document: its host (the record is highlighted) and processor.
     std::string host;
     std::string brand;
     std::string signature;
-    /// Where known (a document's power run): per thread, per core and HTT
-    /// efficiency in per cent.
-    std::optional<double> perThread, perCore, httEfficiency;
+    /// Where a document's power run tells them: per thread and per core.
+    std::optional<double> perThread, perCore;
     std::string line;  ///< the table's line of it (UTF-8); empty for a document's
 };
+
+/// A document's record for the charts, highlighted by `host`.
+ReportRecord DocumentReportRecord(const ResultDocument& document, const std::string& host);
 
 /// The records of the loaded results table that are displayed ("yes"), in
 /// the speed ranking's order.
@@ -49,8 +51,9 @@ struct ReportHeader {
 std::string ReportStart(const ReportHeader& header);
 
 /// The ranked speed and power charts of `records`, every one of them;
-/// records of documents highlighted and named by host, with their
-/// signature beside their brand where two signatures share a brand.
+/// records of documents highlighted, their host in brackets before the
+/// name, and their signature beside their brand where two signatures share
+/// a brand.
 std::string ReportCharts(const std::vector<ReportRecord>& records);
 
 /// The same handed to `sink` in pieces, for a page too large to hold.

@@ -100,8 +100,8 @@ TEST_F(CliReport, ADocumentWhoseRecordTheTableHoldsIsHighlightedNotShownTwice)
     const std::string page = ReadFile(dir / "r.html");
     EXPECT_EQ(Count(page, "<g class=\"row mine-row\""), 4u);  // both hosts, both charts
     EXPECT_EQ(Count(page, "<g class=\"row\""), 4u);           // the table's other two
-    EXPECT_NE(page.find(">AMD AMD EPYC @ 2596 MHz [node-1]</text>"), std::string::npos);
-    EXPECT_NE(page.find(">AMD EPYC [node-2]</text>"), std::string::npos);
+    EXPECT_NE(page.find(">[node-1] AMD AMD EPYC @ 2596 MHz</text>"), std::string::npos);
+    EXPECT_NE(page.find(">[node-2] AMD EPYC</text>"), std::string::npos);
 }
 
 TEST_F(CliReport, NeverWritesOverADocumentItReads)
@@ -112,6 +112,27 @@ TEST_F(CliReport, NeverWritesOverADocumentItReads)
     EXPECT_EQ(o.code, 1);
     EXPECT_NE(o.err.find("node-1.json"), std::string::npos) << o.err;
     EXPECT_EQ(ReadFile(dir / "node-1.json"), before);
+}
+
+TEST_F(CliReport, NeverWritesOverTheDocumentOnItsStandardInput)
+{
+    MakeDocuments(1);
+    const std::string before = ReadFile(dir / "node-1.json");
+    const Outcome o = Run("report - --output node-1.json < node-1.json");
+    EXPECT_EQ(o.code, 1);
+    EXPECT_NE(o.err.find("the document on standard input"), std::string::npos) << o.err;
+    EXPECT_EQ(ReadFile(dir / "node-1.json"), before);
+    EXPECT_EQ(Run("report - --output r.html < node-1.json").code, 0);
+}
+
+TEST_F(CliReport, RanksAPointsFieldThatIsNoNumberAsNone)
+{
+    WriteFile("t.csv", std::string(Table) + "Intel;Odd;3000;;1;4;4;Linux;6.1;nan;inf;yes\n");
+    ASSERT_EQ(Run("report --results t.csv --output r.html").code, 0);
+    const std::string page = ReadFile(dir / "r.html");
+    EXPECT_EQ(HtmlPageProblem(page), "");
+    EXPECT_EQ(Count(page, "<g class=\"row\" data-score=\"0\">"), 2u);
+    EXPECT_EQ(page.find("data-score=\"\""), std::string::npos);
 }
 
 TEST_F(CliReport, WritesToStandardOutputWithItsSummaryOnStandardError)

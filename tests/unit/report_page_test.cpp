@@ -100,7 +100,7 @@ TEST(ReportPage, HighlightsTheDocumentsRecordsAndNamesTheirHosts)
     const std::string page = Page({Record("Ryzen", 9000, 30000), Record("EPYC", 8000, 16000, "web01")});
     EXPECT_NE(page.find("<g class=\"row mine-row\" data-score=\"8000\">"), std::string::npos);
     EXPECT_NE(page.find("<g class=\"row\" data-score=\"9000\">"), std::string::npos);
-    EXPECT_NE(page.find(">EPYC [web01]</text>"), std::string::npos);
+    EXPECT_NE(page.find(">[web01] EPYC</text>"), std::string::npos);
     EXPECT_NE(page.find("<rect class=\"mine\""), std::string::npos);
     EXPECT_NE(page.find("<rect class=\"bar\""), std::string::npos);
     // No signature beside a brand that has one.
@@ -112,8 +112,51 @@ TEST(ReportPage, ShowsTheSignatureBesideABrandThatTwoProcessorsShare)
     ReportRecord other = Record("EPYC", 7000, 14000, "db01");
     other.signature = "B00F21";
     const std::string page = Page({Record("EPYC", 8000, 16000, "web01"), other});
-    EXPECT_NE(page.find(">EPYC (signature A10F11) [web01]</text>"), std::string::npos);
-    EXPECT_NE(page.find(">EPYC (signature B00F21) [db01]</text>"), std::string::npos);
+    EXPECT_NE(page.find(">[web01] (signature A10F11) EPYC</text>"), std::string::npos);
+    EXPECT_NE(page.find(">[db01] (signature B00F21) EPYC</text>"), std::string::npos);
+}
+
+TEST(ReportPage, KeepsTheHostInSightOfALongNameAndNeverTwice)
+{
+    const std::string page = Page({Record("Intel(R) Xeon(R) Platinum 8375C CPU @ 2.90GHz", 9000, 30000, "web01"),
+                                   Record("AMD AMD EPYC [node-3] @ 2596 MHz", 8000, 16000, "node-3")});
+    EXPECT_NE(page.find(">[web01] Intel(R) Xeon(R) Platinu\xE2\x80\xA6</text>"), std::string::npos);
+    EXPECT_NE(page.find(">AMD AMD EPYC [node-3] @ 2596 MHz</text>"), std::string::npos);
+}
+
+TEST(ReportPage, KnowsAThreadsPointsAsACoresOnlyWhenEachCoreRanOne)
+{
+    ResultDocument d = Document("EPYC", 900, 880, 16, 16);
+    d.power.conditions.threadsPerCore = 1;
+    ReportRecord r = DocumentReportRecord(d, "web01");
+    ASSERT_TRUE(r.perThread.has_value());
+    EXPECT_DOUBLE_EQ(*r.perThread, d.power.points / 16.0);
+    ASSERT_TRUE(r.perCore.has_value());
+    EXPECT_EQ(r.host, "web01");
+    d.power.conditions.threadsPerCore = 2;  // two threads share a core
+    EXPECT_FALSE(DocumentReportRecord(d, "web01").perCore.has_value());
+    d = Document("EPYC", 900, 880, 4, 16);  // fewer threads than cores
+    d.power.conditions.threadsPerCore = 1;
+    EXPECT_TRUE(DocumentReportRecord(d, "web01").perThread.has_value());
+    EXPECT_FALSE(DocumentReportRecord(d, "web01").perCore.has_value());
+    d = Document("EPYC", 900, 880, 16, 16);
+    d.power.conditions.threadsPerCore = 1;
+    d.power.conditions.affinity = 8;  // held to half the processors
+    EXPECT_FALSE(DocumentReportRecord(d, "web01").perCore.has_value());
+    EXPECT_FALSE(DocumentReportRecord(TranscribedDocument(), "old").perThread.has_value());
+}
+
+TEST(ReportPage, DrawsAtMostThirtyTwoThreadsAndSaysSo)
+{
+    ResultDocument d = Document("EPYC", 900, 880, 40, 40);
+    const std::string page = Page({}, nullptr, {{"many.json", d}});
+    const std::string power = page.substr(page.find("Power test: "));
+    std::size_t lines = 0;
+    for (std::size_t at = power.find("<polyline"); at != std::string::npos; at = power.find("<polyline", at + 1))
+        ++lines;
+    EXPECT_EQ(lines, 32u);
+    EXPECT_NE(power.find("(the first 32 of 40 threads)."), std::string::npos);
+    EXPECT_NE(power.find("Points a second of the first 32 threads, 10 seconds"), std::string::npos);
 }
 
 TEST(ReportPage, ShowsThePowerFiguresWhereKnown)
@@ -122,7 +165,9 @@ TEST(ReportPage, ShowsThePowerFiguresWhereKnown)
     known.perThread = 8000;
     known.perCore = 8000;
     const std::string page = Page({known, Record("Ryzen", 9000, 30000)});
-    EXPECT_NE(page.find(">16000 ( 8000 / 8000 / - )</text>"), std::string::npos);
+    EXPECT_NE(page.find(">16000 ( 8000 / 8000 )</text>"), std::string::npos);
+    EXPECT_NE(page.find("Power: points ( per core / per thread ) where a document tells them."), std::string::npos);
+    EXPECT_EQ(Page({Record("Ryzen", 9000, 30000)}).find("per core / per thread"), std::string::npos);
     EXPECT_NE(page.find(">30000</text>"), std::string::npos);
 }
 
@@ -213,14 +258,24 @@ TEST(ReportPage, DrawsTheHeatCurves)
     d.heat.checks = 10;
     d.heat.errors = 1;
     d.heat.rateCurve = {{1, 1800}, {2, 1790}, {3, 1780}};
-    d.heat.temperatureCurve = {{1, 50.5}, {3, 60}};
+    d.heat.temperatureCurve = {{1, 50.6}, {3, 60}};
     const std::string page = Page({}, nullptr, {{"heat.json", d}});
     EXPECT_EQ(HtmlPageProblem(page), "");
     EXPECT_NE(page.find("<polyline class=\"line rate\""), std::string::npos);
     EXPECT_NE(page.find("<polyline class=\"line temp\""), std::string::npos);
-    EXPECT_NE(page.find("1 s 1800, 2 s 1790, 3 s 1780. Temperature: 1 s 50.5 \xC2\xB0" "C, 3 s 60.0 \xC2\xB0" "C."),
+    EXPECT_NE(page.find("1 s 1800, 2 s 1790, 3 s 1780. Temperature: 1 s 50.6 \xC2\xB0" "C, 3 s 60.0 \xC2\xB0" "C."),
               std::string::npos);
     EXPECT_NE(page.find("The processor computed 1 wrong result: it is not stable under load."), std::string::npos);
+    EXPECT_NE(page.find("Work rate (blue) and temperature (red) over 3 s"), std::string::npos);
+    EXPECT_NE(page.find(">60 \xC2\xB0" "C</text>"), std::string::npos);  // the temperature's own scale
+    EXPECT_NE(page.find(">41 \xC2\xB0" "C</text>"), std::string::npos);
+
+    // Only a temperature: its scale on the left, from 10 degrees below its lowest.
+    d.heat.rateCurve.clear();
+    const std::string alone = Page({}, nullptr, {{"heat.json", d}});
+    EXPECT_NE(alone.find("Temperature (red) over 3 s"), std::string::npos);
+    EXPECT_NE(alone.find(">41 \xC2\xB0" "C</text>"), std::string::npos);
+    EXPECT_EQ(alone.find("line rate"), std::string::npos);
 }
 
 TEST(ReportPage, NamesTheFamilyAndModelOfASignature)
