@@ -77,8 +77,9 @@ std::vector<MergeSource> MakeDocuments(std::size_t& bytes)
         d.version = "1.5.0.0";
         d.workCycle = WorkCycleIdentity;
         d.date = "2026-11-24T09:30:00Z";
-        d.machine = {"AuthenticAMD", "AMD Ryzen 7 5800X 8-Core Processor", "A20F10",
-                     "AMD Ryzen 7 5800X 8-Core Processor", 16, "6.1.0-27-amd64", "Debian GNU/Linux 12 (bookworm)"};
+        // A record names its machine's processor: the brand is the model.
+        const std::string model = "Processor model " + std::to_string(random() % Models);
+        d.machine = {"AuthenticAMD", model, "A20F10", model, 16, "6.1.0-27-amd64", "Debian GNU/Linux 12 (bookworm)"};
         d.speed = Evidence("speed", {Samples(random)});
         std::vector<RunSamples> threads;
         for (int t = 0; t < 8; ++t)
@@ -86,7 +87,7 @@ std::vector<MergeSource> MakeDocuments(std::size_t& bytes)
         d.power = Evidence("power", std::move(threads));
         char points[64];
         std::snprintf(points, sizeof points, "%.0f;%.0f", d.speed.points, d.power.points);
-        d.record = "AMD;Processor model " + std::to_string(random() % Models) + ";3800;4700;1;8;16;Linux;7." +
+        d.record = "AMD;" + model + ";3800;4700;1;8;16;Linux;7." +
                    std::to_string(k) + ';' + points + ";yes";
         sources.push_back({wxString::Format(wxS("doc%d.json"), k), WriteResultDocument(d)});
         bytes += sources.back().bytes.size();

@@ -138,7 +138,7 @@ void ManualPage()
         {"tarnwick-cli speed --seconds 2 --json", "a shortened speed test as one JSON object"},
         {"tarnwick-cli record --append --results /mnt/lab/cpu_results.csv",
          "measures this machine and stores it in a lab's shared table"},
-        {"ssh lab-7 cat tarnwick/cpu_results.csv | tarnwick-cli merge -",
+        {"ssh lab-7 cat .local/share/tarnwick/cpu_results.csv | tarnwick-cli merge -",
          "adds another machine's results to the table"},
         {"tarnwick-cli results --search ryzen", "the stored results that mention Ryzen"},
         {"tarnwick-cli speed --repeat auto --strict",
