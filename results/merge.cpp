@@ -435,36 +435,47 @@ public:
     {
         for (const Candidate* candidate : added) {
             const std::string_view record = candidate->text;
+            // Every reason a record gives, in one note: a record is counted once.
+            wxString reasons;
             const auto report = [&](const wxString& reason) {
-                if (reason.empty())
-                    return;
-                if (implausible.size() < MergeReasonsKept)
-                    implausible.push_back({sources[candidate->source].name, candidate->line, reason});
-                ++count;
+                if (!reason.empty())
+                    reasons << (reasons.empty() ? wxS("") : wxS("; ")) << reason;
             };
-            const double speed = ScoreOf(FieldOf(record, FieldSpeedPoints));
-            const double power = ScoreOf(FieldOf(record, FieldPowerPoints));
-            // The processors the machine had (a document's record gives its machine's), not the threads it ran.
-            const std::uint32_t threads = LogicalProcessorsOf(record);
-            if (threads > 0 && power > 1.5 * threads * speed)
-                report(wxString::Format(wxS("its power points (%s) are more than 1.5 x %u logical processors x its "
-                                            "speed points (%s)"),
-                                        ScoreText(power), threads, ScoreText(speed)));
-            if (power < 0.5 * speed)
-                report(wxString::Format(wxS("its power points (%s) are less than half its speed points (%s)"),
-                                        ScoreText(power), ScoreText(speed)));
-            std::string_view model;
-            if (!ModelOf(record, model))
+            JudgeRecord(record, report);
+            if (reasons.empty())
                 continue;
-            const auto found = m_models.find(std::string(model));
-            if (found == m_models.end())
-                continue;
-            report(found->second.speed.Judge(speed, wxS("speed")));
-            report(found->second.power.Judge(power, wxS("power")));
+            if (implausible.size() < MergeReasonsKept)
+                implausible.push_back({sources[candidate->source].name, candidate->line, reasons});
+            ++count;
         }
     }
 
 private:
+    /// Calls `report` with each reason `record` looks implausible for.
+    template <typename Report>
+    void JudgeRecord(std::string_view record, const Report& report)
+    {
+        const double speed = ScoreOf(FieldOf(record, FieldSpeedPoints));
+        const double power = ScoreOf(FieldOf(record, FieldPowerPoints));
+        // The processors the machine had (a document's record gives its machine's), not the threads it ran.
+        const std::uint32_t threads = LogicalProcessorsOf(record);
+        if (threads > 0 && power > 1.5 * threads * speed)
+            report(wxString::Format(wxS("its power points (%s) are more than 1.5 x %u logical processors x its "
+                                        "speed points (%s)"),
+                                    ScoreText(power), threads, ScoreText(speed)));
+        if (power < 0.5 * speed)
+            report(wxString::Format(wxS("its power points (%s) are less than half its speed points (%s)"),
+                                    ScoreText(power), ScoreText(speed)));
+        std::string_view model;
+        if (!ModelOf(record, model))
+            return;
+        const auto found = m_models.find(std::string(model));
+        if (found == m_models.end())
+            return;
+        report(found->second.speed.Judge(speed, wxS("speed")));
+        report(found->second.power.Judge(power, wxS("power")));
+    }
+
     struct Scores {
         ScoreGroup speed, power;
     };

@@ -565,6 +565,21 @@ TEST_F(Merge, AnOutlierAmongFourRecordsOfItsModelIsReported)
     EXPECT_EQ(Findings(second), "");
 }
 
+TEST_F(Merge, ARecordWithSeveralReasonsIsOneImplausibleRecord)
+{
+    Write("cpu_results.csv", Record("AMD", "X1", "1000", "4000") + "\n" + Record("AMD", "X1", "1010", "4040") + "\n" +
+                                 Record("AMD", "X1", "990", "3960") + "\n");
+    const MergeOutcome o = Merge1(Record("AMD", "X1", "5000", "1000") + "\n");
+    EXPECT_EQ(o.added, 1u);
+    EXPECT_EQ(o.implausibleCount, 1u);
+    ASSERT_EQ(o.implausible.size(), 1u);
+    const std::string reasons = o.implausible[0].reason.utf8_string();
+    EXPECT_NE(reasons.find("its power points (1000) are less than half its speed points (5000); its speed points (5000)"),
+              std::string::npos)
+        << reasons;
+    EXPECT_NE(reasons.find("; its power points (1000) "), std::string::npos) << reasons;
+}
+
 TEST_F(Merge, NoOutlierIsJudgedAmongFewerThanThreeOthers)
 {
     Write("cpu_results.csv", Record("AMD", "X2", "1000", "4000") + "\n" + Record("AMD", "X2", "1010", "4040") + "\n");
