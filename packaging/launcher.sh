@@ -25,8 +25,9 @@ fail() {
     exit 1
 }
 
-installed="$(dirname "$(readlink -f "$0")")/../lib/tarnwick"
-licence="$installed/../../share/doc/tarnwick/copyright"
+bin="$(dirname "$(readlink -f "$0")")"
+installed="$bin/@TARNWICK_BIN_TO_PROGRAM@"
+licence="$bin/@TARNWICK_BIN_TO_DOC@/copyright"
 private="${XDG_DATA_HOME:-$HOME/.local/share}/tarnwick"
 stamp="$(cat "$installed/VERSION") $(cat "$installed/tarnwick" "$installed/tarnwick-cli" | cksum)"
 uid=$(id -u)

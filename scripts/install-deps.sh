@@ -10,7 +10,7 @@ package_packages="$run_packages dpkg-dev file"
 test_packages="$package_packages xvfb xauth xdotool imagemagick librsvg2-bin x11-utils openbox fonts-dejavu-core \
 libgtest-dev clang libclang-rt-14-dev locales \
 lintian desktop-file-utils man-db groff-base bsdextrautils appstream \
-ansible-core ansible-lint openssh-server openssh-client \
+ansible-core ansible-lint openssh-server openssh-client gcovr iwyu \
 chromium chromium-driver python3-selenium tidy"
 
 bench_packages="$test_packages sysbench stress-ng valgrind"

@@ -4,7 +4,7 @@
 # failed (tests/fuzz/regressions/<target>-*) and the corpus earlier runs grew
 # (tests/fuzz/corpus/<target>/), all copied to a temporary folder: without
 # --keep the source tree is never written to.
-#   run-fuzzers.sh [--keep] [--keep-going] BUILD_DIR SECONDS
+#   run-fuzzers.sh [--keep] [--keep-going] BUILD_DIR SECONDS [TARGET...]
 # --keep        puts what the run found into tests/fuzz/corpus/<target>/,
 #               minimised with libFuzzer's -merge=1: only the inputs that add
 #               coverage beyond the seeds and regressions (which stay where
@@ -12,7 +12,8 @@
 # --keep-going  does not stop at the first failure (libFuzzer's fork mode),
 #               for a target whose known failure would end every run early.
 # Failing inputs are copied to BUILD_DIR/fuzz-failures/; the script then
-# fails, after every target has had its run.
+# fails, after every target has had its run. Without TARGETs, every fuzz
+# target the build made (BUILD_DIR/tests/fuzz_*) runs.
 set -eu
 keep=0
 going=0
@@ -24,12 +25,22 @@ while [ $# -gt 2 ]; do
     esac
     shift
 done
-if [ $# -ne 2 ]; then
-    echo "usage: $0 [--keep] [--keep-going] BUILD_DIR SECONDS" >&2
+if [ $# -lt 2 ]; then
+    echo "usage: $0 [--keep] [--keep-going] BUILD_DIR SECONDS [TARGET...]" >&2
     exit 2
 fi
 build=$(cd "$1" && pwd)
 seconds=$2
+shift 2
+if [ $# -eq 0 ]; then
+    for fuzzer in "$build"/tests/fuzz_*; do
+        [ -x "$fuzzer" ] && set -- "$@" "${fuzzer##*/fuzz_}"
+    done
+    if [ $# -eq 0 ]; then
+        echo "$build/tests holds no fuzz target: build it first" >&2
+        exit 2
+    fi
+fi
 here=$(cd "$(dirname "$0")/.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -46,7 +57,7 @@ copy_inputs() {
     done
 }
 
-for target in results config merge document output report; do
+for target in "$@"; do
     fuzzer=$build/tests/fuzz_$target
     corpus=$here/tests/fuzz/corpus/$target
     start=$work/$target.start      # seeds and regressions

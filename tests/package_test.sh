@@ -6,11 +6,12 @@ build=$1
 cd "$build"
 cpack > cpack.log 2>&1 || { cat cpack.log; exit 1; }
 deb=$(ls tarnwick_*_amd64.deb)
-[ "$deb" = "tarnwick_1.5.0.0_amd64.deb" ]
+version=$(cat VERSION)
+[ "$deb" = "tarnwick_${version}_amd64.deb" ]
 info=$(dpkg-deb --info "$deb")
 contents=$(dpkg-deb --contents "$deb")
 echo "$info" | grep -q '^ Package: tarnwick$'
-echo "$info" | grep -q '^ Version: 1.5.0.0$'
+echo "$info" | grep -qx " Version: $version"
 echo "$info" | grep -q '^ Depends: .*libwxgtk3.2-1'
 echo "$info" | grep -q '^ Depends: .*libwxbase3.2-1'
 for path in ./usr/bin/tarnwick ./usr/bin/tarnwick-cli ./usr/lib/tarnwick/tarnwick ./usr/lib/tarnwick/tarnwick-cli \

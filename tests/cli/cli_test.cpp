@@ -2,6 +2,8 @@
 // whole output compared with patterns for the numbers that vary.
 #include "../unit/sensor_tree.h"
 #include "cli_fixture.h"
+#include "core/version.h"
+#include "tests/support/required_tool.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -43,7 +45,7 @@ TEST_F(Cli, VersionIsPrinted)
 {
     const Outcome o = Run("--version");
     EXPECT_EQ(o.code, 0);
-    EXPECT_EQ(o.out, "tarnwick-cli 1.5.0.0\n");
+    EXPECT_EQ(o.out, "tarnwick-cli " TARNWICK_VERSION "\n");
     EXPECT_EQ(o.err, "");
 }
 
@@ -581,8 +583,7 @@ TEST_F(Cli, ATableBehindALinkStaysALink)
 
 TEST_F(Cli, ProgressOnATerminalOnlyAndNotWhenQuiet)
 {
-    if (std::system("command -v script > /dev/null") != 0)
-        GTEST_SKIP() << "script(1) is not installed";
+    TARNWICK_REQUIRE_TOOL(std::system("command -v script > /dev/null") == 0, "script (bsdutils)");
     const std::string shown = "cd '" + dir.string() + "' && script -qec './tarnwick-cli speed --seconds 2' /dev/null > tty.txt";
     ASSERT_EQ(std::system(shown.c_str()), 0);
     // The phase names the test, never "full run" for a shortened one.

@@ -4,6 +4,7 @@
 // each verdict is the one the test means, whatever runs beside it.
 #include "../unit/sensor_tree.h"
 #include "cli_fixture.h"
+#include "core/version.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -156,7 +157,7 @@ TEST_F(CliEvidence, JsonCarriesTheSamplesConditionsVerdictVersionAndWork)
     const Outcome o = RunHere("power --seconds 3 --threads 2 --no-htt --json");
     ASSERT_EQ(o.code, 0) << o.err;
     const Json json = Json::parse(o.out);
-    EXPECT_EQ(json.at("version").get<std::string>(), "1.5.0.0");
+    EXPECT_EQ(json.at("version").get<std::string>(), TARNWICK_VERSION);
     EXPECT_EQ(json.at("workCycle").get<std::string>(), "tarnwick-cycle-1");
     EXPECT_FALSE(json.at("steady").get<bool>());
     const Json& evidence = json.at("evidence");

@@ -9,7 +9,9 @@ set -euo pipefail
 build=$1
 source=$2
 fail() { echo "FAIL: $*" >&2; exit 1; }
-command -v ansible-playbook > /dev/null || { echo "SKIP: ansible-playbook is not installed"; exit 77; }
+# shellcheck source=../support/required_tool.sh
+. "$(dirname "$0")/../support/required_tool.sh"
+require_tool ansible-playbook ansible-core
 
 work=$(mktemp -d /tmp/tarnwick-fleet-check.XXXXXX)
 trap 'rm -rf "$work"' EXIT

@@ -5,9 +5,10 @@
 set -euo pipefail
 source=$2
 fail() { echo "FAIL: $*" >&2; exit 1; }
-for tool in ansible-galaxy ansible-lint; do
-    command -v "$tool" > /dev/null || { echo "SKIP: $tool is not installed (scripts/install-deps.sh test)"; exit 77; }
-done
+# shellcheck source=../support/required_tool.sh
+. "$(dirname "$0")/../support/required_tool.sh"
+require_tool ansible-galaxy ansible-core
+require_tool ansible-lint ansible-lint
 
 work=$(mktemp -d /tmp/tarnwick-fleet-lint.XXXXXX)
 trap 'rm -rf "$work"' EXIT

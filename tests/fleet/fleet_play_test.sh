@@ -16,9 +16,10 @@ here=$(cd "$(dirname "$0")" && pwd)
 fail() { echo "FAIL: $*" >&2; exit 1; }
 skip() { echo "SKIP: $*"; exit 77; }
 
-for tool in ansible-playbook ansible-galaxy; do
-    command -v "$tool" > /dev/null || skip "$tool is not installed"
-done
+# shellcheck source-path=SCRIPTDIR source=../support/required_tool.sh
+. "$here/../support/required_tool.sh"
+require_tool ansible-playbook ansible-core
+require_tool ansible-galaxy ansible-core
 
 work=$(mktemp -d /tmp/tarnwick-fleet-play.XXXXXX)
 user=$(id -un)

@@ -4,6 +4,7 @@
 // it; bytes refused give a refusal with their reason.
 #include "../support/html_check.h"
 #include "core/state.h"
+#include "core/version.h"
 #include "fuzz_support.h"
 #include "results/fleet.h"
 #include "results/result_document.h"
@@ -26,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
 {
     EnterFuzzProgramDirectory();
     const std::string bytes(reinterpret_cast<const char*>(data), size);
-    ReportHeader header{bytes.substr(0, 64), "2026-11-24 09:30 UTC", "1.5.0.0", bytes.substr(0, 32), 0, 1, 0};
+    ReportHeader header{bytes.substr(0, 64), "2026-11-24 09:30 UTC", TARNWICK_VERSION, bytes.substr(0, 32), 0, 1, 0};
 
     // As a document.
     ResultDocument document;

@@ -68,7 +68,7 @@ TEST(AboutBox, InfoHoldsNameVersionAndDescription)
 {
     const wxAboutDialogInfo info = MakeAboutInfo();
     EXPECT_EQ(info.GetName(), "Tarnwick");
-    EXPECT_EQ(info.GetVersion(), "\n v. 1.5.0.0");
+    EXPECT_EQ(info.GetVersion(), "\n v. " TARNWICK_VERSION);
     EXPECT_EQ(info.GetDescription(), "Processor benchmark freeware application.");
     EXPECT_FALSE(info.HasIcon());
 }
@@ -116,7 +116,7 @@ TEST(AboutBox, MenuCommandShowsTheBoxModallyWithEveryField)
     EXPECT_EQ(seen.parent, nullptr);
     EXPECT_TRUE(seen.title.Contains("Tarnwick"));
     EXPECT_TRUE(Contains(seen.texts, "Tarnwick"));
-    EXPECT_TRUE(Contains(seen.texts, "v. 1.5.0.0"));
+    EXPECT_TRUE(Contains(seen.texts, "v. " TARNWICK_VERSION));
     EXPECT_TRUE(Contains(seen.texts, "Processor benchmark freeware application."));
     EXPECT_TRUE(Contains(seen.texts, "The Tarnwick developers"));
     EXPECT_EQ(seen.url, TARNWICK_WEBSITE);

@@ -27,6 +27,9 @@ wxIMPLEMENT_APP_NO_MAIN(MainApp);
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
+    // Listing the tests (CTest asks, to make each one a test) needs no display.
+    if (::testing::GTEST_FLAG(list_tests))
+        return RUN_ALL_TESTS();
     // A failed toolkit check (an unexpected dialog, say) fails the test at hand.
     wxSetAssertHandler([](const wxString& file, int line, const wxString& function, const wxString& condition,
                           const wxString& message) {

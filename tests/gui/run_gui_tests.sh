@@ -1,6 +1,8 @@
 #!/bin/sh
 # Runs a GUI test binary under Xvfb from a temporary directory that holds a
 # copy of the binary and of the documents, as an installed program would.
+# With TARNWICK_DISPLAY_STATE (display_fixture.sh's STATE) it runs on that
+# server; otherwise on one of its own.
 set -eu
 binary=$1
 docs=$2
@@ -45,4 +47,8 @@ esac
 
 cd "$work"
 export NO_AT_BRIDGE=1 GDK_BACKEND=x11
-xvfb-run -a -s "-screen 0 1280x1024x24" "./$(basename "$binary")" "$@"
+if [ -n "${TARNWICK_DISPLAY_STATE:-}" ]; then
+    DISPLAY=":$(cat "$TARNWICK_DISPLAY_STATE.display")" "./$(basename "$binary")" "$@"
+else
+    xvfb-run -a -s "-screen 0 1280x1024x24" "./$(basename "$binary")" "$@"
+fi

@@ -1,8 +1,9 @@
 // The SVG picture of a view against the window's picture of the same layout:
 // rendered by rsvg-convert, each text lies where the window draws it.
-#include "gui/resources.h"
 #include "core/state.h"
 #include "gui/draw.h"
+#include "gui/resources.h"
+#include "tests/support/required_tool.h"
 #include "views/layout.h"
 #include "views/svg.h"
 
@@ -46,8 +47,7 @@ wxRect Ink(const wxImage& image, const wxRect& area)
 
 TEST(SvgPicture, TextsLieWhereTheWindowDrawsThem)
 {
-    if (std::system("command -v rsvg-convert > /dev/null") != 0)
-        GTEST_SKIP() << "rsvg-convert (librsvg2-bin) is not installed";
+    TARNWICK_REQUIRE_TOOL(std::system("command -v rsvg-convert > /dev/null") == 0, "rsvg-convert (librsvg2-bin)");
     // The heat view's texts that lie against lines and bars: the title, the
     // percentage beside its bar, the plot's scale under its axis; each alone
     // in its box.

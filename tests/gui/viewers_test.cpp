@@ -1,4 +1,5 @@
 #include "core/state.h"
+#include "core/version.h"
 #include "gui/history_dialog.h"
 #include "gui/main_frame.h"
 #include "gui/manual_dialog.h"
@@ -17,7 +18,7 @@
 
 namespace {
 const wxString ManualText = wxString::FromUTF8("Tarnwick manual\nLine two: 9 points, ü\n");
-const wxString HistoryText = wxString::FromUTF8("1.5.0.0\n- first entry\n");
+const wxString HistoryText = wxString::FromUTF8(TARNWICK_VERSION "\n- first entry\n");
 
 template <class Dialog>
 wxString ShownText()

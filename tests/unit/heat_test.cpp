@@ -48,11 +48,15 @@ protected:
 
 TEST_F(HeatTest, ZeroTimeEndsAtOnce)
 {
+    // The clock stands still: the workers end after their first block,
+    // without any time passing.
+    const SimulatedHeatTime time(5000);
     HeatTestMillis = 0;
     StartHeatTest();
     EXPECT_EQ(HeatState, 2);
-    EXPECT_LT(WaitUntilDone(5000), 1000);
+    WaitUntilDone(30000);
     EXPECT_NE(DoneProduct, 0u);
+    EXPECT_EQ(HeatWorkNow.load(), 5000);
     FinishHeatTest();
     EXPECT_EQ(HeatState, 1);
     EXPECT_EQ(ThreadDone, nullptr);
@@ -60,25 +64,36 @@ TEST_F(HeatTest, ZeroTimeEndsAtOnce)
 
 TEST_F(HeatTest, NegativeTimeEndsAtOnce)
 {
+    const SimulatedHeatTime time(5000);
     HeatTestMillis = -60000;
     StartHeatTest();
-    EXPECT_LT(WaitUntilDone(5000), 1000);
+    WaitUntilDone(30000);
+    EXPECT_NE(DoneProduct, 0u);
+    EXPECT_EQ(HeatWorkNow.load(), 5000);
     FinishHeatTest();
 }
 
 TEST_F(HeatTest, AShortRunEndsWithinABlockAfterItsTime)
 {
+    const SimulatedHeatTime time(10000);
     HeatTestMillis = 1500;
     StartHeatTest();
     const wxLongLong start = HeatStart;
+    EXPECT_EQ(start.GetValue(), 10000);
     EXPECT_EQ(HeatWorkNow.load(), start.GetValue());
     EXPECT_EQ(HeatViewNow, start);
+    // A millisecond short of the time, the workers go on, block after block.
+    SimulatedHeatTime::Set(11499);
+    const wxLongLong limit = wxGetLocalTimeMillis() + 30000;  // a worker that never reads the clock fails, later
+    while (HeatWorkNow.load() != 11499 && wxGetLocalTimeMillis() < limit)
+        wxMilliSleep(1);
+    ASSERT_EQ(HeatWorkNow.load(), 11499) << "no worker read the clock again";
+    EXPECT_EQ(HeatDoneProduct(), 0u);
+    // At the time, each ends the block it is in and stops.
+    SimulatedHeatTime::Set(11500);
     WaitUntilDone(30000);
-    const wxLongLong end = wxGetLocalTimeMillis();
     ASSERT_NE(DoneProduct, 0u);
-    EXPECT_GE(HeatWorkNow.load() - start.GetValue(), 1500);
-    EXPECT_GE((end - start).GetValue(), 1500);
-    EXPECT_LT((end - start).GetValue(), 1500 + 5000);  // a block of 65536 passes is far shorter
+    EXPECT_EQ(HeatWorkNow.load() - start.GetValue(), 1500);
     FinishHeatTest();
 }
 
@@ -185,19 +200,18 @@ TEST_F(HeatTest, TheClockIsTheRealOneUnlessReplaced)
     EXPECT_LE(now, wxGetLocalTimeMillis().GetValue());
 }
 
-TEST_F(HeatTest, WithoutTimeTheLoopEndsAfterOneOrTwoRealSeconds)
+TEST_F(HeatTest, WithoutTimeTheLoopEndsAfterOneOrTwoSeconds)
 {
-    // The workers raise their flags at once: the product before the first
-    // or the second sleep of a real second finds them up.
+    // Each turn of the loop sleeps one second (simulated: that second lasts
+    // until the workers are done). The product taken before the first or
+    // the second sleep finds their flags up.
+    const SimulatedHeatTime time(0);
     HeatTestMillis = 0;
     int seconds = 0;
-    const wxLongLong start = wxGetLocalTimeMillis();
     RunHeatLoop([&] { ++seconds; });
-    const long took = static_cast<long>((wxGetLocalTimeMillis() - start).GetValue());
     EXPECT_GE(seconds, 1);
     EXPECT_LE(seconds, 2);
-    EXPECT_GE(took, 1000L * seconds);
-    EXPECT_LT(took, 1000L * seconds + 1000);
+    EXPECT_EQ(SimulatedHeatTime::Read(), 1000L * seconds);
     EXPECT_EQ(HeatState, 1);
 }
 

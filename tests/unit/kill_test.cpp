@@ -1,5 +1,6 @@
-// Writers killed at random moments while they save: the table and its
-// backup are always whole, and the next writer clears what they left.
+// Writers killed in the middle of their saves, at every moment of a save in
+// turn: the table and its backup are always whole, and the next writer
+// clears what they left.
 #include "file_fixture.h"
 #include "files/atomic_file.h"
 #include "results/results_file.h"
@@ -8,10 +9,10 @@
 #include <poll.h>
 #include <signal.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
-#include <random>
-#include <thread>
+#include <cstring>
+#include <set>
 
 namespace {
 class KilledWriters : public ProgramDirectory {
@@ -43,14 +44,95 @@ protected:
         return found;
     }
 
-    // A copy of the program that appends the next numbered records, one
-    // save each, until it is killed; after each save it writes the number of
-    // records the table now holds to `acknowledge`.
-    [[noreturn]] static void SaveForever(int acknowledge)
+    // Where a writer stops: the moments of a save are just before and just
+    // after each call it makes through SystemCalls() (locking, writing,
+    // linking, renaming, changing a mode) and each check before a use. The
+    // writer counts them in a save of its own; in the next one it stops at
+    // moment `Target` (modulo that count) and tells the parent where.
+    struct StopReport {
+        int moment = -1;     ///< where in the save it stopped
+        int moments = 0;     ///< how many moments a save has
+        int committed = 0;   ///< 1 once the table's new version was in place
+    };
+    static inline FileSystemCalls Real{};
+    static inline int Target = -1, Moment = 0, Moments = 0, Committed = 0, Stopped = -1;
+    static inline bool Counting = false;
+
+    static void Pass()
     {
+        if (!Counting)
+            return;
+        if (Moments > 0 && Moment == Target % Moments) {
+            const StopReport report{Moment, Moments, Committed};
+            if (::write(Stopped, &report, sizeof report) != sizeof report)
+                _exit(4);
+            for (;;)
+                ::pause();  // until the parent kills it
+        }
+        ++Moment;
+    }
+    static void CommitWhen(int result, const char* name)
+    {
+        if (result == 0 && std::strcmp(name, "cpu_results.csv") == 0)
+            Committed = 1;
+    }
+    static int Flock(int fd, int operation)
+    {
+        Pass();
+        const int result = Real.flock(fd, operation);
+        Pass();
+        return result;
+    }
+    static int LinkAt(int fromFolder, const char* from, int toFolder, const char* to)
+    {
+        Pass();
+        const int result = Real.linkAt(fromFolder, from, toFolder, to);
+        CommitWhen(result, to);
+        Pass();
+        return result;
+    }
+    static int RenameAt(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags)
+    {
+        Pass();
+        const int result = Real.renameAt(fromFolder, from, toFolder, to, flags);
+        CommitWhen(result, to);
+        Pass();
+        return result;
+    }
+    static long WriteSome(int fd, const void* data, std::size_t size)
+    {
+        Pass();
+        const long result = Real.write(fd, data, size);
+        Pass();
+        return result;
+    }
+    static int Fchmod(int fd, mode_t mode)
+    {
+        Pass();
+        const int result = Real.fchmod(fd, mode);
+        Pass();
+        return result;
+    }
+    static void Check(const char* stage)
+    {
+        Pass();
+        Real.betweenCheckAndUse(stage);
+    }
+
+    // A copy of the program that appends the next numbered records, one
+    // save each: after each save it writes the number of records the table
+    // now holds to `acknowledge`. Its first save clears what the writer
+    // before it left; the second is counted; in the third it stops at
+    // moment `target` and reports to `stopped`.
+    [[noreturn]] static void SaveAndStop(int acknowledge, int stopped, int target)
+    {
+        Real = SystemCalls();
+        SystemCalls() = FileSystemCalls{Flock, LinkAt, RenameAt, WriteSome, Fchmod, Check};
+        Target = target;
+        Stopped = stopped;
         if (AccessResultsFile(ResultsOpLoad) != 0)
             _exit(1);
-        for (int k = ResultLineCount;; ++k) {
+        for (int save = 0, k = ResultLineCount;; ++save, ++k) {
             const std::string line = Numbered(k);
             std::size_t start = 0;
             for (int f = 0; f < RecordFieldCount; ++f) {
@@ -59,91 +141,80 @@ protected:
                 start = end + 1;
             }
             BackupPending = 1;
+            Counting = save >= 1;
+            Moment = 0;
+            Committed = 0;
             if (AccessResultsFile(ResultsOpAppend) != 0)
                 _exit(2);
+            if (save == 1)
+                Moments = Moment;
+            else if (save == 2)
+                _exit(5);  // it passed its moment without stopping
             const int saved = k + 1;
             if (::write(acknowledge, &saved, sizeof saved) != sizeof saved)
                 _exit(3);
         }
     }
 
-    // The next count the writer acknowledges, waiting at most 30 s; 0 when
-    // none comes.
-    static int NextAcknowledged(int pipe)
+    // What comes next through `pipe`, waiting at most 30 s; false when
+    // nothing comes.
+    template <typename T>
+    static bool Next(int pipe, T& value)
     {
         pollfd wait{pipe, POLLIN, 0};
-        int value = 0;
-        if (::poll(&wait, 1, 30000) != 1 || ::read(pipe, &value, sizeof value) != sizeof value)
-            return 0;
-        return value;
-    }
-
-    // The last count a writer acknowledged before it died, or 0.
-    static int LastAcknowledged(int pipe)
-    {
-        int last = 0, value = 0;
-        while (::read(pipe, &value, sizeof value) == sizeof value)
-            last = value;
-        return last;
+        return ::poll(&wait, 1, 30000) == 1 && ::read(pipe, &value, sizeof value) == sizeof value;
     }
 };
 }  // namespace
 
 TEST_F(KilledWriters, NeverTearTheTableOrItsBackupAndLeaveNothingBehind)
 {
-    // A table of some size, so that a save takes long enough to be killed
-    // in the middle of any of its steps.
+    // A table of some size, so that a save writes in more than one piece.
     std::string table;
     for (int k = 0; k < 2000; ++k)
         table += Numbered(k) + "\n";
     Write("cpu_results.csv", table);
     constexpr int Kills = 40;
-    std::mt19937 random(20261122);
-    std::uniform_real_distribution<double> within(0.0, 2.0);
-    int tornTables = 0, tornBackups = 0, left = 0, records = 2000, interrupted = 0, acknowledgedKills = 0;
+    int tornTables = 0, tornBackups = 0, left = 0, records = 2000, cutShort = 0, moments = 0;
+    std::set<int> stoppedAt;
     for (int kill = 0; kill < Kills; ++kill) {
-        int acknowledged[2];
+        int acknowledged[2], stopped[2];
         ASSERT_EQ(::pipe(acknowledged), 0);
+        ASSERT_EQ(::pipe(stopped), 0);
         const pid_t child = fork();
         if (child == 0) {
             ::close(acknowledged[0]);
-            SaveForever(acknowledged[1]);
+            ::close(stopped[0]);
+            SaveAndStop(acknowledged[1], stopped[1], kill);
         }
         ::close(acknowledged[1]);
-        // Once the writer has saved twice (the time between is one save, on
-        // this machine and build), kill it at a random moment within the
-        // next two saves.
-        ASSERT_GT(NextAcknowledged(acknowledged[0]), 0) << "the writer never saved";
-        const auto first = std::chrono::steady_clock::now();
-        const int second = NextAcknowledged(acknowledged[0]);
-        ASSERT_GT(second, 0) << "the writer saved only once";
-        const auto save = std::chrono::steady_clock::now() - first;
-        std::this_thread::sleep_for(std::chrono::duration_cast<std::chrono::microseconds>(save * within(random)));
+        ::close(stopped[1]);
+        int first = 0, second = 0;
+        StopReport report;
+        const bool saved = Next(acknowledged[0], first) && Next(acknowledged[0], second);
+        const bool reported = saved && Next(stopped[0], report);
         ::kill(child, SIGKILL);
         int status = 0;
         ::waitpid(child, &status, 0);
-        const int later = LastAcknowledged(acknowledged[0]);
-        const int saved = later > 0 ? later : second;
         ::close(acknowledged[0]);
+        ::close(stopped[0]);
+        ASSERT_TRUE(saved) << "kill " << kill << ": the writer did not save twice, status " << status;
+        ASSERT_TRUE(reported) << "kill " << kill << ": the writer did not stop, status " << status;
         ASSERT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << WEXITSTATUS(status);
+        EXPECT_EQ(report.moment, kill % report.moments);
+        moments = report.moments;
+        stoppedAt.insert(report.moment);
 
+        // Every acknowledged save is there, and the third one exactly when
+        // it had been put in place before the kill.
         const int now = WholeRecords(Read("cpu_results.csv"));
+        EXPECT_EQ(now, second + report.committed) << "kill " << kill << " at moment " << report.moment;
         if (now < records)
             ++tornTables;  // torn, or records lost
         else
             records = now;
-        // Every save the writer acknowledged is there; at most one more, a
-        // save that was in place when the kill came before its
-        // acknowledgement.
-        if (saved > 0) {
-            ++acknowledgedKills;
-            EXPECT_GE(now, saved) << "kill " << kill << ": an acknowledged record is missing";
-            EXPECT_LE(now, saved + 1) << "kill " << kill;
-        }
-        // The writer saves without pause: a table without a record beyond
-        // the acknowledged ones means the kill cut a save short.
-        if (saved > 0 && now == saved)
-            ++interrupted;
+        if (report.committed == 0)
+            ++cutShort;
         if (Exists("cpu_result.bak")) {
             // The backup holds the table as it was before the last change
             // (or, killed between the two renames, as it is).
@@ -159,15 +230,17 @@ TEST_F(KilledWriters, NeverTearTheTableOrItsBackupAndLeaveNothingBehind)
     for (int f = 0; f < RecordFieldCount; ++f)
         SetRecordField(f, wxS("x"));
     ASSERT_EQ(AccessResultsFile(ResultsOpAppend), 0);
-    std::printf("%d kills: %d after acknowledged saves, %d cutting a save short; %d records saved, %d torn "
+    std::printf("%d kills at %zu of the %d moments of a save: %d cutting a save short; %d records saved, %d torn "
                 "tables, %d torn backups, %d temporary files left by killed writers, %d after the next save\n",
-                Kills, acknowledgedKills, interrupted, records, tornTables, tornBackups, left, Temporaries());
+                Kills, stoppedAt.size(), moments, cutShort, records, tornTables, tornBackups, left, Temporaries());
     EXPECT_EQ(tornTables, 0);
     EXPECT_EQ(tornBackups, 0);
-    // The kills did hit saves: every writer had saved before it died, and
-    // many died before their next save was in place.
-    EXPECT_EQ(acknowledgedKills, Kills);
-    EXPECT_GE(interrupted, Kills / 4);
+    // Every moment of a save was hit (as many as there were kills), some
+    // before the new table was in place and some after.
+    EXPECT_EQ(int(stoppedAt.size()), std::min(moments, Kills));
+    EXPECT_GT(cutShort, 0);
+    EXPECT_LT(cutShort, Kills);
+    EXPECT_GT(left, 0);
     EXPECT_GT(records, 2000);
     EXPECT_EQ(Temporaries(), 0);
 }

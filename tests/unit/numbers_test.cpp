@@ -1,4 +1,5 @@
 #include "core/numbers.h"
+#include "tests/support/required_tool.h"
 
 #include <gtest/gtest.h>
 
@@ -53,10 +54,10 @@ bool SelectCommaDecimalLocale()
 TEST(Numbers, ParseRealIgnoresACommaDecimalLocale)
 {
     const std::string saved = std::setlocale(LC_ALL, nullptr);
-    if (!SelectCommaDecimalLocale()) {
+    const bool selected = SelectCommaDecimalLocale();
+    if (!selected)
         std::setlocale(LC_ALL, saved.c_str());
-        GTEST_SKIP() << "no comma-decimal locale is installed (make deps-test installs de_DE.UTF-8)";
-    }
+    TARNWICK_REQUIRE_TOOL(selected, "a comma-decimal locale (de_DE.UTF-8)");
     const double point = ParseReal(L"2.5");
     const double comma = ParseReal(L"2,5");
     std::setlocale(LC_ALL, saved.c_str());

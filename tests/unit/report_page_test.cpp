@@ -2,6 +2,7 @@
 // charts ranked with the documents' records highlighted, the fleet, each
 // document's evidence, and the heat curves documents carry.
 #include "../support/html_check.h"
+#include "core/version.h"
 #include "document_builder.h"
 #include "results/fleet.h"
 #include "views/html.h"
@@ -17,7 +18,7 @@ const std::string Hostile = "<script>alert(1)</script>\"><img src=x onerror=aler
 std::string Page(const std::vector<ReportRecord>& records, const FleetOutcome* fleet = nullptr,
                  const std::vector<std::pair<std::string, ResultDocument>>& documents = {})
 {
-    std::string page = ReportStart({"Title", "2026-11-24 09:30 UTC", "1.5.0.0", "/tmp/t.csv", records.size(),
+    std::string page = ReportStart({"Title", "2026-11-24 09:30 UTC", TARNWICK_VERSION, "/tmp/t.csv", records.size(),
                                     documents.size(), 0});
     page += ReportCharts(records);
     if (fleet != nullptr)

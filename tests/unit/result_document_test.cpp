@@ -1,5 +1,6 @@
 // Result documents: written, read back, checked against their samples, and
 // refused with a reason when they are not what they claim.
+#include "core/version.h"
 #include "document_builder.h"
 #include "files/encoding.h"
 #include "results/result_document.h"
@@ -141,7 +142,7 @@ TEST(ResultDocument, TheTextHoldsItsMembersInOrderIndentedByTwo)
     EXPECT_EQ(Keys(speed["conditions"]["highestCelsius"]), (std::vector<std::string>{"start", "end"}));
     EXPECT_EQ(Keys(speed["verdict"]), (std::vector<std::string>{"steady", "reasons", "notes"}));
 
-    EXPECT_EQ(j["version"], "1.5.0.0");
+    EXPECT_EQ(j["version"], TARNWICK_VERSION);
     EXPECT_EQ(j["workCycle"], "tarnwick-cycle-1");
     EXPECT_EQ(j["transcribed"], false);
     EXPECT_EQ(speed["seconds"].dump(), "10");

@@ -10,13 +10,13 @@
 #include "results/results_table.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <chrono>
 #include <set>
 #include <thread>
 
@@ -312,12 +312,24 @@ TEST_F(SharedFiles, TheNextWriterRemovesWhatKilledWritersLeftAndNothingElse)
     EXPECT_TRUE(Exists(".cpu_results.csv.dIr123.tmp"));
 }
 
+namespace {
+// Where this process says it is about to wait for a lock another holds.
+int WaitingPipe = -1;
+int FlockTellingTheWait(int fd, int operation)
+{
+    if ((operation & LOCK_NB) == 0 && ::flock(fd, operation | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        (void)!::write(WaitingPipe, "w", 1);
+    return ::flock(fd, operation);
+}
+}  // namespace
+
 TEST_F(SharedFiles, ALiveWritersTemporaryIsLeftAloneAndBothChangesLand)
 {
     Write("cpu_results.csv", Line("First") + "\n");
     ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
-    int ready[2];
+    int ready[2], waiting[2];
     ASSERT_EQ(::pipe(ready), 0);
+    ASSERT_EQ(::pipe(waiting), 0);
     const pid_t writer = fork();
     if (writer == 0) {
         // Another copy of the program in the middle of its write.
@@ -327,20 +339,31 @@ TEST_F(SharedFiles, ALiveWritersTemporaryIsLeftAloneAndBothChangesLand)
         const fs::path temporary = dir / ".cpu_results.csv.LiVe01.tmp";
         std::ofstream(temporary) << Line("First") << "\n" << Line("Other") << "\n";
         (void)!::write(ready[1], "x", 1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        // Once the other writer has done all it does before it waits for
+        // the lock, the temporary file must still be there.
+        pollfd wait{waiting[0], POLLIN, 0};
+        char told;
+        if (::poll(&wait, 1, 30000) != 1 || ::read(waiting[0], &told, 1) != 1)
+            _exit(3);
         const bool kept = fs::exists(temporary);
         fs::rename(temporary, dir / "cpu_results.csv");
         _exit(kept ? 0 : 1);
     }
     char signal;
     ASSERT_EQ(::read(ready[0], &signal, 1), 1);
+    const FileSystemCalls real = SystemCalls();
+    WaitingPipe = waiting[1];
+    SystemCalls().flock = FlockTellingTheWait;
     AppendRecord(L"Mine");  // waits for the other writer's lock
+    SystemCalls() = real;
     int status = 0;
     ::waitpid(writer, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the live writer's file was removed";
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_NE(WEXITSTATUS(status), 3) << "this writer never waited for the other's lock";
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "the live writer's file was removed";
     EXPECT_EQ(Read("cpu_results.csv"), Line("First") + "\n" + Line("Other") + "\nAMD;Mine;;;;;2;Linux;;1;2;yes\n");
-    ::close(ready[0]);
-    ::close(ready[1]);
+    for (int fd : {ready[0], ready[1], waiting[0], waiting[1]})
+        ::close(fd);
 }
 
 TEST_F(SharedFiles, ATemporaryFileItsWriterStillLocksIsLeftAloneWhateverLockTheRemoverHolds)

@@ -34,6 +34,8 @@ public:
 
     /// The simulated clock now.
     static std::int64_t Read() { return Now().load(); }
+    /// Puts the simulated clock at `millis`, as if that much time had passed.
+    static void Set(std::int64_t millis) { Now().store(millis); }
 
 private:
     static std::atomic<std::int64_t>& Now()

@@ -2,6 +2,7 @@
 // window define: read from the libraries themselves with nm, so that a
 // global added outside the state list (or on another floor, without an item
 // in the checker) fails here, named.
+#include "tests/support/required_tool.h"
 #include "tests/unit/saved_state.h"
 
 #include <gtest/gtest.h>
@@ -82,8 +83,7 @@ std::vector<std::string> ListedNames()
 
 TEST(StateList, EveryWritableGlobalOfTheLibrariesWithoutAWindowIsKeptByTheChecker)
 {
-    if (std::system("nm --version > /dev/null 2>&1") != 0)
-        GTEST_SKIP() << "nm (binutils) is not installed: the libraries' symbols cannot be listed";
+    TARNWICK_REQUIRE_TOOL(std::system("nm --version > /dev/null 2>&1") == 0, "nm (binutils)");
     const std::vector<std::string> libraries = Libraries();
     ASSERT_EQ(libraries.size(), 8u) << "files, core, config, cpu, sensors, bench, results, views";
 

@@ -2,6 +2,7 @@
 // conversion and division of the scalar phase is made, and the cycle starts
 // on a cache line, as it does in every program that runs it.
 #include "bench/work_cycle.h"
+#include "tests/support/required_tool.h"
 
 #include <gtest/gtest.h>
 
@@ -44,8 +45,7 @@ std::map<std::string, int> Mnemonics(const char* symbol)
 TEST(WorkCycleCode, EveryConversionToARealIsMadeInEachPass)
 {
     const auto counts = Mnemonics("_Z12RunScalarMixR9WorkState");
-    if (counts.empty())
-        GTEST_SKIP() << "objdump cannot read this program";
+    TARNWICK_REQUIRE_TOOL(!counts.empty(), "objdump (binutils), reading this program");
     // Steps 13, 14, 15, 16 and 20 each convert an integer to a real; step 16
     // must not take step 15's conversion of M.
     EXPECT_EQ(counts.count("cvtsi2sd") ? counts.at("cvtsi2sd") : 0, 5);
