@@ -81,15 +81,32 @@ MEASURING = {'speed', 'power', 'record', 'heat'}
 SHORTEST = '1'
 
 # Outputs the documents quote, checked in the run of the example they belong
-# to: (name, document, words in the document, example, stream, words in the output).
+# to: (name, document, words in the document, example, stream or file:NAME of
+# a --results table, words in the output or a pattern).
 QUOTED = [
+    ('the verdict line', 'doc/manual_tarnwick.txt', 'tarnwick-cli prints the same line',
+     'tarnwick-cli speed', 'stdout', re.compile(r'^This run: (\d+ one-second samples, )?spread \d+\.\d %', re.M)),
+    ('the heat summary', 'doc/manual_tarnwick.txt', 'ends with the highest temperature and the lowest frequency',
+     'tarnwick-cli heat --minutes 10', 'stdout',
+     re.compile(r'^Heat test: .*(highest temperature \d+ °C|no temperature sensor answered), '
+                r'lowest frequency \d+\.\d\d GHz$', re.M)),
+    ('a document to standard output', 'doc/manual_tarnwick.txt',
+     '"tarnwick-cli record --save -" writes the document to standard output (the record line then goes to '
+     'standard error)', 'ssh lab-7 tarnwick-cli record --save - | tarnwick-cli merge -', 'stdout',
+     '1 added, 0 already present, 0 refused'),
+    ('the record line to standard error', 'doc/manual_tarnwick.txt', '(the record line then goes to standard error)',
+     'ssh lab-7 tarnwick-cli record --save - | tarnwick-cli merge -', 'stderr',
+     re.compile(r'^[^;\n]+;[^;\n]+(;[^;\n]*){9};yes$', re.M)),
+    ('fleet names each host', 'README.md', "each model followed by its host (`AMD EPYC [web-01]`)",
+     'tarnwick-cli fleet *.json --results fleet.csv', 'file:fleet.csv',
+     re.compile(r'^AMD;AMD EPYC \[node-1\];', re.M)),
     ('merge summary', 'doc/manual_tarnwick.txt', '"3 added, 1 already present,\n1 refused"',
      'tarnwick-cli merge hostA.csv hostB.csv', 'stdout', '3 added, 1 already present, 1 refused'),
     ('table made from the template', 'doc/manual_tarnwick.txt',
      '"tarnwick-cli: .../cpu_results.csv was created from the template\n.../doc/cpu_results_original.csv"',
      'tarnwick-cli results', 'stderr',
-     re.compile(r'^tarnwick-cli: /\S*/cpu_results\.csv was created from the template /\S*/doc/cpu_results_original\.csv$',
-                re.M)),
+     re.compile(r'^tarnwick-cli: /\S*/cpu_results\.csv was created from the template '
+                r'/\S*/doc/cpu_results_original\.csv$', re.M)),
     ('maker before model', 'doc/manual_tarnwick.txt', '"AMD AMD EPYC @ 2596 MHz"',
      'tarnwick-cli results', 'stdout', 'AMD AMD EPYC @ 2596 MHz'),
     ('a missing folder is named', 'doc/manual_tarnwick.txt',
@@ -382,6 +399,8 @@ def run_block(template, valued, examples):
             result['rewrites'] = open(f'{root}/rewrites').read() if os.path.exists(f'{root}/rewrites') else ''
             if written != command:
                 result['rewrites'] += f"placeholders replaced with the sandbox's files: {written}\n"
+            result['files'] = {name: open(os.path.join(home, name), encoding='utf-8', errors='replace').read()
+                               for name in tables_named(written) if os.path.isfile(os.path.join(home, name))}
             result['missing'] = [name for name in outputs_named(written) if not os.path.exists(
                 home + name[1:] if name.startswith('~/') else os.path.join(home, name))]
             results.append((command, shown, kind, reason, result))
@@ -398,6 +417,15 @@ def outputs_named(command):
         return []
     return [value for option, value in zip(tokens, tokens[1:])
             if option in ('--save', '--output', '--log', '--plot') and value != '-' and '$' not in value]
+
+
+def tables_named(command):
+    """The tables a command line names with --results."""
+    try:
+        tokens = shlex.split(command.replace('\\\n', ' '))
+    except ValueError:
+        return []
+    return [value for option, value in zip(tokens, tokens[1:]) if option == '--results' and '~' not in value]
 
 
 def display_claims(template):
@@ -511,8 +539,8 @@ def main():
         check(bool(runs), f'{name}: the documents show {command}')
         if runs:
             found = (lambda text: expected in text) if isinstance(expected, str) else expected.search
-            check(all(found(run[stream]) for run in runs), name,
-                  '\n'.join(run[stream] for run in runs))
+            texts = [run['files'].get(stream[5:], '') if stream.startswith('file:') else run[stream] for run in runs]
+            check(all(found(text) for text in texts), name, '\n'.join(texts))
 
     elapsed = time.monotonic() - started
     print(f'{passes} checks passed, {len(known)} known failures, {len(failures)} failed, {elapsed:.0f} s')
