@@ -1,7 +1,5 @@
 #include "sensors/kernel_files.h"
 
-#include "files/descriptor.h"
-
 #include <dirent.h>
 #include <unistd.h>
 
@@ -51,7 +49,7 @@ std::string UnderRoot(const std::string& root, std::string_view relative)
 
 ssize_t ReadFileStart(const char* path, char* buffer, std::size_t size)
 {
-    const Descriptor file(OpenKernelFile(path));
+    const Descriptor file = OpenKernelFile(path);
     if (!file.Valid())
         return -1;
     ssize_t count;
@@ -65,7 +63,7 @@ std::optional<std::string> ReadBoundedFile(const char* path, std::size_t limit, 
 {
     if (cut != nullptr)
         *cut = false;
-    const Descriptor file(OpenKernelFile(path));
+    const Descriptor file = OpenKernelFile(path);
     if (!file.Valid())
         return std::nullopt;
     std::string text;

@@ -1,7 +1,12 @@
 // Reading the kernel's small files under /sys and /proc (or a tree that
 // stands for them): without blocking on a FIFO, without reading a device
-// that never ends past a bound, and numbered entries in their order.
+// that never ends past a bound, and numbered entries in their order. And
+// the parsers every sensor and condition shares: /proc/stat's processor
+// times, with the one rule for busy time and steal, and the "key: value"
+// lines of /proc/cpuinfo.
 #pragma once
+
+#include "files/descriptor.h"
 
 #include <fcntl.h>
 #include <sys/types.h>
@@ -32,10 +37,11 @@ std::optional<long long> ParseWholeInteger(std::string_view text);
 std::string UnderRoot(const std::string& root, std::string_view relative);
 
 /// Opens a file to read without blocking (a FIFO in the tree cannot hang
-/// the read) and without becoming its terminal; -1 when it cannot be.
-inline int OpenKernelFile(const char* path)
+/// the read) and without becoming its terminal; an empty owner when it
+/// cannot be (errno says why).
+inline Descriptor OpenKernelFile(const char* path)
 {
-    return ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    return Descriptor(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
 }
 
 /// Reads the start of a file, at most `size` bytes, with one read (again
