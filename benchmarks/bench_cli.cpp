@@ -2,6 +2,7 @@
 // "tarnwick-cli speed --seconds 2" against nine runs of the same routine
 // called here, alternated in one run. Fails (exit 1) when a run fails or
 // the medians differ by more than 1 %.
+#include "core/numbers.h"
 #include "core/state.h"
 #include "bench/speed.h"
 
@@ -37,12 +38,6 @@ double RunnerPoints()
     if (report.is_discarded() || !report.contains("points") || !report["points"].is_number())
         return -1;
     return report["points"].get<double>();
-}
-
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 }  // namespace
 

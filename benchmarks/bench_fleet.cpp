@@ -42,14 +42,14 @@ int main()
     }
 
     std::vector<double> walls;
-    std::vector<long> peaks;
+    std::vector<double> peaks;
     const std::string output = (dir / "fleet.json").string();
     for (int run = 0; run < Runs; ++run) {
         long peak = 0;
         const auto start = std::chrono::steady_clock::now();
         const int status = SpawnMeasured(arguments, output, peak);
         walls.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
-        peaks.push_back(peak);
+        peaks.push_back(static_cast<double>(peak));
         // Status 5 is a flagged host: random scores may put one off its twins.
         std::ifstream in(output);
         const std::string json((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

@@ -1,6 +1,7 @@
 // Laying out and drawing the speed and power charts over a ranking of
 // 100,000 stored results into a 900 x 600 bitmap, as every repaint does.
 #include "app/startup.h"
+#include "core/numbers.h"
 #include "core/state.h"
 #include "config/config_file.h"
 #include "results/results_table.h"
@@ -11,7 +12,6 @@
 #include <wx/dcmemory.h>
 #include <wx/init.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <random>
@@ -38,8 +38,7 @@ double MillisPerPaint(int mode, bool changing)
         PaintDisplay(dc, mode);
         times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
     }
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
+    return Median(times);
 }
 }  // namespace
 

@@ -1,6 +1,7 @@
 // The power test's score with the window answering while the threads run,
 // against the same test sleeping through the run, full length, alternated,
 // in one program with a shown window (under Xvfb).
+#include "core/numbers.h"
 #include "core/state.h"
 #include "bench/power.h"
 #include "gui/main_frame.h"
@@ -16,13 +17,6 @@
 
 namespace {
 constexpr int Rounds = 4;
-
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const std::size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
 
 void Print(const char* what, const std::vector<double>& points)
 {

@@ -3,11 +3,11 @@
 // and scores, alternated on the real clock.
 //   bench_sampling                     both measurements
 //   bench_sampling blocks sampled|bare N   run N blocks on a stepping clock and exit
+#include "core/numbers.h"
 #include "bench/work_cycle.h"
 
 #include <wx/init.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -81,12 +81,6 @@ double Instructions(const std::string& self, const char* mode, long blocks)
         if (const char* at = std::strstr(line.data(), "Collected :"))
             collected = std::strtod(at + std::strlen("Collected :"), nullptr);
     return pclose(pipe) == 0 ? collected : -1;
-}
-
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 double Spread(const std::vector<double>& values)

@@ -2,6 +2,7 @@
 // user would run instead (sysbench, stress-ng), in the same run.
 //   bench_tests            all measurements
 //   bench_tests cycles N   run N work cycles and exit (for instruction counts)
+#include "core/numbers.h"
 #include "core/state.h"
 #include "bench/heat.h"
 #include "bench/heat_work.h"
@@ -161,8 +162,8 @@ void SensorReading()
             std::printf("%zu temperature sensors, frequencies %s\n", reading.celsius.size(),
                         reading.averageMhz ? "answered" : "did not answer");
     }
-    std::sort(micros.begin(), micros.end());
-    std::printf("median %.1f us, slowest %.1f us  (target < 1000 us)\n", micros[micros.size() / 2], micros.back());
+    std::printf("median %.1f us, slowest %.1f us  (target < 1000 us)\n", Median(micros),
+                *std::max_element(micros.begin(), micros.end()));
 }
 
 void ThreadStart(int online)
@@ -181,8 +182,7 @@ void ThreadStart(int online)
         spreads.push_back((last - first) / 1e6);
     }
     std::printf("%d threads, 5 runs: largest spread %.3f ms, median %.3f ms  (target <= 1 ms)\n", online,
-                *std::max_element(spreads.begin(), spreads.end()),
-                (std::sort(spreads.begin(), spreads.end()), spreads[spreads.size() / 2]));
+                *std::max_element(spreads.begin(), spreads.end()), Median(spreads));
 }
 
 void HeatLoad(int online)
@@ -251,13 +251,9 @@ void HeatChecksCost(int online)
         std::printf("round %d: without %.0f, with %.0f passes/s  (%.2f %%)\n", round + 1, without.back(),
                     with.back(), 100.0 * with.back() / without.back());
     }
-    const auto median = [](std::vector<double> values) {
-        std::sort(values.begin(), values.end());
-        return (values[values.size() / 2 - 1] + values[values.size() / 2]) / 2.0;
-    };
     std::printf("median: without %.0f, with %.0f passes/s per worker: %.2f %%  (target >= 98 %%); %llu checks, "
                 "%llu errors in the last run\n",
-                median(without), median(with), 100.0 * median(with) / median(without),
+                Median(without), Median(with), 100.0 * Median(with) / Median(without),
                 static_cast<unsigned long long>(HeatWork.Checks()),
                 static_cast<unsigned long long>(HeatWork.Errors()));
 
@@ -278,7 +274,7 @@ void HeatChecksCost(int online)
     }
     const double micros =
         std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count() / calls;
-    const double blockMicros = 65536.0 / median(with) * 1e6;
+    const double blockMicros = 65536.0 / Median(with) * 1e6;
     std::printf("one block's checks alone: %.3f us against a block of %.0f us: %.4f %% of the work (%d failed)\n",
                 micros, blockMicros, 100.0 * micros / blockMicros, failed);
 }

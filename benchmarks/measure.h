@@ -1,5 +1,8 @@
-// What the benchmarks measure with: processor time and medians.
+// What the benchmarks measure with: processor time, and the program's own
+// Median (core/numbers.h) for what they print.
 #pragma once
+
+#include "core/numbers.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -7,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -30,14 +32,6 @@ inline double CommandCpuMilliseconds(const std::string& command)
     if (std::system(command.c_str()) != 0)
         return -1;
     return CpuMilliseconds(RUSAGE_CHILDREN) - before;
-}
-
-/// The middle value (the upper of the two middle ones for an even count).
-template <typename T>
-T Median(std::vector<T> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 extern char** environ;

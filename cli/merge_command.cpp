@@ -2,6 +2,7 @@
 #include "cli/command.h"
 
 #include "files/atomic_file.h"
+#include "files/descriptor.h"
 #include "files/file_transaction.h"
 #include "files/path_text.h"
 #include "results/merge.h"
@@ -23,14 +24,13 @@ int ReadInputFile(const wxString& file, std::string& bytes, std::size_t limit)
 {
     if (file == wxS("-"))
         return ReadAll(STDIN_FILENO, bytes, limit);
-    const int fd = ::open(PathToBytes(file).c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0)
+    const Descriptor input(::open(PathToBytes(file).c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    if (!input.Valid())
         return errno;
     struct stat info {};
-    int error = ::fstat(fd, &info) != 0 ? errno : S_ISDIR(info.st_mode) ? EISDIR : 0;
+    int error = ::fstat(input.Get(), &info) != 0 ? errno : S_ISDIR(info.st_mode) ? EISDIR : 0;
     if (error == 0)
-        error = ReadAll(fd, bytes, limit);
-    ::close(fd);
+        error = ReadAll(input.Get(), bytes, limit);
     return error;
 }
 

@@ -625,14 +625,13 @@ void RemoveStaleTemporaries(const Folder& folder, const std::string& name)
         return;
     // In /tmp and its like, another user's file of that name is theirs.
     const bool onlyOurs = folder.SharedAndSticky(folderInfo);
-    const int listing = ::openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (listing < 0)
+    Descriptor listing(::openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!listing.Valid())
         return;
-    DIR* entries = ::fdopendir(listing);
-    if (entries == nullptr) {
-        ::close(listing);
+    DIR* entries = ::fdopendir(listing.Get());
+    if (entries == nullptr)
         return;
-    }
+    listing.Release();  // the stream owns it now: closedir closes it
     while (const dirent* entry = ::readdir(entries)) {
         if (!IsTemporaryFor(entry->d_name, name))
             continue;

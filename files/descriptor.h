@@ -1,5 +1,6 @@
 // The owner of one open file descriptor: closed once, when the owner goes
-// or is given another (which also lets any lock held through it go).
+// or is given another (which also lets any lock held through it go). Every
+// descriptor the program opens is held by one.
 #pragma once
 
 #include <unistd.h>
@@ -22,10 +23,11 @@ public:
         return *this;
     }
 
-    /// Closes the one held, and holds `fd`.
+    /// Closes the one held, and holds `fd` (the one held again: nothing
+    /// changes). A close error is not seen here; Close() tells it.
     void Reset(int fd = -1)
     {
-        if (m_fd >= 0)
+        if (m_fd >= 0 && m_fd != fd)
             ::close(m_fd);
         m_fd = fd;
     }

@@ -47,16 +47,16 @@ int MakeFromTemplate(const DataFileAccess& access, const std::string& target)
 {
     std::string bytes;
     if (!access.startEmpty) {
-        const int fd = ::open(PathToBytes(access.templatePath).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-        if (fd < 0)
+        const Descriptor source(
+            ::open(PathToBytes(access.templatePath).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+        if (!source.Valid())
             return errno;
-        Descriptor source(fd);
         struct stat info {};
-        if (::fstat(fd, &info) != 0)
+        if (::fstat(source.Get(), &info) != 0)
             return errno;
         if (!S_ISREG(info.st_mode))
             return S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
-        if (const int error = ReadAll(fd, bytes, access.sizeLimit))
+        if (const int error = ReadAll(source.Get(), bytes, access.sizeLimit))
             return error;
     }
     ReplacingWriter writer;

@@ -78,80 +78,104 @@ void MainFrame::OnPaint(wxPaintEvent&)
     PaintDisplay(dc, DisplayMode);
 }
 
-void MainFrame::OnSearch(wxCommandEvent&)
+namespace {
+// What most commands do before their first repaint: the mode to show
+// meanwhile, and for a command that asks a dialog, DialogCancelled cleared.
+std::function<void()> Showing(DisplayModes mode)
+{
+    return [mode] { DisplayMode = mode; };
+}
+
+std::function<void()> ShowingWithDialog(DisplayModes mode)
+{
+    return [mode] {
+        DisplayMode = mode;
+        DialogCancelled = 0;
+    };
+}
+}  // namespace
+
+void MainFrame::RunCommand(const std::function<void()>& before,
+                           const std::function<std::optional<DisplayModes>()>& work)
 {
     if (m_powerTestRunning)
         return;
-    DisplayMode = DisplayBlank;
-    DialogCancelled = 0;
+    before();
     RepaintNow();
-    ShowSearchDialog();
-    if (DialogCancelled == 0)
-        FindResults();
-    DisplayMode = DialogCancelled ? DisplayBlank : DisplaySearch;
+    const std::optional<DisplayModes> after = work();
+    if (!after)
+        return;
+    DisplayMode = *after;
     RepaintNow();
+}
+
+void MainFrame::OnSearch(wxCommandEvent&)
+{
+    RunCommand(
+        ShowingWithDialog(DisplayBlank),
+        [] {
+            ShowSearchDialog();
+            if (DialogCancelled == 0)
+                FindResults();
+            return DialogCancelled ? DisplayBlank : DisplaySearch;
+        });
 }
 
 void MainFrame::OnOptions(wxCommandEvent&)
 {
-    if (m_powerTestRunning)
-        return;
-    DisplayMode = DisplayPleaseWait;
-    DialogCancelled = 0;
-    RepaintNow();
-    ShowOptionsDialog();
-    if (DialogCancelled == 0)
-        ProcessConfigFile(ConfigMode);
-    DisplayMode = DisplayAfterOptions;
-    RepaintNow();
+    RunCommand(
+        ShowingWithDialog(DisplayPleaseWait),
+        [] {
+            ShowOptionsDialog();
+            if (DialogCancelled == 0)
+                ProcessConfigFile(ConfigMode);
+            return DisplayAfterOptions;
+        });
 }
 
 void MainFrame::OnPower(wxCommandEvent&)
 {
-    if (m_powerTestRunning)
-        return;
-    DisplayMode = DisplayPleaseWait;
-    DialogCancelled = 0;
-    RepaintNow();
-    // The window answers while the threads run; nothing that starts work
-    // or changes the table or the settings can be chosen meanwhile.
-    m_powerTestRunning = true;
-    EnableWorkCommands(false);
-    SetPowerWaitHook(AnswerWindowEvents);
-    LastPowerPoints = RunPowerBenchmark();
-    SetPowerWaitHook(nullptr);
-    EnableWorkCommands(true);
-    m_powerTestRunning = false;
-    if (m_closeAfterTest) {
-        Destroy();
-        return;
-    }
-    DisplayMode = DialogCancelled ? DisplayBlank : DisplayPowerChart;
-    RepaintNow();
+    RunCommand(
+        ShowingWithDialog(DisplayPleaseWait),
+        [this]() -> std::optional<DisplayModes> {
+            // The window answers while the threads run; nothing that starts
+            // work or changes the table or the settings can be chosen meanwhile.
+            m_powerTestRunning = true;
+            EnableWorkCommands(false);
+            SetPowerWaitHook(AnswerWindowEvents);
+            LastPowerPoints = RunPowerBenchmark();
+            SetPowerWaitHook(nullptr);
+            EnableWorkCommands(true);
+            m_powerTestRunning = false;
+            if (m_closeAfterTest) {
+                Destroy();
+                return std::nullopt;
+            }
+            return DialogCancelled ? DisplayBlank : DisplayPowerChart;
+        });
 }
 
 void MainFrame::OnSpeed(wxCommandEvent&)
 {
-    if (m_powerTestRunning)
-        return;
-    DisplayMode = DisplayPleaseWait;
-    RepaintNow();
-    LastSpeedPoints = RunSpeedBenchmark();
-    DisplayMode = DisplaySpeedChart;
-    RepaintNow();
+    // The speed test asks no dialog: it leaves DialogCancelled as it is.
+    RunCommand(Showing(DisplayPleaseWait), [] {
+        LastSpeedPoints = RunSpeedBenchmark();
+        return DisplaySpeedChart;
+    });
 }
 
 void MainFrame::OnHeat(wxCommandEvent&)
 {
-    if (m_powerTestRunning)
-        return;
-    HeatState = 0;
-    DialogCancelled = 0;
-    DisplayMode = DisplayHeat;
-    RepaintNow();
-    RunHeatTest();
-    DisplayMode = DialogCancelled ? DisplayBlank : DisplayHeat;
-    RepaintNow();
+    RunCommand(
+        [] {
+            HeatState = 0;
+            DialogCancelled = 0;
+            DisplayMode = DisplayHeat;
+        },
+        [] {
+            RunHeatTest();
+            return DialogCancelled ? DisplayBlank : DisplayHeat;
+        });
 }
 
 void MainFrame::OnInfo(wxCommandEvent&)
@@ -164,14 +188,12 @@ void MainFrame::OnInfo(wxCommandEvent&)
 
 void MainFrame::OnResults(wxCommandEvent&)
 {
-    if (m_powerTestRunning)
-        return;
-    DisplayMode = DisplayBlank;
-    DialogCancelled = 0;
-    RepaintNow();
-    ShowResultsDialog();
-    DisplayMode = DialogCancelled ? DisplayBlank : DisplayAfterResults;
-    RepaintNow();
+    RunCommand(
+        ShowingWithDialog(DisplayBlank),
+        [] {
+            ShowResultsDialog();
+            return DialogCancelled ? DisplayBlank : DisplayAfterResults;
+        });
 }
 
 void MainFrame::ShowViewer(wxDialog* viewer)

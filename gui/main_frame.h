@@ -1,9 +1,13 @@
 // The main window: menu handlers and the paint dispatch on DisplayMode.
 #pragma once
 
+#include "core/state.h"
 #include "gui/main_frame_base.h"
 
 #include <wx/thread.h>
+
+#include <functional>
+#include <optional>
 
 class wxDialog;
 
@@ -37,6 +41,12 @@ private:
     /// Enables or disables every command that starts work, changes the
     /// results or the settings, or changes what the area shows.
     void EnableWorkCommands(bool enable);
+    /// What every command that works does around its work: nothing while
+    /// the power test runs; else `before` (the command's display mode and
+    /// the globals it clears), repaint now; the work, which gives the mode to
+    /// show after it (nullopt: the frame is gone, nothing more is done);
+    /// that mode, repaint now.
+    void RunCommand(const std::function<void()>& before, const std::function<std::optional<DisplayModes>()>& work);
     /// Shows a help viewer modally over a blank area (over "Please wait ..."
     /// during the power test).
     void ShowViewer(wxDialog* viewer);

@@ -1,6 +1,7 @@
 #include "sensors/heat_readings.h"
 
 #include "core/numbers.h"
+#include "files/descriptor.h"
 #include "sensors/kernel_files.h"
 
 #include <fcntl.h>
@@ -8,9 +9,9 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 std::string SensorRoot = "/";
 
@@ -27,10 +28,9 @@ std::string SensorRootProblem()
         return std::strerror(errno);
     if (!S_ISDIR(info.st_mode))
         return "it is not a folder";
-    const int fd = ::open(SensorRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
+    const Descriptor folder(::open(SensorRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.Valid())
         return std::strerror(errno);
-    ::close(fd);
     return {};
 }
 
@@ -101,30 +101,19 @@ bool HeatSensorsFound()
     return Sensors() && Sensors()->Any();
 }
 
-CpuBusyMeter::CpuBusyMeter(std::string root)
-    : m_path((root.empty() || root.back() != '/' ? root + "/" : root) + "proc/stat")
+CpuBusyMeter::CpuBusyMeter(std::string root) : m_root(std::move(root))
 {
     m_last = Read();
 }
 
 std::optional<std::pair<std::uint64_t, std::uint64_t>> CpuBusyMeter::Read() const
 {
-    const int fd = OpenKernelFile(m_path.c_str());  // a FIFO in the tree must not hang the heat test
-    if (fd < 0)
+    // Steal is left out of both: the share is of the time the processors ran.
+    const ProcessorTimes times = ReadProcessorTimes(m_root);
+    const std::optional<std::uint64_t> total = AddCounts(times.busy, times.idle);
+    if (!total)
         return std::nullopt;
-    char text[512] = {};
-    const ssize_t n = ::read(fd, text, sizeof text - 1);
-    ::close(fd);
-    if (n <= 0)
-        return std::nullopt;
-    // "cpu  user nice system idle iowait irq softirq steal ..."
-    unsigned long long field[8] = {};
-    if (std::sscanf(text, "cpu %llu %llu %llu %llu %llu %llu %llu %llu", &field[0], &field[1], &field[2], &field[3],
-                    &field[4], &field[5], &field[6], &field[7]) < 4)
-        return std::nullopt;
-    const std::uint64_t idle = field[3] + field[4];
-    const std::uint64_t busy = field[0] + field[1] + field[2] + field[5] + field[6] + field[7];
-    return std::make_pair(busy, busy + idle);
+    return std::make_pair(*times.busy, *total);
 }
 
 std::optional<double> CpuBusyMeter::Sample()

@@ -45,7 +45,8 @@ const std::vector<std::string>& HeatSensorNames();
 bool HeatSensorsFound();
 
 /// The busy share of all processors between two readings of the kernel's
-/// counters (the first line of ROOT/proc/stat), in per cent.
+/// counters (ReadProcessorTimes), in per cent: busy time over busy and idle
+/// time, so that what a virtual machine's host took counts as neither.
 class CpuBusyMeter {
 public:
     explicit CpuBusyMeter(std::string root);
@@ -56,7 +57,7 @@ public:
 private:
     std::optional<std::pair<std::uint64_t, std::uint64_t>> Read() const;
 
-    std::string m_path;
+    std::string m_root;
     std::optional<std::pair<std::uint64_t, std::uint64_t>> m_last;  ///< busy, total
 };
 

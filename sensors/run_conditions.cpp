@@ -4,13 +4,11 @@
 #include "sensors/sensors.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -24,15 +22,6 @@ namespace {
 // Longer files are cut here: /proc/cpuinfo of a thousand processors, or a
 // device that never ends, must neither hang nor exhaust memory.
 constexpr std::size_t TextLimit = 1u << 20;
-
-std::string Join(const std::string& root, std::string_view relative)
-{
-    std::string path = root.empty() ? std::string("/") : root;
-    if (path.back() != '/')
-        path.push_back('/');
-    path.append(relative);
-    return path;
-}
 
 /// A one-value file (a counter, a state, a governor), trimmed; nullopt
 /// when absent, unreadable, empty or longer than a value can be.
@@ -61,44 +50,6 @@ std::optional<std::string> ReadText(const std::string& path)
     return text;
 }
 
-std::optional<std::uint64_t> ParseUnsigned(std::string_view text)
-{
-    if (text.empty())
-        return std::nullopt;
-    std::uint64_t value = 0;
-    const char* end = text.data() + text.size();
-    const auto [ptr, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || ptr != end)
-        return std::nullopt;
-    return value;
-}
-
-/// The words of a line, split at spaces and tabs.
-std::vector<std::string_view> Words(std::string_view line)
-{
-    std::vector<std::string_view> words;
-    std::size_t at = 0;
-    while (at < line.size()) {
-        while (at < line.size() && (line[at] == ' ' || line[at] == '\t'))
-            ++at;
-        const std::size_t start = at;
-        while (at < line.size() && line[at] != ' ' && line[at] != '\t')
-            ++at;
-        if (at > start)
-            words.push_back(line.substr(start, at - start));
-    }
-    return words;
-}
-
-/// a + b, or nullopt when either is missing or the sum does not fit.
-std::optional<std::uint64_t> Add(std::optional<std::uint64_t> a, std::optional<std::uint64_t> b)
-{
-    std::uint64_t sum = 0;
-    if (!a || !b || __builtin_add_overflow(*a, *b, &sum))
-        return std::nullopt;
-    return sum;
-}
-
 /// The names in `dir` other than "." and "..", sorted.
 std::vector<std::string> EntryNames(const std::string& dir)
 {
@@ -122,31 +73,6 @@ bool IsDirectory(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// The first line of /proc/stat: "cpu  user nice system idle iowait irq
-/// softirq steal guest guest_nice". Older kernels write fewer columns: what
-/// needs a missing one stays empty; a line that is not all numbers gives
-/// nothing.
-void ParseProcStat(std::string_view text, ConditionsSnapshot& snapshot)
-{
-    const std::size_t newline = text.find('\n');
-    const std::vector<std::string_view> words = Words(text.substr(0, newline));
-    if (words.empty() || words[0] != "cpu")
-        return;
-    std::vector<std::uint64_t> columns;
-    for (std::size_t k = 1; k < words.size(); ++k) {
-        const std::optional<std::uint64_t> value = ParseUnsigned(words[k]);
-        if (!value)
-            return;
-        columns.push_back(*value);
-    }
-    const auto column = [&columns](std::size_t k) -> std::optional<std::uint64_t> {
-        return k < columns.size() ? std::optional<std::uint64_t>(columns[k]) : std::nullopt;
-    };
-    // user + nice + system + irq + softirq
-    snapshot.busyTicks = Add(Add(Add(Add(column(0), column(1)), column(2)), column(5)), column(6));
-    snapshot.stealTicks = column(7);
-}
-
 /// utime + stime, fields 14 and 15 of /proc/PID/stat. Field 2 is the
 /// command name in parentheses, which may itself hold spaces and ')': the
 /// fields are counted from the last ')'.
@@ -158,11 +84,11 @@ std::optional<std::uint64_t> ParseOwnTicks(std::string_view text)
     std::string_view rest = text.substr(close + 1);
     if (const std::size_t newline = rest.find('\n'); newline != std::string_view::npos)
         rest = rest.substr(0, newline);
-    const std::vector<std::string_view> words = Words(rest);
+    const std::vector<std::string_view> words = SplitWords(rest);
     // words[0] is field 3 (the state), so field N is words[N - 3].
     if (words.size() < 13)
         return std::nullopt;
-    return Add(ParseUnsigned(words[11]), ParseUnsigned(words[12]));
+    return AddCounts(ParseUnsigned(words[11]), ParseUnsigned(words[12]));
 }
 
 /// The sum of the cpuN/thermal_throttle/*_throttle_count: a core's counters
@@ -170,7 +96,7 @@ std::optional<std::uint64_t> ParseOwnTicks(std::string_view text)
 /// processor of them shows the same ones); nullopt when none can be read.
 std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
 {
-    const std::string cpus = Join(root, "sys/devices/system/cpu/");
+    const std::string cpus = UnderRoot(root, "sys/devices/system/cpu/");
     std::optional<std::uint64_t> total;
     std::array<char, 32> buffer;
     std::set<std::string> packagesCounted, coresCounted;
@@ -217,7 +143,7 @@ std::optional<std::uint64_t> ReadThrottleCount(const std::string& root)
 /// "Device") do not power the machine and are passed over.
 bool ReadOnBattery(const std::string& root)
 {
-    const std::string supplies = Join(root, "sys/class/power_supply/");
+    const std::string supplies = UnderRoot(root, "sys/class/power_supply/");
     bool mains = false, mainsOnline = false;
     for (const std::string& name : EntryNames(supplies)) {
         const std::string dir = supplies + name + "/";
@@ -238,25 +164,6 @@ bool ReadOnBattery(const std::string& root)
         }
     }
     return mains && !mainsOnline;
-}
-
-/// The value of the first line "key<blanks>: value" of /proc/cpuinfo.
-std::optional<std::string_view> CpuinfoValue(std::string_view text, std::string_view key)
-{
-    while (!text.empty()) {
-        const std::size_t newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
-        if (!line.starts_with(key))
-            continue;
-        line.remove_prefix(key.size());
-        while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
-            line.remove_prefix(1);
-        if (line.empty() || line.front() != ':')
-            continue;
-        return Trim(line.substr(1));
-    }
-    return std::nullopt;
 }
 
 /// One value of os-release: shell-like quoting, in double quotes and bare
@@ -315,7 +222,7 @@ std::optional<std::uint64_t> StatValue(std::string_view text, std::string_view n
 {
     while (!text.empty()) {
         const std::size_t newline = text.find('\n');
-        const std::vector<std::string_view> words = Words(text.substr(0, newline));
+        const std::vector<std::string_view> words = SplitWords(text.substr(0, newline));
         text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
         if (words.size() == 2 && words[0] == name)
             return ParseUnsigned(words[1]);
@@ -371,7 +278,7 @@ GroupReading ReadGroup(const std::string& dir, bool v2)
     if (v2) {
         // "max 100000" or "150000 100000"
         if (const std::optional<std::string_view> max = value(dir + "/cpu.max")) {
-            const std::vector<std::string_view> words = Words(*max);
+            const std::vector<std::string_view> words = SplitWords(*max);
             const std::optional<std::uint64_t> quota = words.size() == 2 ? ParseUnsigned(words[0]) : std::nullopt;
             const std::optional<std::uint64_t> period = words.size() == 2 ? ParseUnsigned(words[1]) : std::nullopt;
             if (quota && period && *period > 0)
@@ -400,7 +307,7 @@ GroupReading ReadGroup(const std::string& dir, bool v2)
 /// counters of the group that sets it.
 void ReadGroupLimits(const std::string& root, ProcessLimits& limits)
 {
-    const std::optional<std::string> cgroups = ReadText(Join(root, "proc/self/cgroup"));
+    const std::optional<std::string> cgroups = ReadText(UnderRoot(root, "proc/self/cgroup"));
     if (!cgroups)
         return;
     // "0::/path" (v2) and "4:cpu,cpuacct:/path" (v1); the cpu controller of
@@ -420,7 +327,7 @@ void ReadGroupLimits(const std::string& root, ProcessLimits& limits)
         const std::string_view place = line.substr(second + 1);
         if (line.substr(0, first) == "0" && controllers.empty()) {
             if (mount.empty() || v2) {
-                const std::string unified = Join(root, "sys/fs/cgroup");
+                const std::string unified = UnderRoot(root, "sys/fs/cgroup");
                 const bool own = ::access((unified + "/cgroup.controllers").c_str(), F_OK) == 0;
                 mount = own ? unified : unified + "/unified";
                 path = std::string(place);
@@ -437,8 +344,8 @@ void ReadGroupLimits(const std::string& root, ProcessLimits& limits)
         if (!cpu || controllers.find('/') != std::string_view::npos)
             continue;
         for (const std::string& name : {std::string(controllers), std::string("cpu,cpuacct"), std::string("cpu")})
-            if (IsDirectory(Join(root, "sys/fs/cgroup/" + name))) {
-                mount = Join(root, "sys/fs/cgroup/" + name);
+            if (IsDirectory(UnderRoot(root, "sys/fs/cgroup/" + name))) {
+                mount = UnderRoot(root, "sys/fs/cgroup/" + name);
                 path = std::string(place);
                 v2 = false;
                 break;
@@ -494,13 +401,13 @@ std::optional<std::vector<std::uint32_t>> ParseProcessorList(std::string_view te
 ProcessLimits ReadProcessLimits(const std::string& root)
 {
     ProcessLimits limits;
-    if (const std::optional<std::string> status = ReadText(Join(root, "proc/self/status"))) {
-        std::optional<std::string_view> list = CpuinfoValue(*status, "Cpus_allowed_list");
+    if (const std::optional<std::string> status = ReadText(UnderRoot(root, "proc/self/status"))) {
+        std::optional<std::string_view> list = FirstKeyValue(*status, "Cpus_allowed_list");
         std::optional<std::vector<std::uint32_t>> allowed = list ? ParseProcessorList(*list) : std::nullopt;
         if (allowed) {
             // Of the allowed processors, those that are online.
             std::array<char, 4096> buffer;
-            const ssize_t count = ReadSmallFile(Join(root, "sys/devices/system/cpu/online").c_str(), buffer);
+            const ssize_t count = ReadSmallFile(UnderRoot(root, "sys/devices/system/cpu/online").c_str(), buffer);
             const std::optional<std::vector<std::uint32_t>> online =
                 count > 0 ? ParseProcessorList(std::string_view(buffer.data(), static_cast<std::size_t>(count)))
                           : std::nullopt;
@@ -538,24 +445,11 @@ ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
         std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
             .count();
 
-    // Only the first line matters; the kernel writes it first.
+    const ProcessorTimes times = ReadProcessorTimes(root);
+    snapshot.busyTicks = times.busy;
+    snapshot.stealTicks = times.steal;
     std::array<char, 1024> buffer;
-    {
-        const int fd = OpenKernelFile(Join(root, "proc/stat").c_str());
-        if (fd >= 0) {
-            ssize_t count;
-            do
-                count = ::read(fd, buffer.data(), buffer.size());
-            while (count < 0 && errno == EINTR);
-            ::close(fd);
-            const std::string_view text(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-            // A first line that does not end within the buffer is not whole.
-            if (count > 0 && (text.find('\n') != std::string_view::npos ||
-                              static_cast<std::size_t>(count) < buffer.size()))
-                ParseProcStat(text, snapshot);
-        }
-    }
-    if (const ssize_t count = ReadSmallFile(Join(root, "proc/self/stat").c_str(), buffer); count > 0)
+    if (const ssize_t count = ReadSmallFile(UnderRoot(root, "proc/self/stat").c_str(), buffer); count > 0)
         snapshot.ownTicks = ParseOwnTicks(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
 
     snapshot.throttleCount = ReadThrottleCount(root);
@@ -571,7 +465,7 @@ ConditionsSnapshot ReadConditionsSnapshot(const std::string& root)
 MachineTopology ReadMachineTopology(const std::string& root)
 {
     MachineTopology topology;
-    const std::string cpus = Join(root, "sys/devices/system/cpu/");
+    const std::string cpus = UnderRoot(root, "sys/devices/system/cpu/");
     const auto entries = NumberedEntries(cpus, "cpu");
 
     // A processor counts when it is online ("online" absent, as for cpu0,
@@ -620,7 +514,7 @@ MachineTopology ReadMachineTopology(const std::string& root)
     topology.baseMhz = kilohertz("base_frequency");
     topology.maxMhz = kilohertz("cpuinfo_max_freq");
     if (!topology.baseMhz && !topology.maxMhz) {
-        if (const std::optional<std::string> cpuinfo = ReadText(Join(root, "proc/cpuinfo"))) {
+        if (const std::optional<std::string> cpuinfo = ReadText(UnderRoot(root, "proc/cpuinfo"))) {
             const std::vector<double> mhz = ParseCpuinfoMhz(*cpuinfo);
             if (!mhz.empty())
                 topology.baseMhz = mhz.front();
@@ -632,16 +526,16 @@ MachineTopology ReadMachineTopology(const std::string& root)
 MachineFacts ReadMachineFacts(const std::string& root)
 {
     MachineFacts facts;
-    if (const std::optional<std::string> cpuinfo = ReadText(Join(root, "proc/cpuinfo")))
-        if (const std::optional<std::string_view> model = CpuinfoValue(*cpuinfo, "model name"))
+    if (const std::optional<std::string> cpuinfo = ReadText(UnderRoot(root, "proc/cpuinfo")))
+        if (const std::optional<std::string_view> model = FirstKeyValue(*cpuinfo, "model name"))
             facts.modelName = OneLine(*model);
-    if (const std::optional<std::string> kernel = ReadValue(Join(root, "proc/sys/kernel/osrelease")))
+    if (const std::optional<std::string> kernel = ReadValue(UnderRoot(root, "proc/sys/kernel/osrelease")))
         facts.kernel = *kernel;
 
     // /etc/os-release, else the distribution's own copy it usually links to.
-    std::optional<std::string> osRelease = ReadText(Join(root, "etc/os-release"));
+    std::optional<std::string> osRelease = ReadText(UnderRoot(root, "etc/os-release"));
     if (!osRelease)
-        osRelease = ReadText(Join(root, "usr/lib/os-release"));
+        osRelease = ReadText(UnderRoot(root, "usr/lib/os-release"));
     if (osRelease) {
         const auto values = ParseOsRelease(*osRelease);
         const auto value = [&values](std::string_view key) -> std::string {

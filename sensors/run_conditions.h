@@ -40,8 +40,8 @@ std::optional<std::vector<std::uint32_t>> ParseProcessorList(std::string_view te
 /// The kernel's counters and states at one moment.
 struct ConditionsSnapshot {
     std::int64_t steadyNanos = 0;  ///< when it was taken (steady clock)
-    /// From the first line of ROOT/proc/stat, in clock ticks (USER_HZ): user,
-    /// nice, system, irq and softirq of all processors; and steal.
+    /// The busy time and the steal of all processors, from ROOT/proc/stat
+    /// by ReadProcessorTimes (kernel_files.h), in clock ticks (USER_HZ).
     std::optional<std::uint64_t> busyTicks;
     std::optional<std::uint64_t> stealTicks;
     /// This process's own user and system time (ROOT/proc/self/stat fields

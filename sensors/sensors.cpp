@@ -2,12 +2,8 @@
 
 #include "sensors/kernel_files.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <system_error>
@@ -44,15 +40,8 @@ std::optional<double> ParseMhz(std::string_view text)
 /// unreadable or empty. Longer text is cut at 255 bytes.
 std::optional<std::string> ReadShortText(const std::string& path)
 {
-    std::array<char, 256> buffer;
-    const int fd = OpenKernelFile(path.c_str());
-    if (fd < 0)
-        return std::nullopt;
-    ssize_t count;
-    do
-        count = ::read(fd, buffer.data(), buffer.size() - 1);
-    while (count < 0 && errno == EINTR);
-    ::close(fd);
+    std::array<char, 255> buffer;
+    const ssize_t count = ReadSmallFile(path.c_str(), buffer, LongerFile::Cut);
     if (count <= 0)
         return std::nullopt;
     const std::string text = OneLine(Trim(std::string_view(buffer.data(), static_cast<std::size_t>(count))));
@@ -102,22 +91,10 @@ std::optional<double> ParseKilohertz(std::string_view text)
 
 std::vector<double> ParseCpuinfoMhz(std::string_view text)
 {
-    constexpr std::string_view key = "cpu MHz";
     std::vector<double> values;
-    while (!text.empty()) {
-        const std::size_t newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view() : text.substr(newline + 1);
-        if (!line.starts_with(key))
-            continue;
-        line.remove_prefix(key.size());
-        while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
-            line.remove_prefix(1);
-        if (line.empty() || line.front() != ':')
-            continue;
-        if (const std::optional<double> mhz = ParseMhz(line.substr(1)))
+    while (const std::optional<std::string_view> value = NextKeyValue(text, "cpu MHz"))
+        if (const std::optional<double> mhz = ParseMhz(*value))
             values.push_back(*mhz);
-    }
     return values;
 }
 

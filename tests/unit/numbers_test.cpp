@@ -6,6 +6,7 @@
 #include <clocale>
 #include <limits>
 #include <string>
+#include <vector>
 
 TEST(Numbers, ParseIntReadsLikeAtoi)
 {
@@ -71,4 +72,25 @@ TEST(Numbers, WrappingMultiplyWrapsLikeTheProcessor)
     EXPECT_EQ(WrappingMultiply(35792, 60000), -2147447296);
     EXPECT_EQ(WrappingMultiply(71583, 60000), 12704);
     EXPECT_EQ(WrappingMultiply(-2, 60000), -120000);
+}
+
+TEST(Numbers, MedianOfAnOddCountIsTheMiddleValue)
+{
+    EXPECT_DOUBLE_EQ(Median({3.0, 1.0, 2.0}), 2.0);
+    EXPECT_DOUBLE_EQ(Median({7.5}), 7.5);
+    EXPECT_DOUBLE_EQ(Median({9.0, -1.0, 4.0, 4.0, 100.0}), 4.0);
+}
+
+TEST(Numbers, MedianOfAnEvenCountIsTheMeanOfTheMiddleTwo)
+{
+    EXPECT_DOUBLE_EQ(Median({4.0, 1.0, 3.0, 2.0}), 2.5);
+    EXPECT_DOUBLE_EQ(Median({10.0, 20.0}), 15.0);
+}
+
+TEST(Numbers, MedianOfNothingIsZeroAndTheValuesStayAsGiven)
+{
+    EXPECT_DOUBLE_EQ(Median({}), 0.0);
+    const std::vector<double> values{5.0, 1.0, 3.0};
+    EXPECT_DOUBLE_EQ(Median(values), 3.0);
+    EXPECT_EQ(values, (std::vector<double>{5.0, 1.0, 3.0}));
 }
