@@ -177,10 +177,11 @@ ResultDocument MakeDocument(const wxString& line, const DocumentExtras& extras)
 }
 
 // Each test's evidence line and notes, on standard error; each run of a
-// repeated record and the heat test's findings.
+// repeated record and the heat test's findings. --quiet leaves them, as it
+// does on speed and power: it hides the progress line only.
 void PrintEvidence(const Options& options, const DocumentExtras& extras)
 {
-    if (options.json || options.quiet)
+    if (options.json)
         return;
     for (std::size_t k = 0; k < extras.runs.size(); ++k)
         std::fprintf(stderr, "Run %zu of %zu: speed %s points, power %s points, %s%s\n", k + 1, extras.runs.size(),

@@ -95,6 +95,8 @@ wxString FileFailure::Text() const
     case Kind::NotMade:
         return wxString::Format(wxS("%s does not exist and could not be made from the template (%s)"), file,
                                 other.empty() ? reason : other);
+    case Kind::NoParent:
+        return wxString::Format(wxS("%s could not be made: the folder %s does not exist"), file, AbsolutePath(other));
     case Kind::Unreadable:
         return wxString::Format(wxS("%s could not be read (%s)"), file, reason);
     case Kind::NotRegular:
@@ -148,7 +150,8 @@ FileOutcome AccessOnce(const DataFileAccess& access, const FileEditor& edit, boo
     FileFailure& failure = out.failure;
     const auto fail = [&](FileFailure::Kind kind, const wxString& path, int error, const wxString& other = {}) {
         failure.kind = kind;
-        failure.status = kind == FileFailure::Kind::NotMade ? 1 : kind == FileFailure::Kind::NoBackup ? 3 : 2;
+        const bool notMade = kind == FileFailure::Kind::NotMade || kind == FileFailure::Kind::NoParent;
+        failure.status = notMade ? 1 : kind == FileFailure::Kind::NoBackup ? 3 : 2;
         failure.path = path;
         failure.error = error;
         if (!other.empty())
@@ -171,6 +174,15 @@ FileOutcome AccessOnce(const DataFileAccess& access, const FileEditor& edit, boo
         int error = ResolvePath(named, resolved, refused);
         if (error == EACCES && !refused.empty())
             return fail(FileFailure::Kind::LinkRefused, access.path, error, PathFromBytes(refused));
+        if (error == ENOENT) {
+            // A missing folder is never made: it is a drive not mounted, or a
+            // name mistyped.
+            const std::size_t slash = named.rfind('/');
+            const std::string folder = slash == 0 ? "/" : slash == std::string::npos ? "." : named.substr(0, slash);
+            struct stat folderInfo {};
+            if (::stat(folder.c_str(), &folderInfo) != 0 && errno == ENOENT)
+                return fail(FileFailure::Kind::NoParent, access.path, ENOENT, PathFromBytes(folder));
+        }
         if (error == ENOENT || error == ENOTDIR)
             return fail(FileFailure::Kind::NotMade, access.path, error);
         if (error != 0)

@@ -19,6 +19,7 @@ struct FileFailure {
     enum class Kind {
         None,
         NotMade,       ///< missing, and not made from its template
+        NoParent,      ///< missing, in a folder that does not exist (other: the folder); not made
         Unreadable,    ///< could not be opened or read
         NotRegular,    ///< a folder, a FIFO, a device
         TooLarge,      ///< more than the size bound

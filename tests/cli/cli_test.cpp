@@ -566,8 +566,8 @@ TEST_F(Cli, AnotherResultsFileInAMissingDirectoryIsOneLineAndCode1)
     const Outcome o = Run("results --results nowhere/table.csv");
     EXPECT_EQ(o.code, 1);
     EXPECT_EQ(o.out, "");
-    EXPECT_EQ(o.err, "tarnwick-cli: " + (dir / "nowhere/table.csv").string() +
-                         " does not exist and could not be made from the template (No such file or directory)\n");
+    EXPECT_EQ(o.err, "tarnwick-cli: " + (dir / "nowhere/table.csv").string() + " could not be made: the folder " +
+                         (dir / "nowhere").string() + " does not exist\n");
 }
 
 TEST_F(Cli, ATableBehindALinkStaysALink)

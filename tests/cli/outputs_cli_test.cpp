@@ -224,6 +224,9 @@ TEST_F(CliOutputs, RecordWithoutAppendNeedsNoTableNorItsTemplate)
     EXPECT_TRUE(Matches(o.out, "[^;\n]*;[^\n]*;[0-9]+;[0-9]+;yes\n")) << o.out;
     EXPECT_FALSE(fs::exists(dir / "cpu_results.csv"));
     EXPECT_EQ(o.err.find("template"), std::string::npos) << o.err;
+    // --quiet hides the progress line, never the verdicts.
+    EXPECT_NE(o.err.find("Speed test. This run:"), std::string::npos) << o.err;
+    EXPECT_NE(o.err.find("Power test. This run:"), std::string::npos) << o.err;
 }
 
 TEST_F(CliOutputs, StrictAppendStoresNothingWhenTheRunIsNotSteady)
