@@ -8,16 +8,6 @@
 #include <string_view>
 #include <vector>
 
-/// The longest line taken as a record: a longer one would widen every row
-/// of the table by as much.
-constexpr std::size_t MaxRecordLength = 4096;
-
-/// Why `line` is not a record (twelve fields; speed and power decimal
-/// numbers; "Display" yes or no; no character RefusedCharacterKind names:
-/// control characters, tab included, line separators, bidirectional
-/// controls), or an empty text when it is one.
-wxString RecordProblem(std::wstring_view line);
-
 /// The text of another results file, read whole.
 struct MergeSource {
     wxString name;      ///< how messages name it

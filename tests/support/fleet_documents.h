@@ -4,6 +4,7 @@
 #pragma once
 
 #include "bench/evidence.h"
+#include "results/record.h"
 #include "results/result_document.h"
 
 #include <cstdio>
@@ -58,9 +59,11 @@ inline ResultDocument FleetDocument(std::mt19937& random, const std::string& hos
     d.host = {host, host, ""};
     d.speed = FleetEvidence(random, "speed", 1, kind.rateFactor);
     d.power = FleetEvidence(random, "power", 2, kind.rateFactor);
-    char points[64];
-    std::snprintf(points, sizeof points, "%.0f;%.0f", d.speed.points, d.power.points);
-    d.record = "AMD;" + kind.brand + ";2596;;1;2;2;Linux;Debian 12;" + points + ";yes";
+    d.record = "AMD;" + kind.brand + ";2596;;1;2;2;Linux;Debian 12;";
+    d.record += FormatPoints(d.speed.points);
+    d.record += ';';
+    d.record += FormatPoints(d.power.points);
+    d.record += ";yes";
     if (kind.heat) {
         HeatEvidence& h = d.heat;
         h.measured = true;

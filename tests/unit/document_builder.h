@@ -2,6 +2,7 @@
 // and their JSON text edited member by member.
 #pragma once
 
+#include "results/record.h"
 #include "results/result_document.h"
 
 #include <cstdio>
@@ -55,9 +56,7 @@ inline TestEvidence Evidence(const std::string& test, std::int32_t millis, std::
 /// Points as a record holds them.
 inline std::string PointsField(double points)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.0f", points);
-    return text;
+    return FormatPoints(points);
 }
 
 /// A record line of `speed` and `power` points.

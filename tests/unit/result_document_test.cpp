@@ -318,6 +318,30 @@ TEST(ResultDocument, EveryEditOfItsSamplesOrPointsIsFound)
             }
 }
 
+TEST(ResultDocument, TheRecordsPointsAreComparedAsNumbers)
+{
+    const ResultDocument d = Document();
+    ASSERT_EQ(FormatPoints(d.speed.points), "9012");
+    const auto refusal = [&](const std::string& speed) {
+        return Refusal(EditedText(d, [&](Json& j) {
+            j["record"] = DocumentRecord("Ryzen 7 5800X", speed, FormatPoints(d.power.points));
+        }));
+    };
+    for (const char* same : {"9012", "9012.0", "+9012", "9.012e3", "09012"})
+        EXPECT_EQ(refusal(same), "") << same;
+    EXPECT_EQ(refusal("9012.5"), "its speed points 9012.5 are not what its samples give (9012)");
+    EXPECT_EQ(refusal("9013"), "its speed points 9013 are not what its samples give (9012)");
+    EXPECT_EQ(refusal("1e308"), "its speed points 1e308 are not what its samples give (9012)");
+    EXPECT_EQ(refusal(std::string(300, '9')),
+              "its speed points " + std::string(24, '9') + "... are not what its samples give (9012)");
+
+    ResultDocument t = TranscribedDocument(9000.4, 35000);
+    t.record = DocumentRecord("Old model", "9000.0", "35000");
+    EXPECT_EQ(Refusal(WriteResultDocument(t)), "");
+    t.record = DocumentRecord("Old model", "9000.4", "35000");
+    EXPECT_EQ(Refusal(WriteResultDocument(t)), "its speed points 9000.4 are not its evidence's (9000)");
+}
+
 TEST(ResultDocument, TheSummaryIsWorkedOutFromTheSamplesNotTakenFromTheText)
 {
     const std::string text = EditedText(Document(), [](Json& j) {
