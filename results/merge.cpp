@@ -268,7 +268,7 @@ public:
     }
 
     void Judge(const std::vector<const Candidate*>& added, const std::vector<MergeSource>& sources,
-               std::vector<ImplausibleRecord>& implausible, std::size_t& count)
+               std::vector<MergeNote>& implausible, std::size_t& count)
     {
         for (const Candidate* candidate : added) {
             const RecordView<char> record = SplitRecord(candidate->text);
@@ -373,76 +373,117 @@ wxString TooLargeReason(std::uint64_t need)
                             double(need) / 1e6, double(MemoryBound()) / 1e6);
 }
 
+// What the merge takes from its candidates on one look at the table, in
+// the order read.
+struct Appended {
+    std::vector<const Candidate*> lines;  ///< new to the table: appended
+    std::size_t present = 0;              ///< the table holds them already, or a candidate before
+    /// New, but the table would grow too large to load: each with the
+    /// memory the table would then take.
+    std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
+};
+
+std::size_t Characters(std::string_view utf8)
+{
+    return Utf8Characters(utf8.data(), utf8.size());
+}
+
+std::size_t Characters(std::wstring_view text)
+{
+    return text.size();
+}
+
+// Chooses the candidates the table does not hold, comparing `texts` (the
+// candidates as the table's lines are: UTF-8 bytes, or decoded text) with
+// its lines, while the table stays small enough to load; when any are
+// new, gathers the table's records of the models they name.
+template <typename Table, typename View>
+Appended Choose(const Table& table, const std::vector<Candidate>& candidates, const std::vector<View>& texts,
+                std::size_t longestCandidate, Plausibility& plausibility)
+{
+    Appended appended;
+    std::size_t longest = 0;
+    for (std::size_t n = 0; n < table.Count(); ++n) {
+        const View line = table.Line(n);
+        if (line.size() > longest)
+            longest = std::max(longest, Characters(line));
+    }
+    TableGrowth growth(table.Count(), longest);
+    // No candidate has more characters than bytes of UTF-8: when every one
+    // fits at its length in bytes, none is counted.
+    const bool allFit = growth.AllFit(candidates.size(), longestCandidate);
+    LineSet<View> held(table.Count() + candidates.size());
+    for (std::size_t n = 0; n < table.Count(); ++n)
+        held.Insert(table.Line(n));
+    for (std::size_t k = 0; k < candidates.size(); ++k) {
+        std::uint64_t need = 0;
+        if (!held.Insert(texts[k]))
+            ++appended.present;
+        else if (!allFit && !growth.Take(Characters(texts[k]), need))
+            appended.tooLarge.emplace_back(&candidates[k], need);
+        else
+            appended.lines.push_back(&candidates[k]);
+    }
+    if (!appended.lines.empty()) {
+        plausibility.Expect(appended.lines);
+        for (std::size_t n = 0; n < table.Count(); ++n)
+            plausibility.Gather(table.Line(n));
+    }
+    return appended;
+}
+
 // The new lines after the table's bytes, as a text file writes them: the
 // bytes untouched, a line end after an unended last line, each new line
 // in the table's encoding with the table's line end.
 template <typename Lines>
-void Extend(const Lines& table, TextEncoding encoding, const std::vector<std::string_view>& lines, ResultsBytes& out)
+void Extend(const Lines& table, const std::vector<const Candidate*>& lines, ResultsBytes& out)
 {
+    const TextEncoding encoding = table.Encoding();
     const std::string end = LineEndBytes(table.LineEnding(), encoding);
     out.keepOld = true;
     out.tail.clear();
     const bool utf8 = encoding == TextEncoding::Utf8 || encoding == TextEncoding::Utf8WithMark;
     out.tail.reserve((utf8 ? 1 : 4) * std::accumulate(lines.begin(), lines.end(), std::size_t{0},
-                                                     [](std::size_t sum, std::string_view line) {
-                                                         return sum + line.size();
+                                                     [](std::size_t sum, const Candidate* line) {
+                                                         return sum + line->text.size();
                                                      }) +
                      end.size() * (lines.size() + 1));
     AdviseHugePages(out.tail.data(), out.tail.capacity());
     if (table.Count() > 0 && table.Type(table.Count() - 1) == wxTextFileType_None)
         out.tail += end;
-    for (const std::string_view line : lines) {
+    for (const Candidate* line : lines) {
         if (utf8)
-            out.tail.append(line);
+            out.tail.append(line->text);
         else
-            EncodeText(Text(line).ToStdWstring(), encoding, out.tail);
+            EncodeText(Text(line->text).ToStdWstring(), encoding, out.tail);
         out.tail += end;
     }
 }
 
-// A table that is not strict UTF-8 (Latin-1, UTF-16, a mark over text that
-// is not what it says): compared as decoded text. Its bytes stay as they
-// are, units that decode to nothing included; the new lines follow in its
+// The new lines after a strict UTF-8 table.
+ResultsEdit AppendToUtf8Table(const Utf8Lines& table, const std::string& bytes,
+                              const std::vector<const Candidate*>& lines, ResultsBytes& out)
+{
+    if (lines.empty())
+        return ResultsEdit::Nothing;
+    Extend(table, lines, out);
+    // A table begun by a line that starts with U+FEFF would read it back as
+    // a byte-order mark: it gets a real one first.
+    if (bytes.empty() && StartsLikeAMark(out.tail))
+        out.tail.insert(0, ByteOrderMark(TextEncoding::Utf8WithMark));
+    return ResultsEdit::Changed;
+}
+
+// The new lines after a table that is not strict UTF-8 (Latin-1, UTF-16, a
+// mark over text that is not what it says). Its bytes stay as they are,
+// units that decode to nothing included; the new lines follow in its
 // encoding, unless Latin-1 cannot hold them: then the table becomes UTF-8
 // as a whole, its Latin-1 lines decoded without loss.
-ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Candidate>& candidates,
-                                 std::vector<std::string_view>& added, std::vector<const Candidate*>& addedFrom,
-                                 std::size_t& present,
-                                 std::vector<std::pair<const Candidate*, std::uint64_t>>& tooLarge, ResultsBytes& out,
-                                 FileFailure& failure, Plausibility& plausibility)
+ResultsEdit AppendToDecodedTable(const DecodedText& table, const std::string& bytes,
+                                 const std::vector<const Candidate*>& lines, ResultsBytes& out, FileFailure& failure)
 {
-    DecodedText table;
-    if (!table.Decode(bytes.data(), bytes.size()))
+    if (lines.empty())
         return ResultsEdit::Nothing;
-    std::size_t longest = 0;
-    for (std::size_t n = 0; n < table.Count(); ++n)
-        longest = std::max(longest, table.Span(n).length);
-    TableGrowth growth(table.Count(), longest);
-    std::vector<std::wstring> wide(candidates.size());
-    LineSet<std::wstring_view> held(table.Count() + candidates.size());
-    for (std::size_t n = 0; n < table.Count(); ++n)
-        held.Insert(table.Line(n));
-    bool latin1 = true;
-    for (std::size_t k = 0; k < candidates.size(); ++k) {
-        wide[k] = Text(candidates[k].text).ToStdWstring();
-        if (!held.Insert(wide[k])) {
-            ++present;
-            continue;
-        }
-        std::uint64_t need = 0;
-        if (!growth.Take(wide[k].size(), need)) {
-            tooLarge.emplace_back(&candidates[k], need);
-            continue;
-        }
-        added.push_back(candidates[k].text);
-        addedFrom.push_back(&candidates[k]);
-        latin1 = latin1 && std::all_of(wide[k].begin(), wide[k].end(), [](wchar_t c) { return c <= 0xFF; });
-    }
-    if (added.empty())
-        return ResultsEdit::Nothing;
-    plausibility.Expect(addedFrom);
-    for (std::size_t n = 0; n < table.Count(); ++n)
-        plausibility.Gather(table.Line(n));
     if (table.EndsInACutUnit()) {
         // Its last unit cut short: a new line after it would be read out of step.
         failure.kind = FileFailure::Kind::CutUnit;
@@ -451,22 +492,27 @@ ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Can
         failure.other = EncodingName(table.Encoding());
         return ResultsEdit::Nothing;
     }
+    // UTF-8 past U+00FF starts with a byte above 0xC3.
+    const bool latin1 = std::all_of(lines.begin(), lines.end(), [](const Candidate* line) {
+        return std::all_of(line->text.begin(), line->text.end(),
+                           [](char c) { return static_cast<unsigned char>(c) <= 0xC3; });
+    });
     if (table.Encoding() != TextEncoding::Latin1 || latin1) {
-        Extend(table, table.Encoding(), added, out);
+        Extend(table, lines, out);
         return ResultsEdit::Changed;
     }
     TextDocument file;
     if (!file.Parse(bytes))
         return ResultsEdit::Nothing;
-    for (const std::string_view line : added)
-        file.Insert(Text(line), file.LineCount(), file.LineEnding());
+    for (const Candidate* line : lines)
+        file.Insert(Text(line->text), file.LineCount(), file.LineEnding());
     out.keepOld = false;
     std::size_t badLine = 0;
     return file.Encode(out.tail, badLine) ? ResultsEdit::Changed : ResultsEdit::Nothing;
 }
 }  // namespace
 
-void MergeOutcome::Refuse(RefusedLine line)
+void MergeOutcome::Refuse(MergeNote line)
 {
     if (refused.size() < MergeReasonsKept)
         refused.push_back(std::move(line));
@@ -519,89 +565,58 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
     if (candidates.empty())
         return outcome;
     std::size_t longestCandidate = 0;
-    for (const Candidate& candidate : candidates)
+    std::vector<std::string_view> utf8Texts;
+    utf8Texts.reserve(candidates.size());
+    for (const Candidate& candidate : candidates) {
         longestCandidate = std::max(longestCandidate, candidate.text.size());
+        utf8Texts.push_back(candidate.text);
+    }
 
-    std::size_t present = 0;
-    std::vector<std::string_view> added;
-    std::vector<const Candidate*> addedFrom;
-    std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
-    std::vector<ImplausibleRecord> implausible;
+    Appended appended;
+    std::vector<MergeNote> implausible;
     std::size_t implausibleCount = 0;
     BackupPending = 1;
     outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement,
                                             FileFailure& failure) {
-        present = 0;
-        added.clear();
-        addedFrom.clear();
-        tooLarge.clear();
+        appended = Appended();
         implausible.clear();
         implausibleCount = 0;
         Plausibility plausibility;
+        ResultsEdit result = ResultsEdit::Nothing;
         Utf8Lines table;
-        ResultsEdit result;
         if (table.Read(bytes)) {
             // Equal text is equal UTF-8: the lines are compared as bytes.
-            std::size_t longest = 0;
-            for (std::size_t n = 0; n < table.Count(); ++n) {
-                const std::string_view line = table.Line(n);
-                if (line.size() > longest)
-                    longest = std::max(longest, Utf8Characters(line.data(), line.size()));
+            appended = Choose(table, candidates, utf8Texts, longestCandidate, plausibility);
+            result = AppendToUtf8Table(table, bytes, appended.lines, replacement);
+        } else if (DecodedText decoded; decoded.Decode(bytes.data(), bytes.size())) {
+            std::vector<std::wstring> wide(candidates.size());
+            std::vector<std::wstring_view> wideTexts(candidates.size());
+            for (std::size_t k = 0; k < candidates.size(); ++k) {
+                wide[k] = Text(candidates[k].text).ToStdWstring();
+                wideTexts[k] = wide[k];
             }
-            TableGrowth growth(table.Count(), longest);
-            // UTF-8 has no more characters than bytes: when every candidate
-            // fits at its length in bytes, none is counted.
-            const bool allFit = growth.AllFit(candidates.size(), longestCandidate);
-            LineSet<std::string_view> held(table.Count() + candidates.size());
-            for (std::size_t n = 0; n < table.Count(); ++n)
-                held.Insert(table.Line(n));
-            for (const Candidate& candidate : candidates) {
-                std::uint64_t need = 0;
-                if (!held.Insert(candidate.text))
-                    ++present;
-                else if (!allFit && !growth.Take(Utf8Characters(candidate.text.data(), candidate.text.size()), need))
-                    tooLarge.emplace_back(&candidate, need);
-                else {
-                    added.push_back(candidate.text);
-                    addedFrom.push_back(&candidate);
-                }
-            }
-            if (!added.empty()) {
-                plausibility.Expect(addedFrom);
-                for (std::size_t n = 0; n < table.Count(); ++n)
-                    plausibility.Gather(table.Line(n));
-            }
-            result = added.empty() ? ResultsEdit::Nothing
-                                   : (Extend(table, table.Encoding(), added, replacement), ResultsEdit::Changed);
-            // A table begun by a line that starts with U+FEFF would read it
-            // back as a byte-order mark: it gets a real one first.
-            if (result == ResultsEdit::Changed && bytes.empty() && StartsLikeAMark(replacement.tail))
-                replacement.tail.insert(0, ByteOrderMark(TextEncoding::Utf8WithMark));
-        } else {
-            result = AppendToDecodedTable(bytes, candidates, added, addedFrom, present, tooLarge, replacement,
-                                          failure, plausibility);
+            appended = Choose(decoded, candidates, wideTexts, longestCandidate, plausibility);
+            result = AppendToDecodedTable(decoded, bytes, appended.lines, replacement, failure);
         }
         if (result == ResultsEdit::Nothing) {
-            added.clear();
-            addedFrom.clear();
+            appended.lines.clear();
             BackupPending = 0;
         } else {
             // The table after the merge: its lines, then the lines added.
-            for (const Candidate* candidate : addedFrom)
+            for (const Candidate* candidate : appended.lines)
                 plausibility.Gather(candidate->text);
-            plausibility.Judge(addedFrom, sources, implausible, implausibleCount);
+            plausibility.Judge(appended.lines, sources, implausible, implausibleCount);
         }
         return result;
     });
     if (outcome.status == 0) {
-        outcome.added = added.size();
-        outcome.present = present;
-        outcome.written = !added.empty();
+        outcome.added = appended.lines.size();
+        outcome.present = appended.present;
         outcome.implausible = std::move(implausible);
         outcome.implausibleCount = implausibleCount;
-        for (const auto& [candidate, need] : tooLarge)
+        for (const auto& [candidate, need] : appended.tooLarge)
             outcome.Refuse({sources[candidate->source].name, candidate->line, TooLargeReason(need)});
-        for (const Candidate* candidate : addedFrom)
+        for (const Candidate* candidate : appended.lines)
             if (candidate->transcribed)
                 outcome.transcribed.push_back(sources[candidate->source].name);
     }
