@@ -175,17 +175,6 @@ ResultRecord ReadRecord(std::wstring_view line)
     return record;
 }
 
-wxString JoinRecord(const ResultRecord& record)
-{
-    wxString line;
-    for (int f = 0; f < RecordFieldCount; ++f) {
-        if (f > 0)
-            line << wxS(";");
-        line << record.fields[f];
-    }
-    return line;
-}
-
 wxString TitleOf(const ResultRecord& record)
 {
     wxString title;

@@ -65,7 +65,17 @@ ResultRecord ReadRecord(std::wstring_view line);
 
 /// The line of `record`: its twelve fields joined by ";", nothing before
 /// the first and nothing after the last.
-wxString JoinRecord(const ResultRecord& record);
+template <typename Text>
+Text JoinRecord(const BasicRecord<Text>& record)
+{
+    Text line;
+    for (int f = 0; f < RecordFieldCount; ++f) {
+        if (f > 0)
+            line += ';';
+        line += record.fields[f];
+    }
+    return line;
+}
 
 /// How a record is titled: "manufacturer model @ rated MHz".
 wxString TitleOf(const ResultRecord& record);

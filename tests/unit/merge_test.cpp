@@ -1,6 +1,6 @@
 // Adding other results files to the table: which lines are records, which
 // the table holds already, and what reaches the file.
-#include "document_builder.h"
+#include "../support/document_builder.h"
 #include "file_fixture.h"
 #include "results/merge.h"
 #include "files/encoding.h"
@@ -537,15 +537,15 @@ TEST_F(Merge, PlausibilityCountsTheProcessorsTheMachineHadNotTheThreadsItRan)
     const MergeOutcome o = Merge1(DocumentText(many), "many.json");
     EXPECT_EQ(Refusals(o), "");
     EXPECT_EQ(o.added, 1u);
-    EXPECT_EQ(Findings(o), "many.json:0: its power points (" + PointsField(many.power.points) +
+    EXPECT_EQ(Findings(o), "many.json:0: its power points (" + FormatPoints(many.power.points) +
                                ") are more than 1.5 x 2 logical processors x its speed points (" +
-                               PointsField(many.speed.points) + ")\n");
+                               FormatPoints(many.speed.points) + ")\n");
     // The same record as a line of a table says the same.
     Write("cpu_results.csv", "");
     const MergeOutcome line = Merge1(many.record + "\n", "lines.csv");
-    EXPECT_EQ(Findings(line), "lines.csv:1: its power points (" + PointsField(many.power.points) +
+    EXPECT_EQ(Findings(line), "lines.csv:1: its power points (" + FormatPoints(many.power.points) +
                                   ") are more than 1.5 x 2 logical processors x its speed points (" +
-                                  PointsField(many.speed.points) + ")\n");
+                                  FormatPoints(many.speed.points) + ")\n");
 }
 
 TEST_F(Merge, AnOutlierAmongFourRecordsOfItsModelIsReported)

@@ -1,6 +1,6 @@
 // Result documents: written, read back, checked against their samples, and
 // refused with a reason when they are not what they claim.
-#include "document_builder.h"
+#include "../support/document_builder.h"
 #include "files/encoding.h"
 #include "results/result_document.h"
 
@@ -166,7 +166,7 @@ TEST(ResultDocument, PointsThatAreNotWholeAreWrittenExactly)
     // Three seconds: 10 x 2,704 / 3 points, which no decimal text holds.
     ResultDocument d = Document();
     d.speed = Evidence("speed", 3000, {Samples(3, 900, 1)});
-    d.record = DocumentRecord(d.machine.brand, PointsField(d.speed.points), PointsField(d.power.points));
+    d.record = DocumentRecord(d.machine.brand, FormatPoints(d.speed.points), FormatPoints(d.power.points));
     const std::string text = WriteResultDocument(d);
     const Json j = Json::parse(text);
     EXPECT_EQ(j["speed"]["points"].dump(), "9013.333333333334");
@@ -504,8 +504,8 @@ TEST(ResultDocument, UnknownConditionsAndOneSecondRunsCannotClaimSteady)
     // A run of one second: its one sample has no spread to judge.
     ResultDocument shortRun = Document();
     shortRun.speed = Evidence("speed", 1000, {Samples(1, 900)});
-    shortRun.record = DocumentRecord(shortRun.machine.brand, PointsField(shortRun.speed.points),
-                                     PointsField(shortRun.power.points));
+    shortRun.record = DocumentRecord(shortRun.machine.brand, FormatPoints(shortRun.speed.points),
+                                     FormatPoints(shortRun.power.points));
     EXPECT_FALSE(shortRun.speed.verdict.steady);
     EXPECT_EQ(Refusal(WriteResultDocument(shortRun)), "");  // a document, but no steady one
     EXPECT_EQ(Refusal(EditedText(shortRun, [](Json& j) { j["speed"]["verdict"]["steady"] = true; })),
