@@ -157,7 +157,10 @@ wxString ProblemOf(std::basic_string_view<Char> line)
                                 RecordFieldCount);
     const RecordView<Char> record = SplitRecord(line);
     for (int f = 0; f < RecordFieldCount; ++f) {
-        const wxString problem = FieldProblem(RuleOf(RecordField(f)), record.fields[f]);
+        const FieldRule& rule = RuleOf(RecordField(f));
+        if (rule.name == nullptr)  // free text: the checks above were all
+            continue;
+        const wxString problem = FieldProblem(rule, record.fields[f]);
         if (!problem.empty())
             return problem;
     }
