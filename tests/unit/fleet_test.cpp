@@ -358,3 +358,13 @@ TEST(HostDocuments, HostHeatAndRepeatsAreReadBackAndChecked)
 }
 
 }  // namespace
+
+TEST(FleetRecordOf, PutsTheHostAfterTheModelAndLeavesEveryOtherByteAsItWas)
+{
+    EXPECT_EQ(FleetRecordOf("AMD;EPYC;2596;;1;2;2;Linux;Debian 12;1;2;yes", "web;01"),
+              "AMD;EPYC [web,01];2596;;1;2;2;Linux;Debian 12;1;2;yes");
+    EXPECT_EQ(FleetRecordOf(";;;;;;;;;1;2;yes;more", "h"), "; [h];;;;;;;;1;2;yes;more");
+    EXPECT_EQ(FleetRecordOf("A;B;C", "h"), "A;B [h];C");
+    EXPECT_EQ(FleetRecordOf("A;B", "h"), "");
+    EXPECT_EQ(FleetRecordOf("", "h"), "");
+}
