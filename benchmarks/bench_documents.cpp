@@ -5,6 +5,7 @@
 #include "core/notify.h"
 #include "config/paths.h"
 #include "results/merge.h"
+#include "results/record.h"
 #include "results/result_document.h"
 
 #include "measure.h"
@@ -85,10 +86,11 @@ std::vector<MergeSource> MakeDocuments(std::size_t& bytes)
         for (int t = 0; t < 8; ++t)
             threads.push_back(Samples(random));
         d.power = Evidence("power", std::move(threads));
-        char points[64];
-        std::snprintf(points, sizeof points, "%.0f;%.0f", d.speed.points, d.power.points);
-        d.record = "AMD;" + model + ";3800;4700;1;8;16;Linux;7." +
-                   std::to_string(k) + ';' + points + ";yes";
+        d.record = "AMD;" + model + ";3800;4700;1;8;16;Linux;7." + std::to_string(k) + ';';
+        d.record += FormatPoints(d.speed.points);
+        d.record += ';';
+        d.record += FormatPoints(d.power.points);
+        d.record += ";yes";
         sources.push_back({wxString::Format(wxS("doc%d.json"), k), WriteResultDocument(d)});
         bytes += sources.back().bytes.size();
     }

@@ -3,7 +3,7 @@
 // each), the program run as a user runs it: its wall time and its peak
 // memory. Target: under 2 s. Fails (exit 1) when a run fails, a document is
 // refused or the target is missed.
-#include "../tests/support/fleet_documents.h"
+#include "../tests/support/document_builder.h"
 
 #include "measure.h"
 

@@ -4,7 +4,7 @@
 // in headless Chromium (target: under 5 s to load and paint). Each figure
 // is the median of its runs. Fails (exit 1) when a run fails or a target is
 // missed, naming which.
-#include "../tests/support/fleet_documents.h"
+#include "../tests/support/document_builder.h"
 
 #include "measure.h"
 

@@ -24,6 +24,7 @@
 #include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
+#include "results/record.h"
 #include "results/results_table.h"
 #include "results/search.h"
 #include "sensors/heat_readings.h"
@@ -79,9 +80,7 @@ wxString ArgumentText(const wxString& argument)
 
 std::string Points(double value)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.0f", value);
-    return text;
+    return FormatPoints(value);
 }
 
 std::string PadLeft(std::string text, std::size_t width)

@@ -85,7 +85,7 @@ int RunFleet(const Options& options)
             HintAfterRefusal();
             tableFailed = true;
         }
-        written = merged.written;
+        written = merged.Written();
         added = merged.added;
         present = merged.present;
         // A record the table cannot take (too long with its host's name) is

@@ -97,7 +97,7 @@ int RunMerge(const Options& options)
     report["transcribed"] = nlohmann::ordered_json::array();
     for (const wxString& name : outcome.transcribed)
         report["transcribed"].push_back(ShownUtf8(name));
-    report["written"] = outcome.written;
+    report["written"] = outcome.Written();
     std::string summary = std::to_string(outcome.added) + " added, " + std::to_string(outcome.present) +
                           " already present, " + std::to_string(outcome.refusedCount) + " refused";
     if (outcome.implausibleCount > 0)

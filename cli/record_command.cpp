@@ -24,6 +24,7 @@
 #include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
+#include "results/record.h"
 #include "results/results_table.h"
 #include "results/search.h"
 #include "sensors/heat_readings.h"
@@ -67,7 +68,7 @@ void FillRecordFromKernel()
     const MachineTopology topology = ReadMachineTopology(SensorRoot);
     const MachineFacts facts = ReadMachineFacts(SensorRoot);
     const auto whole = [](const std::optional<double>& value) {
-        return value && *value > 0.0 ? wxString::Format(wxS("%.0f"), *value) : wxString();
+        return value && *value > 0.0 ? PointsText(*value) : wxString();
     };
     SetRecordField(FieldRatedFrequency, whole(topology.baseMhz));
     SetRecordField(FieldMaximumFrequency, whole(topology.maxMhz));

@@ -4,6 +4,7 @@
 #include "core/numbers.h"
 #include "core/state.h"
 #include "results/results_file.h"
+#include "results/record.h"
 #include "results/results_table.h"
 #include "results/search.h"
 
@@ -41,9 +42,9 @@ int RunResults(const Options& options)
     report.Line("Place     Speed     Power  Processor");
     for (std::int32_t k = 0; k < RankedCount; ++k) {
         const std::int32_t line = static_cast<std::int32_t>(SpeedRanking[k].line);
-        SplitResultRecord(static_cast<std::uint32_t>(line));
-        const wxString name = RecordTitle.get();
-        const double power = ParseReal(RecordFields[FieldPowerPoints].get());
+        const ResultRecord record = TableRecord(static_cast<std::uint32_t>(line));
+        const wxString name = TitleOf(record);
+        const double power = ReadNumber(record[FieldPowerPoints]);
         report["results"].push_back({{"place", k + 1},
                                      {"speed", WholeNumber(SpeedRanking[k].score)},
                                      {"power", WholeNumber(power)},

@@ -363,6 +363,57 @@ bool IsStrictUtf8(const unsigned char* in, std::size_t size)
     return true;
 }
 
+std::string ShownText(std::string_view text, std::size_t limit)
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    std::string shown;
+    std::size_t characters = 0, i = 0;
+    while (i < text.size() && characters < limit) {
+        char32_t c = bytes[i];
+        const std::size_t length = c < 0x80 ? 1 : Utf8Sequence(bytes, i, text.size(), c);
+        if (length == 0 || RefusedCharacterKind(c) != nullptr)
+            shown += '?';
+        else
+            shown.append(text.substr(i, length));
+        i += std::max<std::size_t>(length, 1);
+        ++characters;
+    }
+    if (i < text.size())
+        shown += "...";
+    return shown;
+}
+
+std::string ShownText(std::wstring_view text, std::size_t limit)
+{
+    std::string shown;
+    std::size_t i = 0;
+    for (; i < text.size() && i < limit; ++i) {
+        // A surrogate or a value past U+10FFFF is no character: UTF-8 cannot hold it.
+        if (RefusedCharacterKind(static_cast<char32_t>(text[i])) != nullptr ||
+            !EncodeText(text.substr(i, 1), TextEncoding::Utf8, shown))
+            shown += '?';
+    }
+    if (i < text.size())
+        shown += "...";
+    return shown;
+}
+
+std::string QuotedText(std::string_view text)
+{
+    std::string quoted(1, '"');
+    quoted += ShownText(text);
+    quoted += '"';
+    return quoted;
+}
+
+std::string QuotedText(std::wstring_view text)
+{
+    std::string quoted(1, '"');
+    quoted += ShownText(text);
+    quoted += '"';
+    return quoted;
+}
+
 std::size_t Utf8Characters(const char* bytes, std::size_t size)
 {
     return std::size_t(std::count_if(bytes, bytes + size, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));

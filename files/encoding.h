@@ -137,6 +137,16 @@ const char* RefusedCharacterKind(char32_t c);
 std::string RefusedCharacterIn(std::string_view text);
 std::string RefusedCharacterIn(std::wstring_view text);
 
+/// `text` as a message shows it: at most `limit` characters, then "...";
+/// the characters RefusedCharacterKind refuses, and bytes or units that are
+/// no character, as "?".
+std::string ShownText(std::string_view text, std::size_t limit = 24);
+std::string ShownText(std::wstring_view text, std::size_t limit = 24);
+
+/// ShownText in double quotes, as a message quotes a value.
+std::string QuotedText(std::string_view text);
+std::string QuotedText(std::wstring_view text);
+
 /// Characters in `size` bytes of strict UTF-8.
 std::size_t Utf8Characters(const char* bytes, std::size_t size);
 

@@ -154,7 +154,7 @@ void ResultDialog::ShowRecord()
 void ResultDialog::ReadFields()
 {
     for (int f = 0; f < FieldDisplay; ++f)
-        SetRecordField(f, m_fields[f]->GetValue());
+        SetRecordField(RecordField(f), m_fields[f]->GetValue());
     SetRecordField(FieldDisplay, m_displayChoice->GetStringSelection());
 }
 

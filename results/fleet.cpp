@@ -3,7 +3,7 @@
 #include "core/numbers.h"
 #include "files/atomic_file.h"
 #include "bench/heat_work.h"
-#include "results/results_table.h"
+#include "results/record.h"
 
 #include <algorithm>
 #include <cmath>
@@ -305,14 +305,14 @@ FleetOutcome FleetComparison::Finish()
 
 std::string FleetRecordOf(const std::string& record, std::string host)
 {
-    // The model is the second field; a host name holds no ";" (a name from
-    // a file's name may: it becomes ",").
+    // A host name holds no ";" (a name from a file's name may: it becomes ",").
     std::replace(host.begin(), host.end(), ';', ',');
-    const std::size_t first = record.find(';');
-    const std::size_t second = first == std::string::npos ? first : record.find(';', first + 1);
-    if (second == std::string::npos)
+    const RecordView<char> fields = SplitRecord(std::string_view(record));
+    if (fields.count <= FieldRatedFrequency)
         return "";
-    return record.substr(0, second) + " [" + host + "]" + record.substr(second);
+    const std::string_view model = fields[FieldModel];
+    const std::size_t end = static_cast<std::size_t>(model.data() - record.data()) + model.size();
+    return record.substr(0, end) + " [" + host + "]" + record.substr(end);
 }
 
 std::vector<std::string> FleetRecords(const FleetOutcome& outcome)

@@ -3,8 +3,6 @@
 #include "core/state.h"
 #include "results/results_table.h"
 
-#include <cwchar>
-
 void EnsureRecordBuffers()
 {
     if (!RecordTitle)
@@ -14,14 +12,14 @@ void EnsureRecordBuffers()
 void FillRecordFromLastTest()
 {
     EnsureRecordBuffers();
-    SplitRow(nullptr);  // every buffer empty
-    const std::size_t width = static_cast<std::size_t>(ResultLineWidth);
-    CopyBounded(RecordTitle.get(), width, CpuDisplayName, std::wcslen(CpuDisplayName));
-    SetRecordField(FieldManufacturer, CpuVendorShortName);
-    SetRecordField(FieldModel, wxString::From8BitData(CpuBrandString));
-    SetRecordField(FieldLogicalProcessors, wxString::Format(wxS("%u"), CpuCount));
-    SetRecordField(FieldOperatingSystem, OsName);
-    SetRecordField(FieldSpeedPoints, wxString::Format(wxS("%.0f"), LastSpeedPoints));
-    SetRecordField(FieldPowerPoints, wxString::Format(wxS("%.0f"), LastPowerPoints));
-    SetRecordField(FieldDisplay, wxS("yes"));
+    ResultRecord record;
+    record.count = RecordFieldCount;
+    record[FieldManufacturer] = CpuVendorShortName;
+    record[FieldModel] = wxString::From8BitData(CpuBrandString);
+    record[FieldLogicalProcessors] = wxString::Format(wxS("%u"), CpuCount);
+    record[FieldOperatingSystem] = OsName;
+    record[FieldSpeedPoints] = PointsText(LastSpeedPoints);
+    record[FieldPowerPoints] = PointsText(LastPowerPoints);
+    record[FieldDisplay] = wxS("yes");
+    ShowRecord(record, CpuDisplayName);
 }

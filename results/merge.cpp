@@ -8,6 +8,7 @@
 #include "files/text_document.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
+#include "results/record.h"
 #include "results/results_table.h"
 
 #include <wx/textbuf.h>
@@ -20,66 +21,6 @@
 #include <unordered_map>
 
 namespace {
-// A decimal number and nothing else: sign, digits, a point, an exponent.
-template <typename Char>
-bool IsDecimalNumber(std::basic_string_view<Char> text)
-{
-    std::size_t i = 0;
-    const auto digits = [&] {
-        const std::size_t from = i;
-        while (i < text.size() && text[i] >= Char('0') && text[i] <= Char('9'))
-            ++i;
-        return i - from;
-    };
-    const auto sign = [&] {
-        if (i < text.size() && (text[i] == Char('+') || text[i] == Char('-')))
-            ++i;
-    };
-    sign();
-    std::size_t mantissa = digits();
-    if (i < text.size() && text[i] == Char('.')) {
-        ++i;
-        mantissa += digits();
-    }
-    if (mantissa == 0)
-        return false;
-    bool exponent = false;
-    if (i < text.size() && (text[i] == Char('e') || text[i] == Char('E'))) {
-        ++i;
-        sign();
-        if (digits() == 0)
-            return false;
-        exponent = true;
-    }
-    if (i != text.size())
-        return false;
-    // Only an exponent or hundreds of digits can leave the range of a real.
-    if (!exponent && text.size() < 300)
-        return true;
-    const std::wstring copy(text.begin(), text.end());  // ASCII by now
-    return std::isfinite(ParseReal(copy.c_str()));
-}
-
-// A decimal number below zero ("-0" is none).
-template <typename Char>
-bool IsNegative(std::basic_string_view<Char> number)
-{
-    if (number.empty() || number[0] != Char('-'))
-        return false;
-    const std::wstring copy(number.begin(), number.end());  // ASCII by now
-    return ParseReal(copy.c_str()) < 0;
-}
-
-// A field's text as a message quotes it: at most 24 characters.
-wxString Quoted(const wxString& field)
-{
-    const std::size_t shown = 24;
-    wxString text = field.Left(shown);
-    if (field.length() > shown)
-        text << wxS("...");
-    return wxS("\"") + text + wxS("\"");
-}
-
 wxString Text(std::wstring_view text)
 {
     return wxString(text.data(), text.size());
@@ -88,77 +29,6 @@ wxString Text(std::wstring_view text)
 wxString Text(std::string_view utf8)
 {
     return wxString::FromUTF8(utf8.data(), utf8.size());
-}
-
-// Whether `c` starts a character: in UTF-8 text a byte that does not
-// continue one, in decoded text every element.
-bool StartsCharacter(char c)
-{
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-}
-
-bool StartsCharacter(wchar_t)
-{
-    return true;
-}
-
-// Whether `c` may start a character a record may not hold: a quick look
-// before the exact one (RefusedCharacterIn).
-bool MayBeRefused(char c)
-{
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7F || byte == 0xC2 || byte == 0xE2;  // C0, DEL; C1; U+2028 to U+2069
-}
-
-bool MayBeRefused(wchar_t c)
-{
-    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || (c >= 0x2028 && c <= 0x2069);
-}
-
-// The checks of a record, on decoded text or on UTF-8 bytes alike: every
-// character they look at is ASCII, which UTF-8 never uses inside another.
-template <typename Char>
-wxString ProblemOf(std::basic_string_view<Char> line)
-{
-    if (line.empty())
-        return wxS("an empty line");
-    std::size_t characters = 0, fields = 1;
-    std::size_t fieldStart[RecordFieldCount] = {0};
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const Char c = line[i];
-        characters += StartsCharacter(c) ? 1 : 0;
-        if (MayBeRefused(c)) {
-            const std::string refused = RefusedCharacterIn(line.substr(i, sizeof(Char) == 1 ? 3 : 1));
-            if (!refused.empty())
-                return wxS("holds ") + wxString::FromUTF8(refused);
-        }
-        if (c == Char(';')) {
-            if (fields < RecordFieldCount)
-                fieldStart[fields] = i + 1;
-            ++fields;
-        }
-    }
-    if (characters > MaxRecordLength)
-        return wxString::Format(wxS("longer than %zu characters"), MaxRecordLength);
-    if (fields != RecordFieldCount)
-        return wxString::Format(fields == 1 ? wxS("%zu field, not %d") : wxS("%zu fields, not %d"), fields,
-                                RecordFieldCount);
-    const auto field = [&](int f) {
-        const std::size_t end = f + 1 < RecordFieldCount ? fieldStart[f + 1] - 1 : line.size();
-        return line.substr(fieldStart[f], end - fieldStart[f]);
-    };
-    if (!IsDecimalNumber(field(9)))
-        return wxS("the speed points ") + Quoted(Text(field(9))) + wxS(" are not a number");
-    if (IsNegative(field(9)))
-        return wxS("the speed points ") + Quoted(Text(field(9))) + wxS(" are negative");
-    if (!IsDecimalNumber(field(10)))
-        return wxS("the power points ") + Quoted(Text(field(10))) + wxS(" are not a number");
-    const std::basic_string_view<Char> display = field(11);
-    const bool yes = display.size() == 3 && display[0] == Char('y') && display[1] == Char('e') && display[2] == Char('s');
-    const bool no = display.size() == 2 && display[0] == Char('n') && display[1] == Char('o');
-    if (!yes && !no)
-        return wxS("\"Display\" is ") + Quoted(Text(display)) + wxS(", neither yes nor no");
-    return wxString();
 }
 
 // A text's lines as UTF-8, read as the file reader reads it: strict UTF-8
@@ -255,43 +125,10 @@ struct Candidate {
     bool transcribed = false;  ///< a transcribed document's record
 };
 
-// Field `f` of a record (which ProblemOf took: twelve fields).
-template <typename Char>
-std::basic_string_view<Char> FieldOf(std::basic_string_view<Char> record, int f)
-{
-    std::size_t start = 0;
-    for (int k = 0; k < f; ++k)
-        start = record.find(Char(';'), start) + 1;
-    const std::size_t end = record.find(Char(';'), start);
-    return record.substr(start, end == std::basic_string_view<Char>::npos ? end : end - start);
-}
-
-// The model of any line: its second field, when it has a third.
-template <typename Char>
-bool ModelOf(std::basic_string_view<Char> line, std::basic_string_view<Char>& model)
-{
-    const std::size_t first = line.find(Char(';'));
-    if (first == std::basic_string_view<Char>::npos)
-        return false;
-    const std::size_t second = line.find(Char(';'), first + 1);
-    if (second == std::basic_string_view<Char>::npos)
-        return false;
-    model = line.substr(first + 1, second - first - 1);
-    return true;
-}
-
-// A score field of a record, read as the table reads it.
-template <typename Char>
-double ScoreOf(std::basic_string_view<Char> field)
-{
-    const std::wstring text(field.begin(), field.end());  // ASCII: a decimal number
-    return ParseReal(text.c_str());
-}
-
 // The logical processors of a record; 0 when the field is no count.
-std::uint32_t LogicalProcessorsOf(std::string_view record)
+std::uint32_t LogicalProcessorsOf(const RecordView<char>& record)
 {
-    const std::string_view field = FieldOf(record, FieldLogicalProcessors);
+    const std::string_view field = record[FieldLogicalProcessors];
     if (field.empty() || field.size() > 9)
         return 0;
     std::uint32_t count = 0;
@@ -404,11 +241,8 @@ public:
     /// Only the records of the models of `added` are gathered.
     void Expect(const std::vector<const Candidate*>& added)
     {
-        for (const Candidate* candidate : added) {
-            std::string_view model;
-            if (ModelOf(candidate->text, model))
-                m_models.try_emplace(std::string(model));
-        }
+        for (const Candidate* candidate : added)
+            m_models.try_emplace(std::string(SplitRecord(candidate->text)[FieldModel]));
     }
 
     /// One line of the table (after the merge): its scores join its
@@ -416,25 +250,28 @@ public:
     template <typename Char>
     void Gather(std::basic_string_view<Char> line)
     {
-        std::basic_string_view<Char> model;
-        if (m_models.empty() || !ModelOf(line, model))
+        if (m_models.empty())
             return;
+        const RecordView<Char> record = SplitRecord(line);
+        if (record.count <= FieldRatedFrequency)  // a model only where a field follows it
+            return;
+        const std::basic_string_view<Char> model = record[FieldModel];
         if constexpr (std::is_same_v<Char, char>)
             m_key.assign(model);
         else
             m_key = Text(model).utf8_string();
         const auto found = m_models.find(m_key);
-        if (found == m_models.end() || !ProblemOf(line).empty())
+        if (found == m_models.end() || !RecordProblem(line).empty())
             return;
-        found->second.speed.Add(ScoreOf(FieldOf(line, FieldSpeedPoints)));
-        found->second.power.Add(ScoreOf(FieldOf(line, FieldPowerPoints)));
+        found->second.speed.Add(ReadNumber(record[FieldSpeedPoints]));
+        found->second.power.Add(ReadNumber(record[FieldPowerPoints]));
     }
 
     void Judge(const std::vector<const Candidate*>& added, const std::vector<MergeSource>& sources,
-               std::vector<ImplausibleRecord>& implausible, std::size_t& count)
+               std::vector<MergeNote>& implausible, std::size_t& count)
     {
         for (const Candidate* candidate : added) {
-            const std::string_view record = candidate->text;
+            const RecordView<char> record = SplitRecord(candidate->text);
             // Every reason a record gives, in one note: a record is counted once.
             wxString reasons;
             const auto report = [&](const wxString& reason) {
@@ -453,10 +290,10 @@ public:
 private:
     /// Calls `report` with each reason `record` looks implausible for.
     template <typename Report>
-    void JudgeRecord(std::string_view record, const Report& report)
+    void JudgeRecord(const RecordView<char>& record, const Report& report)
     {
-        const double speed = ScoreOf(FieldOf(record, FieldSpeedPoints));
-        const double power = ScoreOf(FieldOf(record, FieldPowerPoints));
+        const double speed = ReadNumber(record[FieldSpeedPoints]);
+        const double power = ReadNumber(record[FieldPowerPoints]);
         // The processors the machine had (a document's record gives its machine's), not the threads it ran.
         const std::uint32_t threads = LogicalProcessorsOf(record);
         if (threads > 0 && power > 1.5 * threads * speed)
@@ -466,10 +303,7 @@ private:
         if (power < 0.5 * speed)
             report(wxString::Format(wxS("its power points (%s) are less than half its speed points (%s)"),
                                     ScoreText(power), ScoreText(speed)));
-        std::string_view model;
-        if (!ModelOf(record, model))
-            return;
-        const auto found = m_models.find(std::string(model));
+        const auto found = m_models.find(std::string(record[FieldModel]));
         if (found == m_models.end())
             return;
         report(found->second.speed.Judge(speed, wxS("speed")));
@@ -539,76 +373,117 @@ wxString TooLargeReason(std::uint64_t need)
                             double(need) / 1e6, double(MemoryBound()) / 1e6);
 }
 
+// What the merge takes from its candidates on one look at the table, in
+// the order read.
+struct Appended {
+    std::vector<const Candidate*> lines;  ///< new to the table: appended
+    std::size_t present = 0;              ///< the table holds them already, or a candidate before
+    /// New, but the table would grow too large to load: each with the
+    /// memory the table would then take.
+    std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
+};
+
+std::size_t Characters(std::string_view utf8)
+{
+    return Utf8Characters(utf8.data(), utf8.size());
+}
+
+std::size_t Characters(std::wstring_view text)
+{
+    return text.size();
+}
+
+// Chooses the candidates the table does not hold, comparing `texts` (the
+// candidates as the table's lines are: UTF-8 bytes, or decoded text) with
+// its lines, while the table stays small enough to load; when any are
+// new, gathers the table's records of the models they name.
+template <typename Table, typename View>
+Appended Choose(const Table& table, const std::vector<Candidate>& candidates, const std::vector<View>& texts,
+                std::size_t longestCandidate, Plausibility& plausibility)
+{
+    Appended appended;
+    std::size_t longest = 0;
+    for (std::size_t n = 0; n < table.Count(); ++n) {
+        const View line = table.Line(n);
+        if (line.size() > longest)
+            longest = std::max(longest, Characters(line));
+    }
+    TableGrowth growth(table.Count(), longest);
+    // No candidate has more characters than bytes of UTF-8: when every one
+    // fits at its length in bytes, none is counted.
+    const bool allFit = growth.AllFit(candidates.size(), longestCandidate);
+    LineSet<View> held(table.Count() + candidates.size());
+    for (std::size_t n = 0; n < table.Count(); ++n)
+        held.Insert(table.Line(n));
+    for (std::size_t k = 0; k < candidates.size(); ++k) {
+        std::uint64_t need = 0;
+        if (!held.Insert(texts[k]))
+            ++appended.present;
+        else if (!allFit && !growth.Take(Characters(texts[k]), need))
+            appended.tooLarge.emplace_back(&candidates[k], need);
+        else
+            appended.lines.push_back(&candidates[k]);
+    }
+    if (!appended.lines.empty()) {
+        plausibility.Expect(appended.lines);
+        for (std::size_t n = 0; n < table.Count(); ++n)
+            plausibility.Gather(table.Line(n));
+    }
+    return appended;
+}
+
 // The new lines after the table's bytes, as a text file writes them: the
 // bytes untouched, a line end after an unended last line, each new line
 // in the table's encoding with the table's line end.
 template <typename Lines>
-void Extend(const Lines& table, TextEncoding encoding, const std::vector<std::string_view>& lines, ResultsBytes& out)
+void Extend(const Lines& table, const std::vector<const Candidate*>& lines, ResultsBytes& out)
 {
+    const TextEncoding encoding = table.Encoding();
     const std::string end = LineEndBytes(table.LineEnding(), encoding);
     out.keepOld = true;
     out.tail.clear();
     const bool utf8 = encoding == TextEncoding::Utf8 || encoding == TextEncoding::Utf8WithMark;
     out.tail.reserve((utf8 ? 1 : 4) * std::accumulate(lines.begin(), lines.end(), std::size_t{0},
-                                                     [](std::size_t sum, std::string_view line) {
-                                                         return sum + line.size();
+                                                     [](std::size_t sum, const Candidate* line) {
+                                                         return sum + line->text.size();
                                                      }) +
                      end.size() * (lines.size() + 1));
     AdviseHugePages(out.tail.data(), out.tail.capacity());
     if (table.Count() > 0 && table.Type(table.Count() - 1) == wxTextFileType_None)
         out.tail += end;
-    for (const std::string_view line : lines) {
+    for (const Candidate* line : lines) {
         if (utf8)
-            out.tail.append(line);
+            out.tail.append(line->text);
         else
-            EncodeText(Text(line).ToStdWstring(), encoding, out.tail);
+            EncodeText(Text(line->text).ToStdWstring(), encoding, out.tail);
         out.tail += end;
     }
 }
 
-// A table that is not strict UTF-8 (Latin-1, UTF-16, a mark over text that
-// is not what it says): compared as decoded text. Its bytes stay as they
-// are, units that decode to nothing included; the new lines follow in its
+// The new lines after a strict UTF-8 table.
+ResultsEdit AppendToUtf8Table(const Utf8Lines& table, const std::string& bytes,
+                              const std::vector<const Candidate*>& lines, ResultsBytes& out)
+{
+    if (lines.empty())
+        return ResultsEdit::Nothing;
+    Extend(table, lines, out);
+    // A table begun by a line that starts with U+FEFF would read it back as
+    // a byte-order mark: it gets a real one first.
+    if (bytes.empty() && StartsLikeAMark(out.tail))
+        out.tail.insert(0, ByteOrderMark(TextEncoding::Utf8WithMark));
+    return ResultsEdit::Changed;
+}
+
+// The new lines after a table that is not strict UTF-8 (Latin-1, UTF-16, a
+// mark over text that is not what it says). Its bytes stay as they are,
+// units that decode to nothing included; the new lines follow in its
 // encoding, unless Latin-1 cannot hold them: then the table becomes UTF-8
 // as a whole, its Latin-1 lines decoded without loss.
-ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Candidate>& candidates,
-                                 std::vector<std::string_view>& added, std::vector<const Candidate*>& addedFrom,
-                                 std::size_t& present,
-                                 std::vector<std::pair<const Candidate*, std::uint64_t>>& tooLarge, ResultsBytes& out,
-                                 FileFailure& failure, Plausibility& plausibility)
+ResultsEdit AppendToDecodedTable(const DecodedText& table, const std::string& bytes,
+                                 const std::vector<const Candidate*>& lines, ResultsBytes& out, FileFailure& failure)
 {
-    DecodedText table;
-    if (!table.Decode(bytes.data(), bytes.size()))
+    if (lines.empty())
         return ResultsEdit::Nothing;
-    std::size_t longest = 0;
-    for (std::size_t n = 0; n < table.Count(); ++n)
-        longest = std::max(longest, table.Span(n).length);
-    TableGrowth growth(table.Count(), longest);
-    std::vector<std::wstring> wide(candidates.size());
-    LineSet<std::wstring_view> held(table.Count() + candidates.size());
-    for (std::size_t n = 0; n < table.Count(); ++n)
-        held.Insert(table.Line(n));
-    bool latin1 = true;
-    for (std::size_t k = 0; k < candidates.size(); ++k) {
-        wide[k] = Text(candidates[k].text).ToStdWstring();
-        if (!held.Insert(wide[k])) {
-            ++present;
-            continue;
-        }
-        std::uint64_t need = 0;
-        if (!growth.Take(wide[k].size(), need)) {
-            tooLarge.emplace_back(&candidates[k], need);
-            continue;
-        }
-        added.push_back(candidates[k].text);
-        addedFrom.push_back(&candidates[k]);
-        latin1 = latin1 && std::all_of(wide[k].begin(), wide[k].end(), [](wchar_t c) { return c <= 0xFF; });
-    }
-    if (added.empty())
-        return ResultsEdit::Nothing;
-    plausibility.Expect(addedFrom);
-    for (std::size_t n = 0; n < table.Count(); ++n)
-        plausibility.Gather(table.Line(n));
     if (table.EndsInACutUnit()) {
         // Its last unit cut short: a new line after it would be read out of step.
         failure.kind = FileFailure::Kind::CutUnit;
@@ -617,27 +492,27 @@ ResultsEdit AppendToDecodedTable(const std::string& bytes, const std::vector<Can
         failure.other = EncodingName(table.Encoding());
         return ResultsEdit::Nothing;
     }
+    // UTF-8 past U+00FF starts with a byte above 0xC3.
+    const bool latin1 = std::all_of(lines.begin(), lines.end(), [](const Candidate* line) {
+        return std::all_of(line->text.begin(), line->text.end(),
+                           [](char c) { return static_cast<unsigned char>(c) <= 0xC3; });
+    });
     if (table.Encoding() != TextEncoding::Latin1 || latin1) {
-        Extend(table, table.Encoding(), added, out);
+        Extend(table, lines, out);
         return ResultsEdit::Changed;
     }
     TextDocument file;
     if (!file.Parse(bytes))
         return ResultsEdit::Nothing;
-    for (const std::string_view line : added)
-        file.Insert(Text(line), file.LineCount(), file.LineEnding());
+    for (const Candidate* line : lines)
+        file.Insert(Text(line->text), file.LineCount(), file.LineEnding());
     out.keepOld = false;
     std::size_t badLine = 0;
     return file.Encode(out.tail, badLine) ? ResultsEdit::Changed : ResultsEdit::Nothing;
 }
 }  // namespace
 
-wxString RecordProblem(std::wstring_view line)
-{
-    return ProblemOf(line);
-}
-
-void MergeOutcome::Refuse(RefusedLine line)
+void MergeOutcome::Refuse(MergeNote line)
 {
     if (refused.size() < MergeReasonsKept)
         refused.push_back(std::move(line));
@@ -676,7 +551,7 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
         auto inexact = lines.Inexact().begin();
         for (std::size_t n = 0; n < lines.Count(); ++n) {
             const std::string_view line = lines.Line(n);
-            wxString problem = ProblemOf(line);
+            wxString problem = RecordProblem(line);
             const bool lost = inexact != lines.Inexact().end() && *inexact == n;
             inexact += lost ? 1 : 0;
             if (problem.empty() && lost)
@@ -690,89 +565,58 @@ MergeOutcome MergeResults(const std::vector<MergeSource>& sources, const MergeOp
     if (candidates.empty())
         return outcome;
     std::size_t longestCandidate = 0;
-    for (const Candidate& candidate : candidates)
+    std::vector<std::string_view> utf8Texts;
+    utf8Texts.reserve(candidates.size());
+    for (const Candidate& candidate : candidates) {
         longestCandidate = std::max(longestCandidate, candidate.text.size());
+        utf8Texts.push_back(candidate.text);
+    }
 
-    std::size_t present = 0;
-    std::vector<std::string_view> added;
-    std::vector<const Candidate*> addedFrom;
-    std::vector<std::pair<const Candidate*, std::uint64_t>> tooLarge;
-    std::vector<ImplausibleRecord> implausible;
+    Appended appended;
+    std::vector<MergeNote> implausible;
     std::size_t implausibleCount = 0;
     BackupPending = 1;
     outcome.status = ChangeResultsBytes([&](const std::string& bytes, ResultsBytes& replacement,
                                             FileFailure& failure) {
-        present = 0;
-        added.clear();
-        addedFrom.clear();
-        tooLarge.clear();
+        appended = Appended();
         implausible.clear();
         implausibleCount = 0;
         Plausibility plausibility;
+        ResultsEdit result = ResultsEdit::Nothing;
         Utf8Lines table;
-        ResultsEdit result;
         if (table.Read(bytes)) {
             // Equal text is equal UTF-8: the lines are compared as bytes.
-            std::size_t longest = 0;
-            for (std::size_t n = 0; n < table.Count(); ++n) {
-                const std::string_view line = table.Line(n);
-                if (line.size() > longest)
-                    longest = std::max(longest, Utf8Characters(line.data(), line.size()));
+            appended = Choose(table, candidates, utf8Texts, longestCandidate, plausibility);
+            result = AppendToUtf8Table(table, bytes, appended.lines, replacement);
+        } else if (DecodedText decoded; decoded.Decode(bytes.data(), bytes.size())) {
+            std::vector<std::wstring> wide(candidates.size());
+            std::vector<std::wstring_view> wideTexts(candidates.size());
+            for (std::size_t k = 0; k < candidates.size(); ++k) {
+                wide[k] = Text(candidates[k].text).ToStdWstring();
+                wideTexts[k] = wide[k];
             }
-            TableGrowth growth(table.Count(), longest);
-            // UTF-8 has no more characters than bytes: when every candidate
-            // fits at its length in bytes, none is counted.
-            const bool allFit = growth.AllFit(candidates.size(), longestCandidate);
-            LineSet<std::string_view> held(table.Count() + candidates.size());
-            for (std::size_t n = 0; n < table.Count(); ++n)
-                held.Insert(table.Line(n));
-            for (const Candidate& candidate : candidates) {
-                std::uint64_t need = 0;
-                if (!held.Insert(candidate.text))
-                    ++present;
-                else if (!allFit && !growth.Take(Utf8Characters(candidate.text.data(), candidate.text.size()), need))
-                    tooLarge.emplace_back(&candidate, need);
-                else {
-                    added.push_back(candidate.text);
-                    addedFrom.push_back(&candidate);
-                }
-            }
-            if (!added.empty()) {
-                plausibility.Expect(addedFrom);
-                for (std::size_t n = 0; n < table.Count(); ++n)
-                    plausibility.Gather(table.Line(n));
-            }
-            result = added.empty() ? ResultsEdit::Nothing
-                                   : (Extend(table, table.Encoding(), added, replacement), ResultsEdit::Changed);
-            // A table begun by a line that starts with U+FEFF would read it
-            // back as a byte-order mark: it gets a real one first.
-            if (result == ResultsEdit::Changed && bytes.empty() && StartsLikeAMark(replacement.tail))
-                replacement.tail.insert(0, ByteOrderMark(TextEncoding::Utf8WithMark));
-        } else {
-            result = AppendToDecodedTable(bytes, candidates, added, addedFrom, present, tooLarge, replacement,
-                                          failure, plausibility);
+            appended = Choose(decoded, candidates, wideTexts, longestCandidate, plausibility);
+            result = AppendToDecodedTable(decoded, bytes, appended.lines, replacement, failure);
         }
         if (result == ResultsEdit::Nothing) {
-            added.clear();
-            addedFrom.clear();
+            appended.lines.clear();
             BackupPending = 0;
         } else {
             // The table after the merge: its lines, then the lines added.
-            for (const Candidate* candidate : addedFrom)
+            for (const Candidate* candidate : appended.lines)
                 plausibility.Gather(candidate->text);
-            plausibility.Judge(addedFrom, sources, implausible, implausibleCount);
+            plausibility.Judge(appended.lines, sources, implausible, implausibleCount);
         }
         return result;
     });
     if (outcome.status == 0) {
-        outcome.added = added.size();
-        outcome.present = present;
-        outcome.written = !added.empty();
+        outcome.added = appended.lines.size();
+        outcome.present = appended.present;
         outcome.implausible = std::move(implausible);
         outcome.implausibleCount = implausibleCount;
-        for (const auto& [candidate, need] : tooLarge)
+        for (const auto& [candidate, need] : appended.tooLarge)
             outcome.Refuse({sources[candidate->source].name, candidate->line, TooLargeReason(need)});
-        for (const Candidate* candidate : addedFrom)
+        for (const Candidate* candidate : appended.lines)
             if (candidate->transcribed)
                 outcome.transcribed.push_back(sources[candidate->source].name);
     }

@@ -8,16 +8,6 @@
 #include <string_view>
 #include <vector>
 
-/// The longest line taken as a record: a longer one would widen every row
-/// of the table by as much.
-constexpr std::size_t MaxRecordLength = 4096;
-
-/// Why `line` is not a record (twelve fields; speed and power decimal
-/// numbers; "Display" yes or no; no character RefusedCharacterKind names:
-/// control characters, tab included, line separators, bidirectional
-/// controls), or an empty text when it is one.
-wxString RecordProblem(std::wstring_view line);
-
 /// The text of another results file, read whole.
 struct MergeSource {
     wxString name;      ///< how messages name it
@@ -31,8 +21,6 @@ struct MergeNote {
     std::size_t line = 0;  ///< from 1; 0 for a result document as a whole
     wxString reason;
 };
-using RefusedLine = MergeNote;
-using ImplausibleRecord = MergeNote;
 
 struct MergeOptions {
     /// Refuses result documents whose speed or power run was unsteady, and
@@ -50,16 +38,19 @@ struct MergeOutcome {
     std::size_t added = 0;    ///< lines appended to the table
     std::size_t present = 0;  ///< lines the table held already
     std::size_t documents = 0;  ///< result documents accepted (their lines added or present)
-    std::vector<RefusedLine> refused;            ///< the first MergeReasonsKept
+    std::vector<MergeNote> refused;              ///< the first MergeReasonsKept
     std::size_t refusedCount = 0;                ///< all of them
-    std::vector<ImplausibleRecord> implausible;  ///< of the lines added: the first MergeReasonsKept
+    std::vector<MergeNote> implausible;          ///< of the lines added: the first MergeReasonsKept
     std::size_t implausibleCount = 0;
     /// The transcribed documents whose records were added: they carry no
     /// samples, so nothing but their own word backs their scores.
     std::vector<wxString> transcribed;
-    bool written = false;     ///< the table was backed up and written
 
-    void Refuse(RefusedLine line);
+    /// Whether the table was backed up and written: it was when, and only
+    /// when, lines were added.
+    bool Written() const { return added > 0; }
+
+    void Refuse(MergeNote line);
 };
 
 /// Appends every record line of `sources`, in the order read, that the

@@ -2,8 +2,7 @@
 
 #include "cpu/cpuid.h"
 #include "files/encoding.h"
-#include "results/merge.h"
-#include "results/results_table.h"
+#include "results/record.h"
 
 #include <wx/string.h>
 
@@ -128,42 +127,6 @@ bool SameVerdict(const Verdict& a, const Verdict& b)
 
 // ---- Reading ----
 
-// `text` as a message shows it: at most 24 characters, the characters no
-// text may hold (controls, separators, direction controls) and bytes that
-// are no UTF-8 as "?".
-std::string Shown(std::string_view text)
-{
-    const std::size_t limit = 24;
-    std::string shown;
-    std::size_t characters = 0, i = 0;
-    while (i < text.size() && characters < limit) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        std::size_t length = c < 0x80 ? 1 : (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
-        if (length > 1 && (i + length > text.size() ||
-                           !IsStrictUtf8(reinterpret_cast<const unsigned char*>(text.data() + i), length)))
-            length = 0;
-        if (length == 0 || !RefusedCharacterIn(text.substr(i, length)).empty()) {
-            shown += '?';
-            i += std::max<std::size_t>(length, 1);
-        } else {
-            shown.append(text.substr(i, length));
-            i += length;
-        }
-        ++characters;
-    }
-    if (i < text.size())
-        shown += "...";
-    return shown;
-}
-
-std::string Quoted(std::string_view text)
-{
-    std::string quoted(1, '"');
-    quoted += Shown(text);
-    quoted += '"';
-    return quoted;
-}
-
 // What a tree cannot show once it is built: a member given twice in one
 // object (the parser keeps the last, while a person reading the file sees
 // the first), and nesting deeper than MaxResultDocumentDepth (which the
@@ -191,7 +154,7 @@ public:
     {
         if (m_keys.back().insert(name).second)
             return true;
-        problem = "the member " + Quoted(name) + " is given twice in one object";
+        problem = "the member " + QuotedText(name) + " is given twice in one object";
         return false;
     }
     bool end_object() override
@@ -227,12 +190,11 @@ std::string NumberText(double value)
     return Number(value).dump();
 }
 
-// Points as a record holds them.
-std::string RecordPoints(double points)
+// Whether a record's points field holds `points` as a record writes them:
+// compared as numbers, whatever form the field gives them in.
+bool SamePoints(std::string_view field, double points)
 {
-    char text[400];
-    std::snprintf(text, sizeof text, "%.0f", points);
-    return text;
+    return ReadNumber(field) == std::nearbyint(points);
 }
 
 std::string Join(const std::string& path, const char* name)
@@ -255,7 +217,7 @@ std::string ParseProblem(const Json::parse_error& error)
     reason = reason.substr(0, reason.find("; "));
     if (reason.find("UTF-8") != std::string::npos)
         return "not valid UTF-8 (at byte " + std::to_string(error.byte) + ")";
-    return "not JSON: " + Shown(reason.substr(0, 200)) + " at byte " + std::to_string(error.byte);
+    return "not JSON: " + ShownText(reason.substr(0, 200)) + " at byte " + std::to_string(error.byte);
 }
 
 // Checks members one by one; the first problem met is kept.
@@ -498,7 +460,7 @@ public:
                     !Text(*affinity, "list", path, 256, c.affinityList))
                     return false;
                 if (!c.affinityList.empty() && !ParseProcessorList(c.affinityList, 1))
-                    return Fail(Join(path, "list") + " " + Quoted(c.affinityList) + " is not a list of processors");
+                    return Fail(Join(path, "list") + " " + QuotedText(c.affinityList) + " is not a list of processors");
                 c.affinity = processors;
             }
         }
@@ -587,7 +549,7 @@ public:
         if (!Text(*j, "test", path, MaxShortText, name))
             return false;
         if (name != test)
-            return Fail(path + ".test is " + Quoted(name) + ", not \"" + test + "\"");
+            return Fail(path + ".test is " + QuotedText(name) + ", not \"" + test + "\"");
         e.test = name;
         std::uint64_t seconds = 0;
         if (!Whole(*j, "seconds", path, 1, MaxSeconds, seconds, transcribed))
@@ -637,7 +599,7 @@ public:
             return false;
         for (const char c : m.signature)
             if (!std::isxdigit(static_cast<unsigned char>(c)))
-                return Fail("machine.signature " + Quoted(m.signature) + " is not hexadecimal");
+                return Fail("machine.signature " + QuotedText(m.signature) + " is not hexadecimal");
         return Text(*j, "modelName", at, MaxMachineText, m.modelName) &&
                Whole(*j, "logicalProcessors", at, 0, MaxCount32, m.logicalProcessors) &&
                Text(*j, "kernel", at, MaxMachineText, m.kernel) && Text(*j, "os", at, MaxMachineText, m.os);
@@ -655,7 +617,7 @@ public:
         if (!Text(*j, "name", "host", MaxHostName, h.name))
             return false;
         if (const std::string why = HostNameProblem(h.name); !why.empty())
-            return Fail("host.name " + Quoted(h.name) + " is no host name: " + why);
+            return Fail("host.name " + QuotedText(h.name) + " is no host name: " + why);
         if (!Text(*j, "machineName", "host", MaxHostName, h.machineName))
             return false;
         const Json* id = Member(*j, "machineId", "host");
@@ -668,7 +630,7 @@ public:
         const bool hex = h.machineId.size() == 32 && std::all_of(h.machineId.begin(), h.machineId.end(), [](char c) {
                              return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
                          });
-        return hex || Fail("host.machineId " + Quoted(h.machineId) + " is not 32 hexadecimal digits");
+        return hex || Fail("host.machineId " + QuotedText(h.machineId) + " is not 32 hexadecimal digits");
     }
 
     /// A heat curve (absent in older documents): [seconds, value] pairs, the
@@ -771,7 +733,7 @@ public:
         if (fits)
             fits = at(5) >= 1 && at(5) <= 12 && at(8) >= 1 && at(8) <= 31 && at(11) <= 23 && at(14) <= 59 &&
                    at(17) <= 60;
-        return fits || Fail("date " + Quoted(date) + " is not a time such as 2026-11-24T09:30:00Z");
+        return fits || Fail("date " + QuotedText(date) + " is not a time such as 2026-11-24T09:30:00Z");
     }
 
     bool Record(const Json& root, std::string& record)
@@ -808,9 +770,9 @@ public:
         const std::string& name = format->get_ref<const std::string&>();
         if (name != ResultDocumentFormat) {
             if (name.rfind("tarnwick-result/", 0) == 0)
-                return Fail("it is a Tarnwick result document of another format (" + Quoted(name) + "), not " +
+                return Fail("it is a Tarnwick result document of another format (" + QuotedText(name) + "), not " +
                             ResultDocumentFormat);
-            return Fail("it is not a Tarnwick result document (its format is " + Quoted(name) + ")");
+            return Fail("it is not a Tarnwick result document (its format is " + QuotedText(name) + ")");
         }
         std::string program;
         return Text(root, "program", "", MaxShortText, program) && Text(root, "version", "", MaxShortText, d.version) &&
@@ -849,19 +811,6 @@ std::string Read(std::string_view bytes, ResultDocument& document)
 
 // ---- Checking ----
 
-// The twelve fields of a record (which RecordProblem took).
-std::vector<std::string_view> Fields(std::string_view record)
-{
-    std::vector<std::string_view> fields;
-    std::size_t start = 0;
-    for (std::size_t i = 0; i <= record.size(); ++i)
-        if (i == record.size() || record[i] == ';') {
-            fields.push_back(record.substr(start, i - start));
-            start = i + 1;
-        }
-    return fields;
-}
-
 // A measured test's samples against its points. Every points value is
 // compared exactly: the program works out each thread's points as
 // 10 x blocks / whole seconds and adds them in thread order, as
@@ -897,27 +846,27 @@ std::string CheckSamples(const TestEvidence& e, const char* test, std::string_vi
     const double points = PointsFromSamples(e.threads, e.millis);
     if (e.points != points)
         return path + ".points " + NumberText(e.points) + " are not what its samples give (" + NumberText(points) + ")";
-    if (recordPoints != RecordPoints(points))
-        return "its " + path + " points " + Shown(recordPoints) + " are not what its samples give (" +
-               RecordPoints(points) + ")";
+    if (!SamePoints(recordPoints, points))
+        return "its " + path + " points " + ShownText(recordPoints) + " are not what its samples give (" +
+               FormatPoints(points) + ")";
     return {};
 }
 
 // The record against the machine the document describes, and the machine
 // against the runs: a record relabelled to another processor, or runs of
 // another machine under its name, are no longer one document.
-std::string CheckMachine(const ResultDocument& d, const std::vector<std::string_view>& fields)
+std::string CheckMachine(const ResultDocument& d, const RecordView<char>& fields)
 {
     const ResultDocument::Machine& m = d.machine;
     const std::string maker = wxString(VendorShortName(m.vendor)).utf8_string();
     if (!maker.empty() && fields[FieldManufacturer] != maker)
-        return "its record names the maker " + Quoted(fields[FieldManufacturer]) + ", but its machine's vendor " +
-               Quoted(m.vendor) + " is " + maker;
+        return "its record names the maker " + QuotedText(fields[FieldManufacturer]) + ", but its machine's vendor " +
+               QuotedText(m.vendor) + " is " + maker;
     if (fields[FieldModel] != m.brand)
-        return "its record names the model " + Quoted(fields[FieldModel]) + ", but its machine's processor is " +
-               Quoted(m.brand);
+        return "its record names the model " + QuotedText(fields[FieldModel]) + ", but its machine's processor is " +
+               QuotedText(m.brand);
     if (fields[FieldLogicalProcessors] != std::to_string(m.logicalProcessors))
-        return "its record gives " + Quoted(fields[FieldLogicalProcessors]) + " logical processors, but its machine had " +
+        return "its record gives " + QuotedText(fields[FieldLogicalProcessors]) + " logical processors, but its machine had " +
                std::to_string(m.logicalProcessors);
     for (const TestEvidence* e : {&d.speed, &d.power})
         if (e->conditions.logicalProcessors != 0 && e->conditions.logicalProcessors != m.logicalProcessors)
@@ -935,8 +884,8 @@ std::string CheckTranscribed(const TestEvidence& e, const char* test, std::strin
         return "its speed test ran " + std::to_string(e.conditions.threads) + " threads, not one";
     if (e.conditions.threads == 0)
         return "its " + path + " test ran no threads";
-    if (recordPoints != RecordPoints(e.points))
-        return "its " + path + " points " + Shown(recordPoints) + " are not its evidence's (" + RecordPoints(e.points) +
+    if (!SamePoints(recordPoints, e.points))
+        return "its " + path + " points " + ShownText(recordPoints) + " are not its evidence's (" + FormatPoints(e.points) +
                ")";
     return {};
 }
@@ -1158,13 +1107,13 @@ std::string ReadResultDocument(std::string_view bytes, ResultDocument& document)
 std::string CheckResultDocument(const ResultDocument& d)
 {
     if (d.workCycle != WorkCycleIdentity)
-        return "it measured other work (" + Shown(d.workCycle) + "); its scores cannot be compared";
+        return "it measured other work (" + ShownText(d.workCycle) + "); its scores cannot be compared";
     const wxString record = wxString::FromUTF8(d.record.data(), d.record.size());
     const wxString why = RecordProblem(std::wstring_view(record.wc_str(), record.length()));
     if (!why.empty() || (record.empty() && !d.record.empty()))
         return "its record is not a results line (" + (why.empty() ? std::string("not UTF-8") : why.utf8_string()) +
                ")";
-    const std::vector<std::string_view> fields = Fields(d.record);
+    const RecordView<char> fields = SplitRecord(std::string_view(d.record));
     const std::string_view speed = fields[FieldSpeedPoints], power = fields[FieldPowerPoints];
     std::string problem = CheckMachine(d, fields);
     if (!problem.empty())

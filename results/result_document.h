@@ -108,8 +108,9 @@ std::string ReadResultDocument(std::string_view bytes, ResultDocument& document)
 /// else why not ("its speed points 9100 are not what its samples give
 /// (9000)", "it measured other work (tarnwick-cycle-0); its scores cannot be
 /// compared"). Each thread's points must be what its samples give, each
-/// test's points their sum, the record's points those, "%.0f"; one speed
-/// thread, and as many power threads as the power test ran. The record must
+/// test's points their sum, the record's points those made whole as
+/// FormatPoints makes them (compared as numbers: "9012.0" is 9012); one
+/// speed thread, and as many power threads as the power test ran. The record must
 /// name the machine the document describes: the maker its vendor names (any
 /// for another vendor), its brand as the model, its logical processors,
 /// which both tests ran on. A transcribed document has no samples to check;

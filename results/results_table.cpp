@@ -18,33 +18,36 @@ namespace {
 constexpr std::size_t WidthReserve = 201;  // terminator and 200 characters to spare
 
 
-double Score(const wchar_t* text)
+double Score(std::wstring_view field)
 {
-    const double value = ParseReal(text);
+    const double value = ReadNumber(field);
     return std::isnan(value) ? 0.0 : value;  // "nan" is no number for a ranking
 }
 
-// Fills the slots of one row. The speed (field 9) counts once the 10th
-// separator is seen, the power (field 10) once the 11th is; a row with
-// exactly eleven separators whose last field is "no" is not ranked.
+// Fills the slots of one row. A score counts once the ";" that ends its
+// field is seen: the speed (field 9) in a row of eleven fields, the power
+// (field 10) in one of twelve; a row of exactly twelve fields whose last is
+// "no" is not ranked.
 bool RankRow(const wchar_t* row, double index, RankedResult& speed, RankedResult& power)
 {
-    speed = {index, 0.0};
-    power = {index, 0.0};
-    int separators = 0;
-    const wchar_t* fieldStart[RecordFieldCount] = {row};
-    for (const wchar_t* c = row; *c != L'\0'; ++c) {
-        if (*c != L';')
-            continue;
-        ++separators;
-        if (separators < RecordFieldCount)
-            fieldStart[separators] = c + 1;
-        if (separators == 10)
-            speed.score = Score(fieldStart[9]);
-        else if (separators == 11)
-            power.score = Score(fieldStart[10]);
-    }
-    return !(separators == 11 && std::wcscmp(fieldStart[11], L"no") == 0);
+    const RecordView<wchar_t> record = SplitRecord(std::wstring_view(row));
+    speed = {index, record.count > FieldPowerPoints ? Score(record[FieldSpeedPoints]) : 0.0};
+    power = {index, record.count > FieldDisplay ? Score(record[FieldPowerPoints]) : 0.0};
+    // More than eleven ";" leave one in the last field, which is then never "no".
+    return !(record.count == RecordFieldCount && record[FieldDisplay] == L"no");
+}
+
+// The text of table row `index`, or null when there is no such row.
+const wchar_t* Row(std::uint32_t index)
+{
+    const bool exists = ResultLines && ResultLineWidth > 0 &&
+                        index < static_cast<std::uint32_t>(std::max(ResultLineCount, 0));
+    return exists ? ResultLines.get() + std::size_t{index} * std::size_t(ResultLineWidth) : nullptr;
+}
+
+std::size_t RowWidth()
+{
+    return ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
 }
 }  // namespace
 
@@ -122,53 +125,57 @@ bool LoadResultTable(std::size_t count, const LineSource& line)
     return true;
 }
 
-void SplitRow(const wchar_t* row)
+ResultRecord TableRecord(std::uint32_t index)
 {
-    const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
+    const wchar_t* row = Row(index);
+    return row != nullptr ? ReadRecord(row) : ResultRecord();
+}
+
+void ShowRecord(const ResultRecord& record, const wxString& title)
+{
+    const std::size_t width = RowWidth();
     if (!RecordTitle || width == 0)
         return;
     std::wmemset(RecordTitle.get(), L'\0', width);
     for (auto& field : RecordFields)
         if (field)
             std::wmemset(field.get(), L'\0', width);
-    if (row == nullptr)
-        return;
-
-    const wchar_t* start = row;
-    for (int f = 0; f < RecordFieldCount && start != nullptr; ++f) {
-        const wchar_t* end = f < RecordFieldCount - 1 ? std::wcschr(start, L';') : nullptr;
-        const std::size_t length = end != nullptr ? std::size_t(end - start) : std::wcslen(start);
-        CopyBounded(RecordFields[f].get(), width, start, length);
-        start = end != nullptr ? end + 1 : nullptr;
-    }
-
-    wxString title;
-    title << RecordFields[0].get() << wxS(" ") << RecordFields[1].get() << wxS(" @ ")
-          << RecordFields[2].get() << wxS(" MHz");
+    for (int f = 0; f < RecordFieldCount; ++f)
+        CopyBounded(RecordFields[f].get(), width, record.fields[f].wc_str(), record.fields[f].length());
     CopyBounded(RecordTitle.get(), width, title.wc_str(), title.length());
+}
+
+ResultRecord CurrentRecord()
+{
+    ResultRecord record;
+    record.count = RecordFieldCount;
+    for (int f = 0; f < RecordFieldCount; ++f)
+        if (RecordFields[f])
+            record.fields[f] = RecordFields[f].get();
+    return record;
+}
+
+void SplitRow(const wchar_t* row)
+{
+    if (row == nullptr) {
+        ShowRecord(ResultRecord(), wxString());
+        return;
+    }
+    const ResultRecord record = ReadRecord(row);
+    ShowRecord(record, TitleOf(record));
 }
 
 void SplitResultRecord(std::uint32_t index)
 {
-    const bool exists = ResultLines && ResultLineWidth > 0 &&
-                        index < static_cast<std::uint32_t>(std::max(ResultLineCount, 0));
-    SplitRow(exists ? ResultLines.get() + std::size_t{index} * std::size_t(ResultLineWidth) : nullptr);
+    SplitRow(Row(index));
 }
 
-void SetRecordField(int field, const wxString& text)
+void SetRecordField(RecordField field, const wxString& text)
 {
-    const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
-    CopyBounded(RecordFields[field].get(), width, text.wc_str(), text.length());
+    CopyBounded(RecordFields[field].get(), RowWidth(), text.wc_str(), text.length());
 }
 
 wxString JoinRecordFields()
 {
-    wxString line;
-    for (int f = 0; f < RecordFieldCount; ++f) {
-        if (f > 0)
-            line << wxS(";");
-        if (RecordFields[f])
-            line << RecordFields[f].get();
-    }
-    return line;
+    return JoinRecord(CurrentRecord());
 }

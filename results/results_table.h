@@ -2,6 +2,8 @@
 // speed and power rankings.
 #pragma once
 
+#include "results/record.h"
+
 #include <wx/string.h>
 
 #include <cstddef>
@@ -22,15 +24,19 @@ std::uint64_t ResultTableBytes(std::size_t count, std::size_t longest);
 /// or would take more than MemoryBound().
 bool LoadResultTable(std::size_t count, const LineSource& line);
 
-/// The twelve fields of a record, in file order.
-enum RecordField {
-    FieldManufacturer, FieldModel, FieldRatedFrequency, FieldMaximumFrequency, FieldProcessors, FieldCores,
-    FieldLogicalProcessors, FieldOperatingSystem, FieldOsVersion, FieldSpeedPoints, FieldPowerPoints, FieldDisplay
-};
+/// The record of table row `index`; an empty one (no fields) for a row
+/// that does not exist.
+ResultRecord TableRecord(std::uint32_t index);
 
-/// Fills RecordTitle ("manufacturer model @ rated MHz") and the twelve
-/// RecordFields from `row`; everything after the eleventh ";" is the last
-/// field. A null row gives empty fields and an empty title.
+/// Puts `record` into the twelve RecordFields and `title` into RecordTitle,
+/// each cut to the row width.
+void ShowRecord(const ResultRecord& record, const wxString& title);
+
+/// The record the twelve RecordFields hold.
+ResultRecord CurrentRecord();
+
+/// Shows the record of `row` (ShowRecord, titled TitleOf). A null row gives
+/// empty fields and an empty title.
 void SplitRow(const wchar_t* row);
 
 /// SplitRow of table row `index`; a row that does not exist gives empty
@@ -38,9 +44,9 @@ void SplitRow(const wchar_t* row);
 void SplitResultRecord(std::uint32_t index);
 
 /// Puts `text` into one record buffer, cut to the row width.
-void SetRecordField(int field, const wxString& text);
+void SetRecordField(RecordField field, const wxString& text);
 
-/// The line the table's record buffers make: the twelve fields joined by ";".
+/// The line the table's record buffers make (JoinRecord of CurrentRecord).
 wxString JoinRecordFields();
 
 /// Copies at most width - 1 characters of `text` into `buffer` and ends it.

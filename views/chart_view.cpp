@@ -2,6 +2,7 @@
 
 #include "core/state.h"
 #include "bench/evidence.h"
+#include "results/record.h"
 #include "results/results_table.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ struct Chart {
 
 wxString Points(double value)
 {
-    return wxString::Format(wxS("%.0f"), value);
+    return PointsText(value);
 }
 
 wxString Unsigned(std::uint32_t value)
@@ -70,7 +71,7 @@ void SplitChartRow(const wchar_t* row)
 {
     SplitRow(row);
     const std::size_t width = ResultLineWidth > 0 ? static_cast<std::size_t>(ResultLineWidth) : 0;
-    for (int field : {FieldManufacturer, FieldModel, FieldRatedFrequency, FieldSpeedPoints, FieldPowerPoints})
+    for (const RecordField field : {FieldManufacturer, FieldModel, FieldRatedFrequency, FieldSpeedPoints, FieldPowerPoints})
         if (RecordFields[field])
             std::wmemset(RecordFields[field].get(), L'\0', width);
 }

@@ -2,6 +2,7 @@
 
 #include "core/numbers.h"
 #include "core/state.h"
+#include "results/record.h"
 #include "results/results_table.h"
 #include "views/html.h"
 
@@ -535,27 +536,24 @@ ReportRecord DocumentReportRecord(const ResultDocument& d, const std::string& ho
 
 std::vector<ReportRecord> TableReportRecords()
 {
-    const auto field = [](int f) {
-        return RecordFields[f] ? wxString(RecordFields[f].get()).utf8_string() : std::string();
-    };
     std::vector<ReportRecord> records;
     for (std::int32_t k = 0; k < RankedCount && SpeedRanking; ++k) {
         const double line = SpeedRanking[k].line;
         if (!(line >= 0.0) || line >= ResultLineCount)
             continue;
-        SplitResultRecord(static_cast<std::uint32_t>(line));
-        if (field(FieldDisplay) != "yes")
+        const ResultRecord record = TableRecord(static_cast<std::uint32_t>(line));
+        if (record[FieldDisplay] != wxS("yes"))
             continue;
         ReportRecord r;
-        r.name = wxString(RecordTitle.get()).utf8_string();
+        r.name = TitleOf(record).utf8_string();
         // A field that is no finite number ("nan", "inf") ranks as none.
-        const auto points = [](int f) {
-            const double value = ParseReal(RecordFields[f].get());
+        const auto points = [&](RecordField f) {
+            const double value = ReadNumber(record[f]);
             return std::isfinite(value) ? value : 0.0;
         };
         r.speed = points(FieldSpeedPoints);
         r.power = points(FieldPowerPoints);
-        r.line = JoinRecordFields().utf8_string();
+        r.line = JoinRecord(record).utf8_string();
         records.push_back(std::move(r));
     }
     return records;

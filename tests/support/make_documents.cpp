@@ -4,8 +4,9 @@
 // --slow makes the last host 20 % slower than the others (flagged "slow"),
 // --hostile names the first host and its processor with markup, --heat gives
 // the second host a heat test. Prints nothing; exit 2 on a wrong command line.
-#include "fleet_documents.h"
+#include "document_builder.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>

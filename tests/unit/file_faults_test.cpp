@@ -46,10 +46,15 @@ protected:
     void Fill(const std::string& model)
     {
         EnsureRecordBuffers();
-        const std::wstring fields[RecordFieldCount] = {L"AMD", wxString::FromUTF8(model).ToStdWstring(), L"", L"",
-                                                      L"", L"", L"2", L"Linux", L"", L"1", L"2", L"yes"};
-        for (int f = 0; f < RecordFieldCount; ++f)
-            SetRecordField(f, fields[f]);
+        ResultRecord record;
+        record[FieldManufacturer] = wxS("AMD");
+        record[FieldModel] = wxString::FromUTF8(model);
+        record[FieldLogicalProcessors] = wxS("2");
+        record[FieldOperatingSystem] = wxS("Linux");
+        record[FieldSpeedPoints] = wxS("1");
+        record[FieldPowerPoints] = wxS("2");
+        record[FieldDisplay] = wxS("yes");
+        ShowRecord(record, TitleOf(record));
     }
     int Append(const std::string& model)
     {

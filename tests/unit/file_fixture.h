@@ -7,6 +7,7 @@
 #include "config/paths.h"
 #include "unprivileged.h"
 #include "saved_state.h"
+#include "../support/document_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -104,9 +105,3 @@ protected:
     std::vector<std::pair<std::string, std::string>> messages;
 };
 
-/// A results line with twelve fields.
-inline std::string Record(const std::string& maker, const std::string& model, const std::string& speed,
-                          const std::string& power, const std::string& display = "yes")
-{
-    return maker + ";" + model + ";3000;3500;1;4;8;Linux;6.1;" + speed + ";" + power + ";" + display;
-}

@@ -3,7 +3,7 @@
 // read back by the program's own routines.
 #include "results/fleet.h"
 #include "results/merge.h"
-#include "document_builder.h"
+#include "../support/document_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -100,10 +100,10 @@ TEST(Fleet, SlowNeedsFarInZScoresAndPercentAndThreeOthers)
     const FleetOutcome outcome = CompareFleet(sources);
     const FleetHost& slow = Host(outcome, "slow");
     ASSERT_EQ(slow.Flags(), std::vector<FleetFlag>{FleetFlag::Slow});
-    EXPECT_EQ(slow.reasons[0].text.rfind("speed " + PointsField(slow.speed) + " points, 11.", 0), 0u)
+    EXPECT_EQ(slow.reasons[0].text.rfind("speed " + FormatPoints(slow.speed) + " points, 11.", 0), 0u)
         << slow.reasons[0].text;
     // The others' median is n1's score (880, 898, 900, 902, 905 blocks).
-    EXPECT_NE(slow.reasons[0].text.find("% below the median " + PointsField(Host(outcome, "n1").speed) +
+    EXPECT_NE(slow.reasons[0].text.find("% below the median " + FormatPoints(Host(outcome, "n1").speed) +
                                         " of the 5 other hosts of its processor"),
               std::string::npos)
         << slow.reasons[0].text;
@@ -192,7 +192,7 @@ TEST(Fleet, ConditionsAndTheHeatTestGiveTheirFlags)
             e->points = PointsFromSamples(e->threads, e->millis);
             CompleteEvidence(*e);
         }
-        d->record = DocumentRecord("AMD EPYC", PointsField(d->speed.points), PointsField(d->power.points), 2);
+        d->record = DocumentRecord("AMD EPYC", FormatPoints(d->speed.points), FormatPoints(d->power.points), 2);
         sources.push_back(Source(d->host.name + ".json", *d));
     }
     const FleetOutcome outcome = CompareFleet(sources);
@@ -214,7 +214,7 @@ TEST(Fleet, TooShortToJudgeIsUnsteady)
 {
     ResultDocument d = Document("AMD EPYC", 900, 880, 2, 2);
     d.speed = Evidence("speed", 2000, {Samples(2, 900)}, 2);
-    d.record = DocumentRecord("AMD EPYC", PointsField(d.speed.points), PointsField(d.power.points), 2);
+    d.record = DocumentRecord("AMD EPYC", FormatPoints(d.speed.points), FormatPoints(d.power.points), 2);
     d.host.name = "short";
     const FleetOutcome outcome = CompareFleet({Source("short.json", d)});
     ASSERT_TRUE(outcome.refused.empty()) << outcome.refused.front().reason;
@@ -287,8 +287,8 @@ TEST(Fleet, TheTableHoldsTheSteadyHostsEachNamed)
                                                Source("c.json", shaky)});
     const std::vector<std::string> lines = FleetRecords(outcome);
     ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], DocumentRecord("AMD EPYC [web-01]", PointsField(Host(outcome, "web-01").speed),
-                                       PointsField(Host(outcome, "web-01").power), 2));
+    EXPECT_EQ(lines[0], DocumentRecord("AMD EPYC [web-01]", FormatPoints(Host(outcome, "web-01").speed),
+                                       FormatPoints(Host(outcome, "web-01").power), 2));
     EXPECT_NE(lines[1].find(";AMD EPYC [web <02>];"), std::string::npos);
     for (const std::string& line : lines)
         EXPECT_TRUE(RecordProblem(wxString::FromUTF8(line).ToStdWstring()).empty()) << line;
@@ -358,3 +358,13 @@ TEST(HostDocuments, HostHeatAndRepeatsAreReadBackAndChecked)
 }
 
 }  // namespace
+
+TEST(FleetRecordOf, PutsTheHostAfterTheModelAndLeavesEveryOtherByteAsItWas)
+{
+    EXPECT_EQ(FleetRecordOf("AMD;EPYC;2596;;1;2;2;Linux;Debian 12;1;2;yes", "web;01"),
+              "AMD;EPYC [web,01];2596;;1;2;2;Linux;Debian 12;1;2;yes");
+    EXPECT_EQ(FleetRecordOf(";;;;;;;;;1;2;yes;more", "h"), "; [h];;;;;;;;1;2;yes;more");
+    EXPECT_EQ(FleetRecordOf("A;B;C", "h"), "A;B [h];C");
+    EXPECT_EQ(FleetRecordOf("A;B", "h"), "");
+    EXPECT_EQ(FleetRecordOf("", "h"), "");
+}

@@ -134,12 +134,8 @@ protected:
             _exit(1);
         for (int save = 0, k = ResultLineCount;; ++save, ++k) {
             const std::string line = Numbered(k);
-            std::size_t start = 0;
-            for (int f = 0; f < RecordFieldCount; ++f) {
-                const std::size_t end = f + 1 < RecordFieldCount ? line.find(';', start) : line.size();
-                SetRecordField(f, wxString::FromUTF8(line.substr(start, end - start)));
-                start = end + 1;
-            }
+            const ResultRecord record = ReadRecord(wxString::FromUTF8(line).ToStdWstring());
+            ShowRecord(record, TitleOf(record));
             BackupPending = 1;
             Counting = save >= 1;
             Moment = 0;
@@ -227,8 +223,9 @@ TEST_F(KilledWriters, NeverTearTheTableOrItsBackupAndLeaveNothingBehind)
     // The next writer, not killed.
     ASSERT_EQ(AccessResultsFile(ResultsOpLoad), 0);
     ASSERT_EQ(ResultLineCount, records);
-    for (int f = 0; f < RecordFieldCount; ++f)
-        SetRecordField(f, wxS("x"));
+    ResultRecord x;
+    x.fields.fill(wxS("x"));
+    ShowRecord(x, TitleOf(x));
     ASSERT_EQ(AccessResultsFile(ResultsOpAppend), 0);
     std::printf("%d kills at %zu of the %d moments of a save: %d cutting a save short; %d records saved, %d torn "
                 "tables, %d torn backups, %d temporary files left by killed writers, %d after the next save\n",

@@ -1,6 +1,6 @@
 // Adding other results files to the table: which lines are records, which
 // the table holds already, and what reaches the file.
-#include "document_builder.h"
+#include "../support/document_builder.h"
 #include "file_fixture.h"
 #include "results/merge.h"
 #include "files/encoding.h"
@@ -99,7 +99,7 @@ TEST_F(Merge, NewLinesAreAppendedInTheOrderReadAfterOneBackup)
     EXPECT_EQ(o.added, 2u);
     EXPECT_EQ(o.present, 1u);
     EXPECT_TRUE(o.refused.empty());
-    EXPECT_TRUE(o.written);
+    EXPECT_TRUE(o.Written());
     EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + Line("New1") + "\n" + Line("New2") + "\n");
     EXPECT_EQ(Read("cpu_result.bak"), Line("Old") + "\n");
 }
@@ -141,7 +141,7 @@ TEST_F(Merge, NothingNewWritesNothingAndMakesNoBackup)
     EXPECT_EQ(o.status, 0);
     EXPECT_EQ(o.added, 0u);
     EXPECT_EQ(o.present, 1u);
-    EXPECT_FALSE(o.written);
+    EXPECT_FALSE(o.Written());
     EXPECT_FALSE(Exists("cpu_result.bak"));
     EXPECT_EQ(fs::last_write_time(dir / "cpu_results.csv"), before);
 }
@@ -225,9 +225,9 @@ TEST_F(Merge, AReadOnlyTableIsLeftAsItWasWithTheReason)
         std::ofstream(own / "cpu_results.csv") << before;
         ::chmod((own / "cpu_results.csv").c_str(), 0444);
         const MergeOutcome o = Merge1(Line("New") + "\n");
-        if (o.status != 2 || o.written || o.added != 0)
+        if (o.status != 2 || o.Written() || o.added != 0)
             return "merging into a read-only table gave status " + std::to_string(o.status) + ", written " +
-                   std::to_string(o.written) + ", added " + std::to_string(o.added);
+                   std::to_string(o.Written()) + ", added " + std::to_string(o.added);
         if (messages.size() != 1 || messages[0].first.find("Permission denied") == std::string::npos)
             return std::to_string(messages.size()) + " messages, the first \"" +
                    (messages.empty() ? std::string() : messages[0].first) + "\"";
@@ -307,7 +307,7 @@ std::string DocumentText(const ResultDocument& document)
 std::string Refusals(const MergeOutcome& outcome)
 {
     std::string text;
-    for (const RefusedLine& refused : outcome.refused)
+    for (const MergeNote& refused : outcome.refused)
         text += refused.source.utf8_string() + ":" + std::to_string(refused.line) + ": " +
                 refused.reason.utf8_string() + "\n";
     return text;
@@ -316,7 +316,7 @@ std::string Refusals(const MergeOutcome& outcome)
 std::string Findings(const MergeOutcome& outcome)
 {
     std::string text;
-    for (const ImplausibleRecord& record : outcome.implausible)
+    for (const MergeNote& record : outcome.implausible)
         text += record.source.utf8_string() + ":" + std::to_string(record.line) + ": " +
                 record.reason.utf8_string() + "\n";
     return text;
@@ -333,7 +333,7 @@ TEST_F(Merge, AResultDocumentAddsItsRecordLine)
     EXPECT_EQ(o.added, 1u);
     EXPECT_EQ(Refusals(o), "");
     EXPECT_EQ(Findings(o), "");
-    EXPECT_TRUE(o.written);
+    EXPECT_TRUE(o.Written());
     EXPECT_EQ(Read("cpu_results.csv"), Line("Old") + "\n" + document.record + "\n");
 
     // Again, and as a line of a results file: the same record, present.
@@ -342,7 +342,7 @@ TEST_F(Merge, AResultDocumentAddsItsRecordLine)
     EXPECT_EQ(again.documents, 1u);
     EXPECT_EQ(again.added, 0u);
     EXPECT_EQ(again.present, 2u);
-    EXPECT_FALSE(again.written);
+    EXPECT_FALSE(again.Written());
 }
 
 TEST_F(Merge, AResultDocumentJoinsALatin1TableInItsEncoding)
@@ -379,7 +379,7 @@ TEST_F(Merge, TamperedDocumentsAreRefusedWholeAndTheTableIsUnchanged)
         EXPECT_EQ(o.status, 0);
         EXPECT_EQ(Refusals(o), "bad.json:0: " + reason + "\n");
         EXPECT_EQ(o.documents + o.added + o.present, 0u);
-        EXPECT_FALSE(o.written);
+        EXPECT_FALSE(o.Written());
         EXPECT_EQ(Read("cpu_results.csv"), table);
         EXPECT_FALSE(Exists("cpu_result.bak"));
     }
@@ -414,7 +414,7 @@ TEST_F(Merge, BadDocumentsAreRefusedWithAReasonAndNothingIsWritten)
         EXPECT_EQ(o.refused[0].line, 0u);
         EXPECT_EQ(o.refused[0].reason.utf8_string().substr(0, reason.size()), reason);
         EXPECT_EQ(o.added, 0u);
-        EXPECT_FALSE(o.written);
+        EXPECT_FALSE(o.Written());
         EXPECT_EQ(Read("cpu_results.csv"), table);
     }
     // A JSON array is no document: its one line is refused as a record.
@@ -537,15 +537,15 @@ TEST_F(Merge, PlausibilityCountsTheProcessorsTheMachineHadNotTheThreadsItRan)
     const MergeOutcome o = Merge1(DocumentText(many), "many.json");
     EXPECT_EQ(Refusals(o), "");
     EXPECT_EQ(o.added, 1u);
-    EXPECT_EQ(Findings(o), "many.json:0: its power points (" + PointsField(many.power.points) +
+    EXPECT_EQ(Findings(o), "many.json:0: its power points (" + FormatPoints(many.power.points) +
                                ") are more than 1.5 x 2 logical processors x its speed points (" +
-                               PointsField(many.speed.points) + ")\n");
+                               FormatPoints(many.speed.points) + ")\n");
     // The same record as a line of a table says the same.
     Write("cpu_results.csv", "");
     const MergeOutcome line = Merge1(many.record + "\n", "lines.csv");
-    EXPECT_EQ(Findings(line), "lines.csv:1: its power points (" + PointsField(many.power.points) +
+    EXPECT_EQ(Findings(line), "lines.csv:1: its power points (" + FormatPoints(many.power.points) +
                                   ") are more than 1.5 x 2 logical processors x its speed points (" +
-                                  PointsField(many.speed.points) + ")\n");
+                                  FormatPoints(many.speed.points) + ")\n");
 }
 
 TEST_F(Merge, AnOutlierAmongFourRecordsOfItsModelIsReported)

@@ -2,8 +2,8 @@
 // charts ranked with the documents' records highlighted, the fleet, each
 // document's evidence, and the heat curves documents carry.
 #include "../support/html_check.h"
+#include "../support/document_builder.h"
 #include "core/version.h"
-#include "document_builder.h"
 #include "results/fleet.h"
 #include "views/html.h"
 #include "views/report_page.h"

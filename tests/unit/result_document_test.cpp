@@ -1,7 +1,7 @@
 // Result documents: written, read back, checked against their samples, and
 // refused with a reason when they are not what they claim.
+#include "../support/document_builder.h"
 #include "core/version.h"
-#include "document_builder.h"
 #include "files/encoding.h"
 #include "results/result_document.h"
 
@@ -167,7 +167,7 @@ TEST(ResultDocument, PointsThatAreNotWholeAreWrittenExactly)
     // Three seconds: 10 x 2,704 / 3 points, which no decimal text holds.
     ResultDocument d = Document();
     d.speed = Evidence("speed", 3000, {Samples(3, 900, 1)});
-    d.record = DocumentRecord(d.machine.brand, PointsField(d.speed.points), PointsField(d.power.points));
+    d.record = DocumentRecord(d.machine.brand, FormatPoints(d.speed.points), FormatPoints(d.power.points));
     const std::string text = WriteResultDocument(d);
     const Json j = Json::parse(text);
     EXPECT_EQ(j["speed"]["points"].dump(), "9013.333333333334");
@@ -317,6 +317,30 @@ TEST(ResultDocument, EveryEditOfItsSamplesOrPointsIsFound)
                 edited[test]["threads"][k]["perSecond"][s] = edited[test]["threads"][k]["perSecond"][s].get<int>() + 1;
                 EXPECT_NE(Refusal(edited.dump()), "") << test << " " << k << " " << s;
             }
+}
+
+TEST(ResultDocument, TheRecordsPointsAreComparedAsNumbers)
+{
+    const ResultDocument d = Document();
+    ASSERT_EQ(FormatPoints(d.speed.points), "9012");
+    const auto refusal = [&](const std::string& speed) {
+        return Refusal(EditedText(d, [&](Json& j) {
+            j["record"] = DocumentRecord("Ryzen 7 5800X", speed, FormatPoints(d.power.points));
+        }));
+    };
+    for (const char* same : {"9012", "9012.0", "+9012", "9.012e3", "09012"})
+        EXPECT_EQ(refusal(same), "") << same;
+    EXPECT_EQ(refusal("9012.5"), "its speed points 9012.5 are not what its samples give (9012)");
+    EXPECT_EQ(refusal("9013"), "its speed points 9013 are not what its samples give (9012)");
+    EXPECT_EQ(refusal("1e308"), "its speed points 1e308 are not what its samples give (9012)");
+    EXPECT_EQ(refusal(std::string(300, '9')),
+              "its speed points " + std::string(24, '9') + "... are not what its samples give (9012)");
+
+    ResultDocument t = TranscribedDocument(9000.4, 35000);
+    t.record = DocumentRecord("Old model", "9000.0", "35000");
+    EXPECT_EQ(Refusal(WriteResultDocument(t)), "");
+    t.record = DocumentRecord("Old model", "9000.4", "35000");
+    EXPECT_EQ(Refusal(WriteResultDocument(t)), "its speed points 9000.4 are not its evidence's (9000)");
 }
 
 TEST(ResultDocument, TheSummaryIsWorkedOutFromTheSamplesNotTakenFromTheText)
@@ -481,8 +505,8 @@ TEST(ResultDocument, UnknownConditionsAndOneSecondRunsCannotClaimSteady)
     // A run of one second: its one sample has no spread to judge.
     ResultDocument shortRun = Document();
     shortRun.speed = Evidence("speed", 1000, {Samples(1, 900)});
-    shortRun.record = DocumentRecord(shortRun.machine.brand, PointsField(shortRun.speed.points),
-                                     PointsField(shortRun.power.points));
+    shortRun.record = DocumentRecord(shortRun.machine.brand, FormatPoints(shortRun.speed.points),
+                                     FormatPoints(shortRun.power.points));
     EXPECT_FALSE(shortRun.speed.verdict.steady);
     EXPECT_EQ(Refusal(WriteResultDocument(shortRun)), "");  // a document, but no steady one
     EXPECT_EQ(Refusal(EditedText(shortRun, [](Json& j) { j["speed"]["verdict"]["steady"] = true; })),
