@@ -91,13 +91,13 @@ std::string PadLeft(std::string text, std::size_t width)
 
 int RunLength(const Options& options)
 {
-    return options.seconds > 0 ? static_cast<int>(options.seconds) : 10;
+    return options.seconds ? static_cast<int>(*options.seconds) : 10;
 }
 
 std::string Length(const Options& options)
 {
-    if (options.seconds > 0)
-        return "run shortened to " + std::to_string(options.seconds) + " s; points normalised to the full test";
+    if (options.seconds)
+        return "run shortened to " + std::to_string(*options.seconds) + " s; points normalised to the full test";
     return "10 s";
 }
 
@@ -117,13 +117,20 @@ void AddEvidenceLines(Report& report, const TestEvidence& evidence)
 }
 
 
+int WantedRuns(const Options& options)
+{
+    if (!options.repeat)
+        return 1;
+    return options.repeat->automatic ? 0 : static_cast<int>(options.repeat->runs);
+}
+
 // The runs --repeat asks for: N, or three and more while they differ by more
 // than 3.5 %, at most six.
 std::vector<TestRun> RunRepeated(const Options& options, const std::function<TestRun()>& runOnce, double& spread)
 {
     std::vector<TestRun> runs;
     std::vector<double> points;
-    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    const int wanted = WantedRuns(options);
     do {
         runs.push_back(runOnce());
         points.push_back(runs.back().points);
@@ -141,7 +148,7 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
     bool unsteady = false;
     for (const TestRun& run : runs)
         unsteady = unsteady || !run.evidence.verdict.steady;
-    if (options.repeat == 0) {
+    if (!options.repeat) {
         report.Json() = runs.front().json;
         AddProvenance(report);
         report["evidence"] = EvidenceToJson(runs.front().evidence);
@@ -168,12 +175,12 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
         report["median"] = WholeNumber(median);
         report["spread"] = std::round(spread * 100.0) / 100.0;
         report["seconds"] = RunLength(options);
-        report["shortened"] = options.seconds > 0;
+        report["shortened"] = options.seconds.has_value();
         AddProvenance(report);
         std::string summary = std::string(title) + ": median " + Points(median) + " points of " +
                               std::to_string(runs.size()) + " runs, spread between runs " +
                               FormatFixed(spread, 1) + " %";
-        if (options.repeat == RepeatAuto && RunsDiffer(spread)) {
+        if (options.repeat->automatic && RunsDiffer(spread)) {
             summary += " (still above 3.5 % after six runs)";
             unsteady = true;
         }
@@ -216,9 +223,9 @@ bool OpenOutputs(const std::vector<NamedOutput>& outputs)
 {
     std::vector<KeptFile> kept = ProgramFiles();
     for (const NamedOutput& output : outputs) {
-        if (output.path.empty())
+        if (!output.path)
             continue;
-        if (const OutputFailure failure = output.file.Open(output.path, kept)) {
+        if (const OutputFailure failure = output.file.Open(*output.path, kept)) {
             TellOutputProblem(failure);
             return false;
         }
@@ -249,12 +256,14 @@ void HintAfterRefusal()
 void ApplyPowerOptions(const Options& options)
 {
     PowerTestMillis = RunLength(options) * 1000;
-    if (options.threads >= 0)
-        ThreadCount = static_cast<std::uint32_t>(options.threads);
-    if (options.htt >= 0)
-        HttOption = static_cast<std::uint32_t>(options.htt);
-    if (options.httOffResult >= 0)
-        HttOffResult = static_cast<std::uint32_t>(options.httOffResult);
+    if (options.threads)
+        ThreadCount = static_cast<std::uint32_t>(*options.threads);
+    if (options.htt)
+        HttOption = 1;
+    if (options.noHtt)
+        HttOption = 0;
+    if (options.httOffResult)
+        HttOffResult = static_cast<std::uint32_t>(*options.httOffResult);
 }
 
 void MeasurePower(const Options& options)

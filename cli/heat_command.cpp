@@ -288,14 +288,12 @@ HeatEvidence HeatEvidenceOfRun(double took)
     return heat;
 }
 
-int RunHeat(const Options& given)
+int RunHeat(const Options& options)
 {
-    Options options = given;
     // A shortened run stands for one minute unless told otherwise.
-    if (options.minutes < 0)
-        options.minutes = 1;
-    HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
-                                         : static_cast<std::int32_t>(options.minutes * 60000);
+    const long minutes = options.minutes.value_or(1);
+    HeatTestMillis = options.seconds ? static_cast<std::int32_t>(*options.seconds * 1000)
+                                     : static_cast<std::int32_t>(minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
     std::string problem;
     if (!TakeHeatFaultFromEnvironment(problem, ThreadCount)) {
@@ -307,7 +305,8 @@ int RunHeat(const Options& given)
     OutputFile logFile, plot;
     if (!OpenOutputs({{"--log", options.log, logFile}, {"--plot", options.plot, plot}}))
         return 1;
-    HeatLog log(logFile, options.log);
+    const wxString logPath = options.log.value_or(wxString());
+    HeatLog log(logFile, logPath);
     StartHeatReadings();
     log.Line(HeatLogHeader(HeatSensorNames()) + ",passes per second,errors");
     if (log.Failed())
@@ -319,7 +318,7 @@ int RunHeat(const Options& given)
         return 1;
     }
     const bool logged = log.Close();
-    if (!options.plot.empty() && !WritePlot(plot, options.plot))
+    if (options.plot && !WritePlot(plot, *options.plot))
         return 1;
     if (!logged)
         return 1;
@@ -336,8 +335,8 @@ int RunHeat(const Options& given)
     report["throttled"] = HeatReadings.Throttled();
     report["work"] = WorkJson(HeatWork);
     report.Line("Heat test: " + std::to_string(ThreadCount) + " workers busy for " + Points(took) + " s (" +
-                (options.seconds > 0 ? "run shortened to " + std::to_string(options.seconds) + " s"
-                                     : std::to_string(options.minutes) + " min") +
+                (options.seconds ? "run shortened to " + std::to_string(*options.seconds) + " s"
+                                 : std::to_string(minutes) + " min") +
                 "); " + SensorSummary());
     report.Line("Work: " + WorkSummary(HeatWork));
     for (const std::string& line : ErrorLines(HeatWork))

@@ -26,7 +26,7 @@ int RunPower(const Options& options)
         run.json["perThread"] = WholeNumber(AverageThreadPoints);
         run.json["httEfficiency"] = WholeNumber(HttEfficiency);
         run.json["seconds"] = RunLength(options);
-        run.json["shortened"] = options.seconds > 0;
+        run.json["shortened"] = options.seconds.has_value();
         run.lines.push_back("Power test: " + Points(LastPowerPoints) + " points with " + std::to_string(ThreadCount) +
                             " threads (" + Length(options) + ")");
         const char* reference = HttOption == 0      ? "the per-thread average"

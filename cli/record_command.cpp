@@ -234,7 +234,7 @@ int RunRecord(const Options& options)
     SpeedTestMillis = RunLength(options) * 1000;
     ApplyPowerOptions(options);
     std::string heatProblem;
-    if (options.heatMinutes > 0 && !TakeHeatFaultFromEnvironment(heatProblem, CpuCount)) {
+    if (options.heatMinutes.value_or(0) > 0 && !TakeHeatFaultFromEnvironment(heatProblem, CpuCount)) {
         std::fprintf(stderr, "tarnwick-cli: %s\n", heatProblem.c_str());
         return 1;
     }
@@ -251,7 +251,7 @@ int RunRecord(const Options& options)
     };
     std::vector<Run> runs;
     std::vector<double> speeds, powers;
-    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    const int wanted = WantedRuns(options);
     do {
         {
             Progress progress(ShowProgress(options), RunLength(options), "speed test");
@@ -263,7 +263,7 @@ int RunRecord(const Options& options)
         powers.push_back(LastPowerPoints);
     } while (WantsAnotherRun(wanted, speeds) || (wanted == 0 && WantsAnotherRun(0, powers)));
     DocumentExtras extras;
-    extras.host = options.host;
+    extras.host = options.host.value_or(std::string());
     if (runs.size() > 1) {
         const double speedMedian = Median(speeds), powerMedian = Median(powers);
         const auto distance = [&](const Run& run) {
@@ -288,11 +288,11 @@ int RunRecord(const Options& options)
     const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
     // The heat test after both: every processor busy, as the heat command runs it.
     bool heatFailed = false;
-    if (options.heatMinutes > 0) {
+    if (options.heatMinutes.value_or(0) > 0) {
         const std::uint32_t powerThreads = ThreadCount;
         ThreadCount = CpuCount;
-        HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
-                                             : static_cast<std::int32_t>(options.heatMinutes * 60000);
+        HeatTestMillis = options.seconds ? static_cast<std::int32_t>(*options.seconds * 1000)
+                                         : static_cast<std::int32_t>(*options.heatMinutes * 60000);
         StartHeatReadings();
         double took = 0.0;
         // A heat test that could not run leaves the record and its document
@@ -309,7 +309,7 @@ int RunRecord(const Options& options)
     Report report(options.json);
     report["line"] = ShownUtf8(line);
     report["appended"] = false;
-    report["shortened"] = options.seconds > 0;
+    report["shortened"] = options.seconds.has_value();
     report["saved"] = nullptr;
     AddProvenance(report);
     report["speed"] = EvidenceToJson(LastSpeedEvidence);
@@ -335,12 +335,13 @@ int RunRecord(const Options& options)
     report.Line(Utf8(line));
     std::FILE* const out = saved.ToStandardOutput() ? stderr : stdout;
 
-    if (!options.save.empty()) {
+    if (options.save) {
+        const wxString& save = *options.save;
         std::string problem;
         const std::string document = SavedDocument(line, extras, problem);
         if (document.empty()) {
             std::fprintf(stderr, "tarnwick-cli: no result document was written to %s: %s\n",
-                         Utf8(AbsolutePath(options.save)).c_str(), problem.c_str());
+                         Utf8(AbsolutePath(save)).c_str(), problem.c_str());
             report.Print(out);
             return 1;
         }
@@ -348,11 +349,11 @@ int RunRecord(const Options& options)
         if (error == 0)
             error = saved.Finish();
         if (error != 0) {
-            TellOutputProblem(options.save, error);
+            TellOutputProblem(save, error);
             report.Print(out);
             return 1;
         }
-        report["saved"] = options.save == wxS("-") ? std::string("-") : ShownUtf8(AbsolutePath(options.save));
+        report["saved"] = save == wxS("-") ? std::string("-") : ShownUtf8(AbsolutePath(save));
     }
     if (options.append && options.strict && unsteady) {
         report.Print(out);

@@ -23,8 +23,8 @@ int RunResults(const Options& options)
     if (!LoadResults())
         return 1;
     Report report(options.json);
-    if (options.searching) {
-        SetSearchText(options.search);
+    if (options.search) {
+        SetSearchText(*options.search);
         FindResults();
         report["search"] = ShownUtf8(SearchText.get());
         report["hits"] = nlohmann::ordered_json::array();

@@ -22,7 +22,7 @@ int RunSpeed(const Options& options)
         run.json["test"] = "speed";
         run.json["points"] = WholeNumber(LastSpeedPoints);
         run.json["seconds"] = RunLength(options);
-        run.json["shortened"] = options.seconds > 0;
+        run.json["shortened"] = options.seconds.has_value();
         run.lines.push_back("Speed test: " + Points(LastSpeedPoints) + " points (" + Length(options) + ")");
         return run;
     }, spread);
