@@ -368,6 +368,16 @@ std::optional<long> ReadWholeNumber(const wxString& text)
     return negative ? static_cast<long>(0UL - magnitude) : static_cast<long>(magnitude);
 }
 
+// The number of runs --repeat gives: a whole number, white space before it
+// taken as it always was.
+std::optional<long> ReadRuns(const wxString& text)
+{
+    std::size_t from = 0;
+    while (from < text.length() && (text[from] == ' ' || (text[from] >= '\t' && text[from] <= '\r')))
+        ++from;
+    return ReadWholeNumber(text.Mid(from));
+}
+
 bool InRange(const CliOption& option, const std::optional<long>& number)
 {
     return number && *number >= option.minimum && *number <= option.maximum;
@@ -473,7 +483,7 @@ wxString CheckCommandLine(const GivenCommandLine& given)
     }
     for (std::size_t k = 0; k < rows.size(); ++k)
         if (given.values[k] && rows[k].kind == CliOption::Kind::Runs && *given.values[k] != rows[k].word &&
-            !InRange(rows[k], ReadWholeNumber(*given.values[k])))
+            !InRange(rows[k], ReadRuns(*given.values[k])))
             return OutOfRange(rows[k]);
     return wxString();
 }
@@ -491,7 +501,7 @@ struct PutValue {
     {
         if (text == row.word)
             options.*to = cli::Repeat{true, 0};
-        else if (const std::optional<long> runs = ReadWholeNumber(text))
+        else if (const std::optional<long> runs = ReadRuns(text))
             options.*to = cli::Repeat{false, *runs};
     }
     void operator()(std::optional<wxString> Options::*to) const

@@ -171,6 +171,11 @@ TEST(OptionTable, EachNumberRowEnforcesItsRangeInItsOwnWords)
     EXPECT_FALSE(hundred.repeat->automatic);
     EXPECT_EQ(hundred.repeat->runs, 100);
     EXPECT_EQ(Problem({"speed", "--repeat", "AUTO"}), "--repeat must be a whole number from 1 to 100, or auto");
+    // The runs, unlike the other numbers, may follow white space; never
+    // precede it.
+    EXPECT_EQ(Filled({"speed", "--repeat", " 5"}).repeat->runs, 5);
+    EXPECT_EQ(Problem({"speed", "--repeat", "5 "}), "--repeat must be a whole number from 1 to 100, or auto");
+    EXPECT_EQ(Problem({"speed", "--seconds", " 5"}), "--seconds must be a whole number from 1 to 2147460");
 }
 
 TEST(OptionTable, AnOptionNotGivenIsEmpty)
