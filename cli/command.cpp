@@ -2,58 +2,35 @@
 // lengths, repeated runs and their report, outputs and the results table.
 
 #include "cli/command.h"
+
+#include "bench/evidence.h"
+#include "bench/power.h"
+#include "bench/work_cycle.h"
 #include "cli/options.h"
 #include "cli/report.h"
-
-#include "core/notify.h"
+#include "config/paths.h"
 #include "core/numbers.h"
 #include "core/state.h"
 #include "core/version.h"
-#include "bench/evidence.h"
-#include "bench/heat.h"
-#include "bench/heat_work.h"
-#include "bench/power.h"
-#include "bench/speed.h"
-#include "bench/work_cycle.h"
-#include "config/paths.h"
 #include "files/atomic_file.h"
-#include "files/encoding.h"
 #include "files/file_transaction.h"
 #include "files/path_text.h"
-#include "results/last_test.h"
-#include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
-#include "results/results_table.h"
-#include "results/search.h"
-#include "sensors/heat_readings.h"
-#include "sensors/run_conditions.h"
-#include "views/heat_view.h"
-#include "views/svg.h"
 
-#include <wx/cmdline.h>
-#include <wx/log.h>
-#include <wx/msgout.h>
-#include <wx/thread.h>
-#include <wx/utils.h>
+#include <wx/buffer.h>
+#include <wx/chartype.h>
+#include <wx/strconv.h>
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
-#include <ctime>
-#include <cerrno>
-#include <chrono>
 #include <cmath>
-#include <condition_variable>
-#include <functional>
-#include <cstring>
+#include <cstdint>
 #include <cstdio>
-#include <limits>
-#include <mutex>
+#include <functional>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace cli {

@@ -18,11 +18,10 @@
 #include <cstdio>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <unistd.h>
 
 namespace cli {
 constexpr int UsageError = 2;

@@ -2,18 +2,25 @@
 // every host that is off named with why.
 
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/numbers.h"
-#include "core/state.h"
+#include "files/atomic_file.h"
 #include "files/path_text.h"
 #include "results/fleet.h"
 #include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
 
+#include <wx/chartype.h>
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
+
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>

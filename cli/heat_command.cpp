@@ -1,59 +1,37 @@
 // tarnwick-cli heat: the heat test with its log, its picture, its work
 // rate and its checks.
 
+#include "bench/evidence.h"
+#include "bench/heat.h"
+#include "bench/heat_check.h"
+#include "bench/heat_work.h"
 #include "cli/command.h"
 #include "cli/options.h"
 #include "cli/report.h"
-
-#include "core/notify.h"
 #include "core/numbers.h"
 #include "core/state.h"
-#include "core/version.h"
-#include "bench/evidence.h"
-#include "bench/heat.h"
-#include "bench/heat_work.h"
-#include "bench/power.h"
-#include "bench/speed.h"
-#include "bench/work_cycle.h"
-#include "config/paths.h"
-#include "files/atomic_file.h"
-#include "files/encoding.h"
-#include "files/file_transaction.h"
-#include "files/path_text.h"
-#include "results/last_test.h"
-#include "results/merge.h"
-#include "results/result_document.h"
-#include "results/results_file.h"
-#include "results/results_table.h"
-#include "results/search.h"
+#include "files/output_file.h"
 #include "sensors/heat_readings.h"
-#include "sensors/run_conditions.h"
+#include "sensors/sensor_history.h"
 #include "views/heat_view.h"
+#include "views/layout.h"
 #include "views/svg.h"
 
-#include <wx/cmdline.h>
-#include <wx/log.h>
-#include <wx/msgout.h>
+#include <wx/longlong.h>
+#include <wx/string.h>
 #include <wx/thread.h>
 #include <wx/utils.h>
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <atomic>
-#include <ctime>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
-#include <functional>
-#include <cstring>
+#include <cstdint>
 #include <cstdio>
-#include <limits>
-#include <mutex>
+#include <functional>
+#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace cli {

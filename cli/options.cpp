@@ -6,13 +6,19 @@
 #include "files/path_text.h"
 #include "results/result_document.h"
 
+#include <wx/buffer.h>
+#include <wx/chartype.h>
+#include <wx/unichar.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <limits>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
 #include <utility>
 
 using cli::Options;

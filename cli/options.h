@@ -9,6 +9,8 @@
 #include <string>
 #include <variant>
 #include <vector>
+// Used by std::vector's own members, not here:
+// IWYU pragma: no_include <algorithm>
 
 namespace cli {
 /// --repeat: a number of runs, or auto (three, and more while they differ).

@@ -1,9 +1,13 @@
 // tarnwick-cli power: the power test, once or repeated.
+#include "bench/evidence.h"
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/state.h"
-#include "bench/power.h"
 
+#include <nlohmann/json.hpp>
+
+#include <optional>
 #include <string>
 #include <vector>
 

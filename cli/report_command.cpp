@@ -2,27 +2,35 @@
 // document's evidence, self-contained, to open in a browser or print.
 
 #include "cli/command.h"
-
-#include "core/numbers.h"
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/state.h"
 #include "core/version.h"
+#include "files/atomic_file.h"
 #include "files/output_file.h"
-#include "files/path_text.h"
 #include "results/fleet.h"
 #include "results/result_document.h"
 #include "views/report_page.h"
+
+#include <wx/chartype.h>
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace cli {
 namespace {

@@ -1,13 +1,20 @@
 // tarnwick-cli results: the stored results, ranked, or those containing a text.
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/numbers.h"
 #include "core/state.h"
-#include "results/results_file.h"
 #include "results/results_table.h"
 #include "results/search.h"
 
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
 namespace cli {

@@ -1,60 +1,29 @@
 
 #include "cli/runner.h"
+
 #include "cli/command.h"
 #include "cli/options.h"
-#include "cli/report.h"
-
+#include "config/paths.h"
 #include "core/notify.h"
-#include "core/numbers.h"
-#include "cpu/processor_globals.h"
 #include "core/state.h"
 #include "core/version.h"
-#include "bench/evidence.h"
-#include "bench/heat.h"
-#include "bench/heat_work.h"
-#include "bench/power.h"
-#include "bench/speed.h"
-#include "bench/work_cycle.h"
-#include "config/paths.h"
+#include "cpu/processor_globals.h"
 #include "files/atomic_file.h"
-#include "files/encoding.h"
 #include "files/file_transaction.h"
-#include "files/path_text.h"
-#include "results/last_test.h"
-#include "results/merge.h"
-#include "results/result_document.h"
-#include "results/results_file.h"
-#include "results/results_table.h"
-#include "results/search.h"
 #include "sensors/heat_readings.h"
 #include "sensors/run_conditions.h"
-#include "views/heat_view.h"
-#include "views/svg.h"
 
-#include <wx/cmdline.h>
-#include <wx/log.h>
-#include <wx/msgout.h>
+#include <wx/buffer.h>
+#include <wx/chartype.h>
 #include <wx/thread.h>
-#include <wx/utils.h>
 
-#include <fcntl.h>
 #include <signal.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <ctime>
-#include <cerrno>
-#include <chrono>
-#include <cmath>
-#include <condition_variable>
-#include <functional>
-#include <cstring>
 #include <cstdio>
-#include <limits>
-#include <mutex>
+#include <initializer_list>
+#include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace cli {

@@ -1,9 +1,15 @@
 // tarnwick-cli speed: the speed test, once or repeated.
-#include "cli/command.h"
-
-#include "core/state.h"
+#include "bench/evidence.h"
 #include "bench/speed.h"
+#include "cli/command.h"
+#include "cli/options.h"
+#include "cli/report.h"
+#include "core/state.h"
 
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace cli {
