@@ -87,7 +87,7 @@ TEST_F(CliEvidence, AQuietRunSaysWhatItsRateDidAndStrictFollowsTheVerdict)
         EXPECT_TRUE(Matches(o.out, head + "3 one-second samples, spread [0-1]\\.[0-9] %, steady\\.\n")) << o.out;
     } else {
         EXPECT_EQ(o.code, 3) << o.err;
-        EXPECT_TRUE(Matches(o.out, head + "spread ([2-9]\\.[0-9]|[1-9][0-9]+) %: the score may be low\\.\n")) << o.out;
+        EXPECT_TRUE(Matches(o.out, head + "spread ([2-9]\\.[0-9]|[1-9][0-9]+\\.[0-9]) %: the score may be low\\.\n")) << o.out;
     }
 }
 
@@ -255,7 +255,7 @@ TEST_F(CliEvidence, RecordFillsWhatTheKernelKnowsAndSavesTheDocument)
                                    ";[0-9]+;Linux;Debian 12;[0-9]+;[0-9]+;yes\n"))
         << o.out;
     EXPECT_TRUE(Matches(o.err, "Speed test\\. This run: (3 one-second samples, spread [0-1]\\.[0-9] %, steady|spread "
-                               "([2-9]\\.[0-9]|[1-9][0-9]+) %: the score may be low)\\.\n(.|\n)*"))
+                               "([2-9]\\.[0-9]|[1-9][0-9]+\\.[0-9]) %: the score may be low)\\.\n(.|\n)*"))
         << o.err;
 
     const Json document = ReadJson("lab-7.json");
