@@ -366,7 +366,8 @@ std::optional<long> ReadWholeNumber(const wxString& text)
         return std::nullopt;
     unsigned long magnitude = 0;
     const char* end = digits.data() + digits.size();
-    if (const auto read = std::from_chars(digits.data() + from, end, magnitude); read.ec != std::errc() || read.ptr != end)
+    const auto read = std::from_chars(digits.data() + from, end, magnitude);
+    if (read.ec != std::errc() || read.ptr != end)
         return std::nullopt;
     constexpr unsigned long most = std::numeric_limits<long>::max();
     if (magnitude > most + (negative ? 1UL : 0UL))

@@ -201,7 +201,8 @@ TEST(OptionTable, EveryRowFillsItsOwnDestination)
         EXPECT_TRUE(Holds(options, option));
         // No other row's, but the one the command needs.
         for (const CliOption& other : CliOptions()) {
-            if (&other != &option && std::find(line.begin(), line.end(), std::string("--") + other.name) == line.end()) {
+            const bool inLine = std::find(line.begin(), line.end(), std::string("--") + other.name) != line.end();
+            if (&other != &option && !inLine) {
                 EXPECT_FALSE(Holds(options, other)) << other.name;
             }
         }
