@@ -2,59 +2,36 @@
 // lengths, repeated runs and their report, outputs and the results table.
 
 #include "cli/command.h"
+
+#include "bench/evidence.h"
+#include "bench/power.h"
+#include "bench/work_cycle.h"
 #include "cli/options.h"
 #include "cli/report.h"
-
-#include "core/notify.h"
+#include "config/paths.h"
 #include "core/numbers.h"
 #include "core/state.h"
 #include "core/version.h"
-#include "bench/evidence.h"
-#include "bench/heat.h"
-#include "bench/heat_work.h"
-#include "bench/power.h"
-#include "bench/speed.h"
-#include "bench/work_cycle.h"
-#include "config/paths.h"
 #include "files/atomic_file.h"
-#include "files/encoding.h"
 #include "files/file_transaction.h"
 #include "files/path_text.h"
-#include "results/last_test.h"
-#include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
 #include "results/record.h"
-#include "results/results_table.h"
-#include "results/search.h"
-#include "sensors/heat_readings.h"
-#include "sensors/run_conditions.h"
-#include "views/heat_view.h"
-#include "views/svg.h"
 
-#include <wx/cmdline.h>
-#include <wx/log.h>
-#include <wx/msgout.h>
-#include <wx/thread.h>
-#include <wx/utils.h>
+#include <wx/buffer.h>
+#include <wx/chartype.h>
+#include <wx/strconv.h>
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
-#include <ctime>
-#include <cerrno>
-#include <chrono>
 #include <cmath>
-#include <condition_variable>
-#include <functional>
-#include <cstring>
+#include <cstdint>
 #include <cstdio>
-#include <limits>
-#include <mutex>
+#include <functional>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace cli {
@@ -90,13 +67,13 @@ std::string PadLeft(std::string text, std::size_t width)
 
 int RunLength(const Options& options)
 {
-    return options.seconds > 0 ? static_cast<int>(options.seconds) : 10;
+    return options.seconds ? static_cast<int>(*options.seconds) : 10;
 }
 
 std::string Length(const Options& options)
 {
-    if (options.seconds > 0)
-        return "run shortened to " + std::to_string(options.seconds) + " s; points normalised to the full test";
+    if (options.seconds)
+        return "run shortened to " + std::to_string(*options.seconds) + " s; points normalised to the full test";
     return "10 s";
 }
 
@@ -116,13 +93,20 @@ void AddEvidenceLines(Report& report, const TestEvidence& evidence)
 }
 
 
+int WantedRuns(const Options& options)
+{
+    if (!options.repeat)
+        return 1;
+    return options.repeat->automatic ? 0 : static_cast<int>(options.repeat->runs);
+}
+
 // The runs --repeat asks for: N, or three and more while they differ by more
 // than 3.5 %, at most six.
 std::vector<TestRun> RunRepeated(const Options& options, const std::function<TestRun()>& runOnce, double& spread)
 {
     std::vector<TestRun> runs;
     std::vector<double> points;
-    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    const int wanted = WantedRuns(options);
     do {
         runs.push_back(runOnce());
         points.push_back(runs.back().points);
@@ -140,7 +124,7 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
     bool unsteady = false;
     for (const TestRun& run : runs)
         unsteady = unsteady || !run.evidence.verdict.steady;
-    if (options.repeat == 0) {
+    if (!options.repeat) {
         report.Json() = runs.front().json;
         AddProvenance(report);
         report["evidence"] = EvidenceToJson(runs.front().evidence);
@@ -167,12 +151,12 @@ int ReportRuns(const Options& options, const char* test, const char* title, cons
         report["median"] = WholeNumber(median);
         report["spread"] = std::round(spread * 100.0) / 100.0;
         report["seconds"] = RunLength(options);
-        report["shortened"] = options.seconds > 0;
+        report["shortened"] = options.seconds.has_value();
         AddProvenance(report);
         std::string summary = std::string(title) + ": median " + Points(median) + " points of " +
                               std::to_string(runs.size()) + " runs, spread between runs " +
                               FormatFixed(spread, 1) + " %";
-        if (options.repeat == RepeatAuto && RunsDiffer(spread)) {
+        if (options.repeat->automatic && RunsDiffer(spread)) {
             summary += " (still above 3.5 % after six runs)";
             unsteady = true;
         }
@@ -215,9 +199,9 @@ bool OpenOutputs(const std::vector<NamedOutput>& outputs)
 {
     std::vector<KeptFile> kept = ProgramFiles();
     for (const NamedOutput& output : outputs) {
-        if (output.path.empty())
+        if (!output.path)
             continue;
-        if (const OutputFailure failure = output.file.Open(output.path, kept)) {
+        if (const OutputFailure failure = output.file.Open(*output.path, kept)) {
             TellOutputProblem(failure);
             return false;
         }
@@ -248,12 +232,14 @@ void HintAfterRefusal()
 void ApplyPowerOptions(const Options& options)
 {
     PowerTestMillis = RunLength(options) * 1000;
-    if (options.threads >= 0)
-        ThreadCount = static_cast<std::uint32_t>(options.threads);
-    if (options.htt >= 0)
-        HttOption = static_cast<std::uint32_t>(options.htt);
-    if (options.httOffResult >= 0)
-        HttOffResult = static_cast<std::uint32_t>(options.httOffResult);
+    if (options.threads)
+        ThreadCount = static_cast<std::uint32_t>(*options.threads);
+    if (options.htt)
+        HttOption = 1;
+    if (options.noHtt)
+        HttOption = 0;
+    if (options.httOffResult)
+        HttOffResult = static_cast<std::uint32_t>(*options.httOffResult);
 }
 
 void MeasurePower(const Options& options)

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "bench/evidence.h"
+#include "cli/options.h"
 #include "cli/report.h"
 #include "files/output_file.h"
 
@@ -17,45 +18,17 @@
 #include <cstdio>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <unistd.h>
-
 namespace cli {
 constexpr int UsageError = 2;
-constexpr int RepeatAuto = -1;
 constexpr int UnsteadyExit = 3;
 constexpr int HeatErrorExit = 4;  ///< a heat test's check found a wrong result
 constexpr int FleetFlaggedExit = 5;
 
-struct Options {
-    wxString command;
-    bool json = false;
-    bool quiet = false;
-    long seconds = 0;  ///< 0: the full length
-    long threads = -1;
-    int htt = -1;  ///< -1 as the processor says, 0 off, 1 on
-    long httOffResult = -1;
-    long minutes = -1;
-    bool searching = false;
-    wxString search;
-    bool append = false;
-    wxString results;                 ///< --results: another results file
-    wxString log;                     ///< --log: the heat test's readings, one CSV row a second
-    wxString plot;                    ///< --plot: the heat view with its readings, as SVG
-    std::vector<wxString> files;      ///< merge's files; "-" is standard input
-    bool noLock = false;              ///< --no-lock: change the table even where it cannot be locked
-    int repeat = 0;                   ///< --repeat: runs (0: one, without a summary); RepeatAuto
-    bool strict = false;              ///< --strict: exit 3 on an unsteady run
-    wxString save;                    ///< --save: the result document
-    bool steadyOnly = false;          ///< --steady-only: merge refuses unsteady documents
-    std::string host;                 ///< --host: the host name a document gives (UTF-8)
-    long heatMinutes = 0;             ///< --heat: minutes of the heat test after record's tests
-    wxString output;                  ///< --output: the report's page
-    std::string title;                ///< --title: the report's title (UTF-8); empty: the default
-};
 
 
 class Progress {
@@ -119,6 +92,8 @@ wxString ArgumentText(const wxString& argument);
 std::string Points(double value);
 std::string PadLeft(std::string text, std::size_t width);
 int RunLength(const Options& options);
+// The runs --repeat asks for, as WantsAnotherRun takes them: 0 for auto.
+int WantedRuns(const Options& options);
 std::string Length(const Options& options);
 
 // The version and the measured work, with every score.
@@ -153,7 +128,7 @@ void TellOutputProblem(const wxString& path, int error);
 // An output a command names (--save, --log, --plot) and the file it goes to.
 struct NamedOutput {
     const char* option;
-    const wxString& path;
+    const std::optional<wxString>& path;
     OutputFile& file;
 };
 

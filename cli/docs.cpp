@@ -3,12 +3,13 @@
 // options the runner takes.
 //   tarnwick-cli-docs man > tarnwick-cli.1
 //   tarnwick-cli-docs bash-completion > tarnwick-cli
-#include "core/version.h"
 #include "cli/options.h"
+#include "core/version.h"
 
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 // Text for roff: backslashes doubled, hyphens as minus signs (so that

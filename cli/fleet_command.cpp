@@ -2,18 +2,25 @@
 // every host that is off named with why.
 
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/numbers.h"
-#include "core/state.h"
+#include "files/atomic_file.h"
 #include "files/path_text.h"
 #include "results/fleet.h"
 #include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
 
+#include <wx/chartype.h>
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
+
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -69,7 +76,7 @@ int RunFleet(const Options& options)
     bool written = false, tableFailed = false;
     std::size_t added = 0, present = 0;
     std::vector<std::pair<std::string, std::string>> notStored;  // host, why
-    if (!options.results.empty()) {
+    if (options.results) {
         MergeSource records;
         records.name = wxS("(the fleet)");
         std::vector<std::string> hosts;  // of each line
@@ -171,16 +178,16 @@ int RunFleet(const Options& options)
                                     {"speed", StatisticsJson(group.speed, outcome)},
                                     {"power", StatisticsJson(group.power, outcome)}});
     }
-    report["results"] = options.results.empty() ? nlohmann::ordered_json(nullptr)
-                                                : nlohmann::ordered_json(ShownUtf8(AbsolutePath(options.results)));
+    report["results"] = !options.results ? nlohmann::ordered_json(nullptr)
+                                         : nlohmann::ordered_json(ShownUtf8(AbsolutePath(*options.results)));
     report["added"] = added;
     report["present"] = present;
     report["written"] = written;
     report["notStored"] = nlohmann::ordered_json::array();
     for (const auto& [host, why] : notStored)
         report["notStored"].push_back({{"host", host}, {"reason", why}});
-    if (!options.results.empty() && !tableFailed) {
-        report.Line("Table " + ShownUtf8(AbsolutePath(options.results)) + ": " + std::to_string(added) +
+    if (options.results && !tableFailed) {
+        report.Line("Table " + ShownUtf8(AbsolutePath(*options.results)) + ": " + std::to_string(added) +
                     (added == 1 ? " steady record added, " : " steady records added, ") + std::to_string(present) +
                     " already present");
         for (const auto& [host, why] : notStored)

@@ -1,59 +1,37 @@
 // tarnwick-cli heat: the heat test with its log, its picture, its work
 // rate and its checks.
 
+#include "bench/evidence.h"
+#include "bench/heat.h"
+#include "bench/heat_check.h"
+#include "bench/heat_work.h"
 #include "cli/command.h"
 #include "cli/options.h"
 #include "cli/report.h"
-
-#include "core/notify.h"
 #include "core/numbers.h"
 #include "core/state.h"
-#include "core/version.h"
-#include "bench/evidence.h"
-#include "bench/heat.h"
-#include "bench/heat_work.h"
-#include "bench/power.h"
-#include "bench/speed.h"
-#include "bench/work_cycle.h"
-#include "config/paths.h"
-#include "files/atomic_file.h"
-#include "files/encoding.h"
-#include "files/file_transaction.h"
-#include "files/path_text.h"
-#include "results/last_test.h"
-#include "results/merge.h"
-#include "results/result_document.h"
-#include "results/results_file.h"
-#include "results/results_table.h"
-#include "results/search.h"
+#include "files/output_file.h"
 #include "sensors/heat_readings.h"
-#include "sensors/run_conditions.h"
+#include "sensors/sensor_history.h"
 #include "views/heat_view.h"
+#include "views/layout.h"
 #include "views/svg.h"
 
-#include <wx/cmdline.h>
-#include <wx/log.h>
-#include <wx/msgout.h>
+#include <wx/longlong.h>
+#include <wx/string.h>
 #include <wx/thread.h>
 #include <wx/utils.h>
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <atomic>
-#include <ctime>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
-#include <functional>
-#include <cstring>
+#include <cstdint>
 #include <cstdio>
-#include <limits>
-#include <mutex>
+#include <functional>
+#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace cli {
@@ -288,14 +266,12 @@ HeatEvidence HeatEvidenceOfRun(double took)
     return heat;
 }
 
-int RunHeat(const Options& given)
+int RunHeat(const Options& options)
 {
-    Options options = given;
     // A shortened run stands for one minute unless told otherwise.
-    if (options.minutes < 0)
-        options.minutes = 1;
-    HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
-                                         : static_cast<std::int32_t>(options.minutes * 60000);
+    const long minutes = options.minutes.value_or(1);
+    HeatTestMillis = options.seconds ? static_cast<std::int32_t>(*options.seconds * 1000)
+                                     : static_cast<std::int32_t>(minutes * 60000);
     ThreadCount = static_cast<std::uint32_t>(std::max(wxThread::GetCPUCount(), 1));
     std::string problem;
     if (!TakeHeatFaultFromEnvironment(problem, ThreadCount)) {
@@ -307,7 +283,8 @@ int RunHeat(const Options& given)
     OutputFile logFile, plot;
     if (!OpenOutputs({{"--log", options.log, logFile}, {"--plot", options.plot, plot}}))
         return 1;
-    HeatLog log(logFile, options.log);
+    const wxString logPath = options.log.value_or(wxString());
+    HeatLog log(logFile, logPath);
     StartHeatReadings();
     log.Line(HeatLogHeader(HeatSensorNames()) + ",passes per second,errors");
     if (log.Failed())
@@ -319,7 +296,7 @@ int RunHeat(const Options& given)
         return 1;
     }
     const bool logged = log.Close();
-    if (!options.plot.empty() && !WritePlot(plot, options.plot))
+    if (options.plot && !WritePlot(plot, *options.plot))
         return 1;
     if (!logged)
         return 1;
@@ -336,8 +313,8 @@ int RunHeat(const Options& given)
     report["throttled"] = HeatReadings.Throttled();
     report["work"] = WorkJson(HeatWork);
     report.Line("Heat test: " + std::to_string(ThreadCount) + " workers busy for " + Points(took) + " s (" +
-                (options.seconds > 0 ? "run shortened to " + std::to_string(options.seconds) + " s"
-                                     : std::to_string(options.minutes) + " min") +
+                (options.seconds ? "run shortened to " + std::to_string(*options.seconds) + " s"
+                                 : std::to_string(minutes) + " min") +
                 "); " + SensorSummary());
     report.Line("Work: " + WorkSummary(HeatWork));
     for (const std::string& line : ErrorLines(HeatWork))

@@ -1,11 +1,16 @@
 // tarnwick-cli info: what CPUID reports.
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/state.h"
 
+#include <wx/chartype.h>
 #include <wx/string.h>
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
+#include <string>
 
 namespace cli {
 int RunInfo(const Options& options)

@@ -1,12 +1,15 @@
-#include "cli/runner.h"
 #include "bench/workers.h"
+#include "cli/runner.h"
 #include "files/path_text.h"
 #include "sensors/heat_readings.h"
 
 #include <wx/init.h>
+#include <wx/string.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
+#include <string>
 #include <utility>
 #include <vector>
 

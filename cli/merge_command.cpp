@@ -1,20 +1,27 @@
 // tarnwick-cli merge: other tables' records and result documents added.
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "files/atomic_file.h"
 #include "files/descriptor.h"
-#include "files/file_transaction.h"
 #include "files/path_text.h"
 #include "results/merge.h"
 #include "results/results_file.h"
+
+#include <wx/chartype.h>
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace cli {

@@ -1,55 +1,149 @@
 #include "cli/options.h"
 
-#include "core/version.h"
 #include "cli/command.h"
+#include "core/version.h"
+#include "files/encoding.h"
+#include "files/path_text.h"
+#include "results/result_document.h"
 
-#include <wx/cmdline.h>
+#include <wx/buffer.h>
+#include <wx/chartype.h>
+#include <wx/unichar.h>
 
 #include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdint>
 #include <cstring>
-#include <regex>
+#include <limits>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+
+using cli::Options;
+
+namespace {
+// The longest title a report takes.
+constexpr std::size_t MaxTitleBytes = 1000;
+
+CliOption Switch(const char* name, const char* help, bool Options::*to, const char* excludes = nullptr)
+{
+    CliOption option{name, nullptr, help, CliOption::Kind::Switch, to};
+    option.excludes = excludes;
+    return option;
+}
+
+CliOption WholeNumber(const char* name, const char* value, const char* help, long minimum, long maximum,
+                      std::optional<long> Options::*to)
+{
+    CliOption option{name, value, help, CliOption::Kind::WholeNumber, to};
+    option.minimum = minimum;
+    option.maximum = maximum;
+    return option;
+}
+
+CliOption Runs(const char* name, const char* value, const char* help, long minimum, long maximum, const char* word,
+               std::optional<cli::Repeat> Options::*to)
+{
+    CliOption option{name, value, help, CliOption::Kind::Runs, to};
+    option.minimum = minimum;
+    option.maximum = maximum;
+    option.word = word;
+    return option;
+}
+
+CliOption FileName(const char* name, const char* value, const char* help, std::optional<wxString> Options::*to)
+{
+    return {name, value, help, CliOption::Kind::FileName, to};
+}
+
+CliOption Text(const char* name, const char* value, const char* help, std::optional<wxString> Options::*to)
+{
+    return {name, value, help, CliOption::Kind::Text, to};
+}
+
+CliOption Name(const char* name, const char* value, const char* help, std::optional<std::string> Options::*to,
+               std::string (*check)(const std::string& text))
+{
+    CliOption option{name, value, help, CliOption::Kind::Name, to};
+    option.check = check;
+    return option;
+}
+
+std::string HostProblem(const std::string& host)
+{
+    const std::string why = HostNameProblem(host);
+    return why.empty() ? std::string() : "is no host name: " + why;
+}
+
+std::string TitleProblem(const std::string& title)
+{
+    if (title.size() > MaxTitleBytes)
+        return "is longer than " + std::to_string(MaxTitleBytes) + " bytes";
+    if (const std::string refused = RefusedCharacterIn(std::string_view(title)); !refused.empty())
+        return "holds " + refused;
+    return std::string();
+}
+}  // namespace
 
 const std::vector<CliOption>& CliOptions()
 {
     static const std::vector<CliOption> options = {
-        {"json", nullptr, "print the result as one JSON object"},
-        {"quiet", nullptr, "no progress line"},
-        {"seconds", "S", "shorten a run to S whole seconds (speed, power, heat, record)"},
-        {"threads", "N",
-         "threads of the power test (default: the processors this process may use, by its affinity and its control "
-         "group's CPU limit)"},
-        {"htt", nullptr,
-         "also find the per-core reference with half the threads (default where the cores run two threads or more)"},
-        {"no-htt", nullptr, "no per-core reference run"},
-        {"htt-off-result", "P", "per-core points measured with Hyper-Threading switched off"},
-        {"minutes", "M", "length of the heat test (a run shortened with --seconds needs none)"},
-        {"search", "TEXT", "list the stored results containing TEXT"},
-        {"append", nullptr, "add the record to the results file"},
-        {"results", "PATH",
-         "use the results file PATH instead of the one beside the program (results, record, merge, report); fleet: "
-         "write the steady hosts' records to PATH, each naming its host (a new file holds them only)"},
-        {"log", "FILE", "write the heat test's readings to FILE, one CSV row a second"},
-        {"plot", "FILE", "draw the finished heat view with its temperature curve into FILE as SVG"},
-        {"repeat", "N",
-         "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: three "
-         "runs, and more while their spread exceeds 3.5 %, at most six (speed, power, record: the run nearest the "
-         "median is kept, every run's summary in the document)"},
-        {"strict", nullptr,
-         "exit with status 3 when a run was unsteady (speed, power, record: then nothing is appended) or a line or "
-         "document was refused or a transcribed document added (merge)"},
-        {"save", "FILE",
-         "write the result document to FILE (-: standard output, the record line then going to standard error): "
-         "the record with both tests' samples, conditions and verdicts (record)"},
-        {"steady-only", nullptr, "refuse result documents with an unsteady run (merge)"},
-        {"host", "NAME", "the host name the result document gives, beside the machine's own (record)"},
-        {"heat", "M",
-         "also run the heat test for M minutes after speed and power, its evidence in the document (record; a run "
-         "shortened with --seconds heats for S seconds)"},
-        {"no-lock", nullptr,
-         "UNSAFE: change the results file even where it cannot be locked (a network file system without locks); "
-         "a change another program makes at the same time can then be lost (record, merge, fleet)"},
-        {"output", "FILE", "write the report's HTML page to FILE (-: standard output) (report)"},
-        {"title", "TEXT", "the report's title (default: Tarnwick report) (report)"},
+        Switch("json", "print the result as one JSON object", &Options::json),
+        Switch("quiet", "no progress line", &Options::quiet),
+        WholeNumber("seconds", "S", "shorten a run to S whole seconds (speed, power, heat, record)", 1, 35791 * 60,
+                    &Options::seconds),
+        WholeNumber("threads", "N",
+                    "threads of the power test (default: the processors this process may use, by its affinity and "
+                    "its control group's CPU limit)",
+                    1, 100000, &Options::threads),
+        Switch("htt",
+               "also find the per-core reference with half the threads (default where the cores run two threads or "
+               "more)",
+               &Options::htt, "no-htt"),
+        Switch("no-htt", "no per-core reference run", &Options::noHtt, "htt"),
+        WholeNumber("htt-off-result", "P", "per-core points measured with Hyper-Threading switched off", 0,
+                    std::numeric_limits<std::int32_t>::max(), &Options::httOffResult),
+        WholeNumber("minutes", "M", "length of the heat test (a run shortened with --seconds needs none)", 0, 35791,
+                    &Options::minutes),
+        Text("search", "TEXT", "list the stored results containing TEXT", &Options::search),
+        Switch("append", "add the record to the results file", &Options::append),
+        FileName("results", "PATH",
+                 "use the results file PATH instead of the one beside the program (results, record, merge, report); "
+                 "fleet: write the steady hosts' records to PATH, each naming its host (a new file holds them only)",
+                 &Options::results),
+        FileName("log", "FILE", "write the heat test's readings to FILE, one CSV row a second", &Options::log),
+        FileName("plot", "FILE", "draw the finished heat view with its temperature curve into FILE as SVG",
+                 &Options::plot),
+        Runs("repeat", "N",
+             "run the test N times (1 to 100) and report each run, the median and the spread between runs; auto: "
+             "three runs, and more while their spread exceeds 3.5 %, at most six (speed, power, record: the run "
+             "nearest the median is kept, every run's summary in the document)",
+             1, 100, "auto", &Options::repeat),
+        Switch("strict",
+               "exit with status 3 when a run was unsteady (speed, power, record: then nothing is appended) or a line "
+               "or document was refused or a transcribed document added (merge)",
+               &Options::strict),
+        FileName("save", "FILE",
+                 "write the result document to FILE (-: standard output, the record line then going to standard "
+                 "error): the record with both tests' samples, conditions and verdicts (record)",
+                 &Options::save),
+        Switch("steady-only", "refuse result documents with an unsteady run (merge)", &Options::steadyOnly),
+        Name("host", "NAME", "the host name the result document gives, beside the machine's own (record)",
+             &Options::host, HostProblem),
+        WholeNumber("heat", "M",
+                    "also run the heat test for M minutes after speed and power, its evidence in the document "
+                    "(record; a run shortened with --seconds heats for S seconds)",
+                    0, 35791, &Options::heatMinutes),
+        Switch("no-lock",
+               "UNSAFE: change the results file even where it cannot be locked (a network file system without "
+               "locks); a change another program makes at the same time can then be lost (record, merge, fleet)",
+               &Options::noLock),
+        FileName("output", "FILE", "write the report's HTML page to FILE (-: standard output) (report)",
+                 &Options::output),
+        Name("title", "TEXT", "the report's title (default: Tarnwick report) (report)", &Options::title,
+             TitleProblem),
     };
     return options;
 }
@@ -110,29 +204,6 @@ const std::vector<const char*>& CliCommonOptions()
     return common;
 }
 
-void DescribeCommandLine(wxCmdLineParser& parser)
-{
-    wxString names;
-    for (const CliCommand& command : CliCommands()) {
-        names << (names.empty() ? wxS("") : wxS(", ")) << command.name;
-        if (*command.operands != '\0')
-            names << wxS(" ") << command.operands;
-    }
-    parser.SetSwitchChars(wxS("-"));
-    parser.EnableLongOptions();
-    parser.SetLogo(wxS("tarnwick-cli " TARNWICK_VERSION " - the Tarnwick processor tests without a window\n"
-                       "Commands: ") + names);
-    parser.AddSwitch(wxS("h"), wxS("help"), wxS("show this help"), wxCMD_LINE_OPTION_HELP);
-    parser.AddSwitch(wxEmptyString, wxS("version"), wxS("show the version"));
-    for (const CliOption& option : CliOptions()) {
-        if (option.value == nullptr)
-            parser.AddSwitch(wxEmptyString, option.name, option.help);
-        else
-            parser.AddOption(wxEmptyString, option.name, option.help, wxCMD_LINE_VAL_STRING);
-    }
-    parser.AddParam(wxS("command"), wxCMD_LINE_VAL_STRING, wxCMD_LINE_PARAM_OPTIONAL | wxCMD_LINE_PARAM_MULTIPLE);
-}
-
 namespace {
 // `text` after `indent` spaces from column `column` on, broken between
 // words before column 80.
@@ -189,30 +260,276 @@ std::string HelpText()
     return text;
 }
 
-std::string NeedsValue(const CliOption& option)
+
+namespace {
+// A long option's name: letters, digits, '-' and '_'. A short one's:
+// letters, digits, '_' and '?'.
+bool InLongName(wxUniChar c)
 {
-    return std::string("--") + option.name + " needs a value " + (option.value != nullptr ? option.value : "");
+    return c.IsAscii() && (std::isalnum(static_cast<unsigned char>(c.GetValue())) != 0 || c == '-' || c == '_');
 }
 
-std::string ParserProblem(const std::string& message)
+bool InShortName(wxUniChar c)
 {
-    std::smatch match;
-    if (std::regex_match(message, match, std::regex("Option '(.+)' requires a value\\.?"))) {
-        if (const CliOption* option = FindCliOption(match[1].str().c_str()))
-            return NeedsValue(*option);
-        return "--" + match[1].str() + " needs a value";
+    return c.IsAscii() && (std::isalnum(static_cast<unsigned char>(c.GetValue())) != 0 || c == '_' || c == '?');
+}
+
+// The run of name characters at the start of `text`, and what follows it.
+std::pair<std::string, wxString> SplitName(const wxString& text, bool (*inName)(wxUniChar))
+{
+    std::size_t end = 0;
+    while (end < text.length() && inName(text[end]))
+        ++end;
+    return {text.Left(end).ToStdString(), text.Mid(end)};
+}
+
+wxString NeedsValue(const CliOption& option)
+{
+    return wxString::Format(wxS("--%s needs a value %s"), option.name, option.value != nullptr ? option.value : "");
+}
+
+wxString Unexpected(const std::string& name)
+{
+    return wxString::Format(wxS("unexpected characters following option '%s'"), name);
+}
+
+std::size_t Row(const CliOption& option)
+{
+    return std::size_t(&option - CliOptions().data());
+}
+
+// "--NAME", "--NAME=VALUE" or "--NAME VALUE" (the next argument): "" when
+// read.
+wxString ReadLongOption(std::vector<wxString>& arguments, std::size_t& k, GivenCommandLine& given)
+{
+    auto [name, rest] = SplitName(arguments[k].Mid(2), InLongName);
+    // A name that ends in '-' asks for the option to be switched off, which
+    // none can be.
+    const bool negated = !name.empty() && name.back() == '-';
+    if (negated)
+        name.pop_back();
+    if (name.empty())
+        return wxS("unknown long option ''");
+    const CliOption* option = FindCliOption(name.c_str());
+    if (option == nullptr && name != "help" && name != "version")
+        return wxS("unknown option --") + wxString(name);
+    if (negated)
+        return wxString::Format(wxS("option '%s' can't be negated"), name);
+    if (option == nullptr || option->value == nullptr) {
+        if (!rest.empty())
+            return Unexpected(name);
+        if (option != nullptr)
+            given.values[Row(*option)] = wxString();
+        else if (name == "help")
+            given.help = true;
+        else
+            given.version = true;
+        return wxString();
     }
-    if (std::regex_match(message, match, std::regex("Unknown long option '(.+)'\\.?")))
-        return "unknown option --" + match[1].str();
-    if (std::regex_match(message, match, std::regex("Unknown option '(.+)'\\.?")))
-        return "unknown option -" + match[1].str();
-    if (std::regex_match(message, match, std::regex("Unexpected parameter '(.+)'\\.?")))
-        return "unexpected '" + match[1].str() + "'";
-    // Anything else the parser says, in the same shape: lower case, no stop.
-    std::string text = message;
-    while (!text.empty() && (text.back() == '.' || text.back() == '\n'))
-        text.pop_back();
-    if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z' && !(text.size() > 1 && text[1] >= 'A' && text[1] <= 'Z'))
-        text[0] = static_cast<char>(text[0] - 'A' + 'a');
-    return text.empty() ? std::string("bad command line") : text;
+    wxString value;
+    if (rest.empty()) {
+        if (k + 1 == arguments.size())
+            return NeedsValue(*option);
+        value.swap(arguments[++k]);
+    } else {
+        value = rest[0] == '=' || rest[0] == ':' ? rest.Mid(1) : rest;
+    }
+    given.values[Row(*option)] = std::move(value);
+    return wxString();
+}
+
+// "-h", the only short option: "" when read.
+wxString ReadShortOption(const wxString& argument, GivenCommandLine& given)
+{
+    const auto [name, rest] = SplitName(argument.Mid(1), InShortName);
+    if (name.empty())
+        return wxS("unknown option ''");
+    if (name[0] != 'h')
+        return wxS("unknown option -") + wxString(name);
+    // Switches may be run together ("-hx"): help, coming first, ends it.
+    if (name.size() == 1 && !rest.empty())
+        return Unexpected(name);
+    given.help = true;
+    return wxString();
+}
+
+// A whole number: a sign perhaps, then digits only.
+std::optional<long> ReadWholeNumber(const wxString& text)
+{
+    if (!text.IsAscii())
+        return std::nullopt;
+    const std::string digits = text.ToStdString();
+    const bool negative = !digits.empty() && digits[0] == '-';
+    const std::size_t from = !digits.empty() && (digits[0] == '-' || digits[0] == '+') ? 1 : 0;
+    if (from == digits.size() ||
+        !std::all_of(digits.begin() + long(from), digits.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return std::nullopt;
+    unsigned long magnitude = 0;
+    const char* end = digits.data() + digits.size();
+    const auto read = std::from_chars(digits.data() + from, end, magnitude);
+    if (read.ec != std::errc() || read.ptr != end)
+        return std::nullopt;
+    constexpr unsigned long most = std::numeric_limits<long>::max();
+    if (magnitude > most + (negative ? 1UL : 0UL))
+        return std::nullopt;
+    return negative ? static_cast<long>(0UL - magnitude) : static_cast<long>(magnitude);
+}
+
+// The number of runs --repeat gives: a whole number, white space before it
+// taken as it always was.
+std::optional<long> ReadRuns(const wxString& text)
+{
+    std::size_t from = 0;
+    while (from < text.length() && (text[from] == ' ' || (text[from] >= '\t' && text[from] <= '\r')))
+        ++from;
+    return ReadWholeNumber(text.Mid(from));
+}
+
+bool InRange(const CliOption& option, const std::optional<long>& number)
+{
+    return number && *number >= option.minimum && *number <= option.maximum;
+}
+
+wxString OutOfRange(const CliOption& option)
+{
+    return wxString::Format(wxS("--%s must be a whole number from %ld to %ld"), option.name, option.minimum,
+                            option.maximum) +
+           (option.word != nullptr ? wxS(", or ") + wxString(option.word) : wxString());
+}
+
+// Text typed as a name or title, in UTF-8: as typed when it is text, else
+// its bytes read as Latin-1.
+std::string TypedText(const wxString& argument)
+{
+    const std::string bytes = PathToBytes(cli::ArgumentText(argument));
+    if (IsStrictUtf8(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()))
+        return bytes;
+    return wxString::From8BitData(bytes.data(), bytes.size()).utf8_string();
+}
+
+bool Takes(const std::vector<const char*>& names, const char* name)
+{
+    return std::any_of(names.begin(), names.end(), [name](const char* n) { return std::strcmp(n, name) == 0; });
+}
+
+bool Given(const GivenCommandLine& given, const char* name)
+{
+    const CliOption* option = FindCliOption(name);
+    return option != nullptr && given.values[Row(*option)].has_value();
+}
+}  // namespace
+
+wxString ReadArguments(std::vector<wxString>& arguments, GivenCommandLine& given)
+{
+    given = GivenCommandLine();
+    given.values.assign(CliOptions().size(), std::nullopt);
+    bool ended = false;  // after "--" every argument is an operand
+    for (std::size_t k = 1; k < arguments.size(); ++k) {
+        wxString& argument = arguments[k];
+        if (ended || argument == wxS("-") || !argument.StartsWith(wxS("-"))) {
+            // Taken, not copied: wxString has no move.
+            given.operands.emplace_back().swap(argument);
+            continue;
+        }
+        if (argument == wxS("--")) {
+            ended = true;
+            continue;
+        }
+        const wxString problem =
+            argument.StartsWith(wxS("--")) ? ReadLongOption(arguments, k, given) : ReadShortOption(argument, given);
+        if (!problem.empty() || given.help)
+            return problem;
+    }
+    return wxString();
+}
+
+wxString CheckCommandLine(const GivenCommandLine& given)
+{
+    const wxString& name = given.operands.front();
+    const CliCommand* command = FindCliCommand(name.utf8_str());
+    if (command == nullptr)
+        return wxString::Format(wxS("unknown command '%s'"), name);
+    const std::vector<CliOption>& rows = CliOptions();
+    for (std::size_t k = 0; k < rows.size(); ++k)
+        if (given.values[k] && !Takes(command->options, rows[k].name) && !Takes(CliCommonOptions(), rows[k].name))
+            return wxString::Format(wxS("--%s does not go with '%s'"), rows[k].name, name);
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        if (!given.values[k] || rows[k].kind != CliOption::Kind::WholeNumber)
+            continue;
+        if (given.values[k]->empty())
+            return NeedsValue(rows[k]);
+        if (!InRange(rows[k], ReadWholeNumber(*given.values[k])))
+            return OutOfRange(rows[k]);
+    }
+    for (std::size_t k = 0; k < rows.size(); ++k)
+        if (given.values[k] && rows[k].excludes != nullptr && Given(given, rows[k].excludes))
+            return wxString::Format(wxS("--%s and --%s exclude each other"), rows[k].name, rows[k].excludes);
+    if (*command->required != '\0' && !Given(given, command->required) &&
+        !(*command->unless != '\0' && Given(given, command->unless))) {
+        const CliOption* needed = FindCliOption(command->required);
+        return wxString::Format(wxS("%s needs --%s %s"), command->name, command->required,
+                                needed != nullptr && needed->value != nullptr ? needed->value : "");
+    }
+    const bool operandsOptional = *command->operands == '[';
+    if (*command->operands != '\0' && !operandsOptional && given.operands.size() == 1)
+        return std::strcmp(command->operands, "FILE...") == 0
+                   ? wxString::Format(wxS("%s needs at least one FILE (- reads standard input)"), command->name)
+                   : wxString::Format(wxS("%s needs at least one %s"), command->name,
+                                      wxString(command->operands).BeforeFirst('.'));
+    if (*command->operands == '\0' && given.operands.size() > 1)
+        return wxString::Format(wxS("unexpected '%s' after '%s'"), given.operands[1], name);
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        const CliOption& row = rows[k];
+        if (!given.values[k] || (row.kind != CliOption::Kind::FileName && row.kind != CliOption::Kind::Name))
+            continue;
+        if (given.values[k]->empty())
+            return NeedsValue(row);
+        if (row.check != nullptr)
+            if (const std::string why = row.check(TypedText(*given.values[k])); !why.empty())
+                return wxString::Format(wxS("--%s %s "), row.name, row.value) + wxString::FromUTF8(why);
+    }
+    for (std::size_t k = 0; k < rows.size(); ++k)
+        if (given.values[k] && rows[k].kind == CliOption::Kind::Runs && *given.values[k] != rows[k].word &&
+            !InRange(rows[k], ReadRuns(*given.values[k])))
+            return OutOfRange(rows[k]);
+    return wxString();
+}
+
+namespace {
+// Puts one given value where its row says, read as its kind.
+struct PutValue {
+    Options& options;
+    const CliOption& row;
+    const wxString& text;
+
+    void operator()(bool Options::*to) const { options.*to = true; }
+    void operator()(std::optional<long> Options::*to) const { options.*to = ReadWholeNumber(text); }
+    void operator()(std::optional<cli::Repeat> Options::*to) const
+    {
+        if (text == row.word)
+            options.*to = cli::Repeat{true, 0};
+        else if (const std::optional<long> runs = ReadRuns(text))
+            options.*to = cli::Repeat{false, *runs};
+    }
+    void operator()(std::optional<wxString> Options::*to) const
+    {
+        options.*to = row.kind == CliOption::Kind::Text ? cli::ArgumentText(text) : text;
+    }
+    void operator()(std::optional<std::string> Options::*to) const { options.*to = TypedText(text); }
+};
+}  // namespace
+
+Options FillOptions(GivenCommandLine&& given)
+{
+    Options options;
+    options.command.swap(given.operands.front());
+    options.files.resize(given.operands.size() - 1);
+    for (std::size_t k = 1; k < given.operands.size(); ++k)
+        options.files[k - 1].swap(given.operands[k]);
+    std::vector<wxString>().swap(given.operands);
+    const std::vector<CliOption>& rows = CliOptions();
+    for (std::size_t k = 0; k < rows.size(); ++k)
+        if (given.values[k])
+            std::visit(PutValue{options, rows[k], *given.values[k]}, rows[k].target);
+    return options;
 }

@@ -1,9 +1,13 @@
 // tarnwick-cli power: the power test, once or repeated.
+#include "bench/evidence.h"
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/state.h"
-#include "bench/power.h"
 
+#include <nlohmann/json.hpp>
+
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +30,7 @@ int RunPower(const Options& options)
         run.json["perThread"] = WholeNumber(AverageThreadPoints);
         run.json["httEfficiency"] = WholeNumber(HttEfficiency);
         run.json["seconds"] = RunLength(options);
-        run.json["shortened"] = options.seconds > 0;
+        run.json["shortened"] = options.seconds.has_value();
         run.lines.push_back("Power test: " + Points(LastPowerPoints) + " points with " + std::to_string(ThreadCount) +
                             " threads (" + Length(options) + ")");
         const char* reference = HttOption == 0      ? "the per-thread average"

@@ -1,61 +1,44 @@
 // tarnwick-cli record: both tests as a results-file line, stored and saved
 // as a result document on request.
 
+#include "bench/evidence.h"
+#include "bench/heat_work.h"
+#include "bench/speed.h"
 #include "cli/command.h"
 #include "cli/options.h"
 #include "cli/report.h"
-
-#include "core/notify.h"
 #include "core/numbers.h"
 #include "core/state.h"
 #include "core/version.h"
-#include "bench/evidence.h"
-#include "bench/heat.h"
-#include "bench/heat_work.h"
-#include "bench/power.h"
-#include "bench/speed.h"
-#include "bench/work_cycle.h"
-#include "config/paths.h"
-#include "files/atomic_file.h"
 #include "files/encoding.h"
-#include "files/file_transaction.h"
+#include "files/output_file.h"
 #include "files/path_text.h"
 #include "results/last_test.h"
-#include "results/merge.h"
 #include "results/result_document.h"
 #include "results/results_file.h"
 #include "results/record.h"
 #include "results/results_table.h"
-#include "results/search.h"
 #include "sensors/heat_readings.h"
 #include "sensors/machine_identity.h"
 #include "sensors/run_conditions.h"
-#include "views/heat_view.h"
-#include "views/svg.h"
 
-#include <wx/cmdline.h>
-#include <wx/log.h>
-#include <wx/msgout.h>
-#include <wx/thread.h>
-#include <wx/utils.h>
+#include <wx/chartype.h>
+#include <wx/string.h>
 
-#include <fcntl.h>
+#include <nlohmann/json.hpp>
+
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <ctime>
-#include <cerrno>
-#include <chrono>
 #include <cmath>
-#include <condition_variable>
-#include <functional>
-#include <cstring>
+#include <cstdint>
 #include <cstdio>
-#include <limits>
-#include <mutex>
+#include <cstring>
+#include <ctime>
+#include <initializer_list>
+#include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace cli {
@@ -236,7 +219,7 @@ int RunRecord(const Options& options)
     SpeedTestMillis = RunLength(options) * 1000;
     ApplyPowerOptions(options);
     std::string heatProblem;
-    if (options.heatMinutes > 0 && !TakeHeatFaultFromEnvironment(heatProblem, CpuCount)) {
+    if (options.heatMinutes.value_or(0) > 0 && !TakeHeatFaultFromEnvironment(heatProblem, CpuCount)) {
         std::fprintf(stderr, "tarnwick-cli: %s\n", heatProblem.c_str());
         return 1;
     }
@@ -253,7 +236,7 @@ int RunRecord(const Options& options)
     };
     std::vector<Run> runs;
     std::vector<double> speeds, powers;
-    const int wanted = options.repeat == RepeatAuto ? 0 : std::max(options.repeat, 1);
+    const int wanted = WantedRuns(options);
     do {
         {
             Progress progress(ShowProgress(options), RunLength(options), "speed test");
@@ -265,7 +248,7 @@ int RunRecord(const Options& options)
         powers.push_back(LastPowerPoints);
     } while (WantsAnotherRun(wanted, speeds) || (wanted == 0 && WantsAnotherRun(0, powers)));
     DocumentExtras extras;
-    extras.host = options.host;
+    extras.host = options.host.value_or(std::string());
     if (runs.size() > 1) {
         const double speedMedian = Median(speeds), powerMedian = Median(powers);
         const auto distance = [&](const Run& run) {
@@ -290,11 +273,11 @@ int RunRecord(const Options& options)
     const bool unsteady = !LastSpeedEvidence.verdict.steady || !LastPowerEvidence.verdict.steady;
     // The heat test after both: every processor busy, as the heat command runs it.
     bool heatFailed = false;
-    if (options.heatMinutes > 0) {
+    if (options.heatMinutes.value_or(0) > 0) {
         const std::uint32_t powerThreads = ThreadCount;
         ThreadCount = CpuCount;
-        HeatTestMillis = options.seconds > 0 ? static_cast<std::int32_t>(options.seconds * 1000)
-                                             : static_cast<std::int32_t>(options.heatMinutes * 60000);
+        HeatTestMillis = options.seconds ? static_cast<std::int32_t>(*options.seconds * 1000)
+                                         : static_cast<std::int32_t>(*options.heatMinutes * 60000);
         StartHeatReadings();
         double took = 0.0;
         // A heat test that could not run leaves the record and its document
@@ -311,7 +294,7 @@ int RunRecord(const Options& options)
     Report report(options.json);
     report["line"] = ShownUtf8(line);
     report["appended"] = false;
-    report["shortened"] = options.seconds > 0;
+    report["shortened"] = options.seconds.has_value();
     report["saved"] = nullptr;
     AddProvenance(report);
     report["speed"] = EvidenceToJson(LastSpeedEvidence);
@@ -337,12 +320,13 @@ int RunRecord(const Options& options)
     report.Line(Utf8(line));
     std::FILE* const out = saved.ToStandardOutput() ? stderr : stdout;
 
-    if (!options.save.empty()) {
+    if (options.save) {
+        const wxString& save = *options.save;
         std::string problem;
         const std::string document = SavedDocument(line, extras, problem);
         if (document.empty()) {
             std::fprintf(stderr, "tarnwick-cli: no result document was written to %s: %s\n",
-                         Utf8(AbsolutePath(options.save)).c_str(), problem.c_str());
+                         Utf8(AbsolutePath(save)).c_str(), problem.c_str());
             report.Print(out);
             return 1;
         }
@@ -350,11 +334,11 @@ int RunRecord(const Options& options)
         if (error == 0)
             error = saved.Finish();
         if (error != 0) {
-            TellOutputProblem(options.save, error);
+            TellOutputProblem(save, error);
             report.Print(out);
             return 1;
         }
-        report["saved"] = options.save == wxS("-") ? std::string("-") : ShownUtf8(AbsolutePath(options.save));
+        report["saved"] = save == wxS("-") ? std::string("-") : ShownUtf8(AbsolutePath(save));
     }
     if (options.append && options.strict && unsteady) {
         report.Print(out);

@@ -3,6 +3,7 @@
 #include "files/path_text.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 
 void Report::Print(std::FILE* to) const

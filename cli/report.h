@@ -2,12 +2,14 @@
 // JSON object for scripts. Every command fills both; one of them is printed.
 #pragma once
 
-#include <nlohmann/json.hpp>
-
 #include <wx/string.h>
 
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 class Report {

@@ -2,27 +2,35 @@
 // document's evidence, self-contained, to open in a browser or print.
 
 #include "cli/command.h"
-
-#include "core/numbers.h"
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/state.h"
 #include "core/version.h"
+#include "files/atomic_file.h"
 #include "files/output_file.h"
-#include "files/path_text.h"
 #include "results/fleet.h"
 #include "results/result_document.h"
 #include "views/report_page.h"
+
+#include <wx/chartype.h>
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace cli {
 namespace {
@@ -56,8 +64,10 @@ int RunReport(const Options& options)
 {
     // With no documents the page is the table's; with documents, the
     // table's only when one is named.
-    const bool withTable = !options.results.empty() || options.files.empty();
+    const bool withTable = options.results || options.files.empty();
     OutputFile output;
+    // The command needs --output: the runner sees that it is there.
+    const wxString outputPath = options.output.value_or(wxString());
     if (!OpenOutputs({{"--output", options.output, output}}))
         return 1;
     // Never over a document it reads (looked at one by one: thousands are
@@ -71,7 +81,7 @@ int RunReport(const Options& options)
                                         input.st_dev == written.device && input.st_ino == written.inode
                                   : written.Same(IdentifyFile(file));
             if (same) {
-                TellOutputProblem({OutputFailure::Kind::Kept, 0, options.output,
+                TellOutputProblem({OutputFailure::Kind::Kept, 0, outputPath,
                                    file == wxS("-") ? wxString(wxS("the document on standard input"))
                                                     : wxS("the document ") + file});
                 return 1;
@@ -80,7 +90,7 @@ int RunReport(const Options& options)
     }
 
     ReportHeader header;
-    header.title = options.title.empty() ? DefaultTitle : options.title;
+    header.title = options.title.value_or(DefaultTitle);
     header.made = MadeAt();
     header.version = TARNWICK_VERSION;
     std::vector<ReportRecord> records;
@@ -181,19 +191,19 @@ int RunReport(const Options& options)
     if (failure == 0)
         failure = output.Finish();
     if (failure != 0) {
-        TellOutputProblem(options.output, failure);
+        TellOutputProblem(outputPath, failure);
         return 1;
     }
 
     Report report(options.json);
     AddProvenance(report);
-    report["output"] = ShownUtf8(options.output);
+    report["output"] = ShownUtf8(outputPath);
     report["records"] = header.records;
     report["documents"] = header.documents;
     report["shown"] = shown;
     report["flaggedCount"] = fleet.FlaggedCount();
     report["refusedCount"] = fleet.refused.size();
-    std::string line = "Report: " + Utf8(options.output) + " (" + std::to_string(header.records) +
+    std::string line = "Report: " + Utf8(outputPath) + " (" + std::to_string(header.records) +
                        (header.records == 1 ? " record" : " records");
     if (!options.files.empty())
         line += ", " + std::to_string(shown) + " of " + std::to_string(header.documents) +

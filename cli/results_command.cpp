@@ -1,14 +1,21 @@
 // tarnwick-cli results: the stored results, ranked, or those containing a text.
 #include "cli/command.h"
-
+#include "cli/options.h"
+#include "cli/report.h"
 #include "core/numbers.h"
 #include "core/state.h"
-#include "results/results_file.h"
 #include "results/record.h"
 #include "results/results_table.h"
 #include "results/search.h"
 
+#include <wx/string.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
 namespace cli {
@@ -24,8 +31,8 @@ int RunResults(const Options& options)
     if (!LoadResults())
         return 1;
     Report report(options.json);
-    if (options.searching) {
-        SetSearchText(options.search);
+    if (options.search) {
+        SetSearchText(*options.search);
         FindResults();
         report["search"] = ShownUtf8(SearchText.get());
         report["hits"] = nlohmann::ordered_json::array();

@@ -1,9 +1,15 @@
 // tarnwick-cli speed: the speed test, once or repeated.
-#include "cli/command.h"
-
-#include "core/state.h"
+#include "bench/evidence.h"
 #include "bench/speed.h"
+#include "cli/command.h"
+#include "cli/options.h"
+#include "cli/report.h"
+#include "core/state.h"
 
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace cli {
@@ -22,7 +28,7 @@ int RunSpeed(const Options& options)
         run.json["test"] = "speed";
         run.json["points"] = WholeNumber(LastSpeedPoints);
         run.json["seconds"] = RunLength(options);
-        run.json["shortened"] = options.seconds > 0;
+        run.json["shortened"] = options.seconds.has_value();
         run.lines.push_back("Speed test: " + Points(LastSpeedPoints) + " points (" + Length(options) + ")");
         return run;
     }, spread);

@@ -646,4 +646,12 @@ INSTANTIATE_TEST_SUITE_P(
                       BadInput{"info extra", "unexpected 'extra' after 'info'"},
                       BadInput{"merge --append a.csv", "--append does not go with 'merge'"},
                       BadInput{"speed --log x.csv", "--log does not go with 'speed'"},
-                      BadInput{"power --plot x.svg", "--plot does not go with 'power'"}));
+                      BadInput{"power --plot x.svg", "--plot does not go with 'power'"},
+                      BadInput{"speed --seconds 5 --frob", "unknown option --frob"},
+                      BadInput{"speed --json=1", "unexpected characters following option 'json'"},
+                      BadInput{"speed --json-", "option 'json' can't be negated"},
+                      BadInput{"speed --=x", "unknown long option ''"},
+                      BadInput{"speed -x=1", "unknown option -x"},
+                      BadInput{"speed --seconds=5 --seconds=", "--seconds needs a value S"},
+                      BadInput{"record --heat 35792", "--heat must be a whole number from 0 to 35791"},
+                      BadInput{"report --output x.html --title ''", "--title needs a value TEXT"}));
