@@ -68,7 +68,7 @@ bool Measure(const std::vector<std::string>& arguments, const std::filesystem::p
 void Within(const char* what, double value, double target, const char* unit, BenchOutcome& outcome)
 {
     std::printf("%-34s %9.1f %s  (target < %.0f %s)\n", what, value, unit, target, unit);
-    outcome.AtMost(std::string(what) + " (" + unit + ")", value, target);
+    outcome.Below(std::string(what) + " (" + unit + ")", value, target);
 }
 }  // namespace
 

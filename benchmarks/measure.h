@@ -82,6 +82,13 @@ public:
         return Check(what, value, value <= bound, "<=", target);
     }
 
+    /// `value` must be under `target`.
+    bool Below(const std::string& what, double value, double target)
+    {
+        const double bound = m_unreachable ? -std::numeric_limits<double>::infinity() : target;
+        return Check(what, value, value < bound, "<", target);
+    }
+
     /// `value` must be at least `target`.
     bool AtLeast(const std::string& what, double value, double target)
     {
