@@ -138,8 +138,9 @@ int main(int argc, char** argv)
             char what[160];
             std::snprintf(what, sizeof what, "status %d, %zu documents, %zu added, %zu refused", merged.status,
                           merged.documents, merged.added, merged.refused.size());
-            outcome.RunFailed(what + (merged.refused.empty() ? std::string()
-                                                             : ": " + std::string(merged.refused[0].reason.utf8_str())));
+            const std::string why =
+                merged.refused.empty() ? std::string() : ": " + std::string(merged.refused[0].reason.utf8_str());
+            outcome.RunFailed(what + why);
             return outcome.Exit();
         }
         implausible = merged.implausible.size();

@@ -52,15 +52,17 @@ int main(int argc, char** argv)
         arguments.push_back(file);
     }
 
-    std::vector<double> walls;
+    std::vector<double> walls, cpus;
     std::vector<long> peaks;
     const std::string output = (dir / "fleet.json").string();
     for (int run = 0; run < runs; ++run) {
         long peak = 0;
+        double cpu = 0;
         const auto start = std::chrono::steady_clock::now();
-        const int status = SpawnMeasured(arguments, output, peak);
+        const int status = SpawnMeasured(arguments, output, peak, &cpu);
         walls.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
         peaks.push_back(peak);
+        cpus.push_back(cpu);
         // Status 5 is a flagged host: random scores may put one off its twins.
         std::ifstream in(output);
         const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -77,6 +79,7 @@ int main(int argc, char** argv)
     std::printf("tarnwick-cli fleet over %d result documents (%.1f MB, 3 threads of 10 s each; median of %d runs):\n",
                 documents, bytes / 1e6, runs);
     std::printf("wall time:       %8.1f ms\n", Median(walls));
+    std::printf("processor time:  %8.1f ms\n", Median(cpus));
     std::printf("peak memory:     %8.1f MB\n", Median(peaks) / 1024.0);
     std::printf("time / target:   %8.2f  (target <= 1.00: %.1f s)\n", Median(walls) / 1000.0 / TargetSeconds,
                 TargetSeconds);

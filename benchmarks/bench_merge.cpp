@@ -46,7 +46,8 @@ double MeasureMerge(const std::filesystem::path& dir, const std::string& runner,
                                std::filesystem::copy_options::overwrite_existing);
     const std::string command = ShellQuoted(runner) + " merge --json --results " +
                                 ShellQuoted((dir / "cpu_results.csv").string()) + " " +
-                                ShellQuoted((dir / "new.csv").string()) + " > " + ShellQuoted((dir / "out.txt").string());
+                                ShellQuoted((dir / "new.csv").string()) + " > " +
+                                ShellQuoted((dir / "out.txt").string());
     const double before = CpuMilliseconds(RUSAGE_CHILDREN);
     if (const int status = std::system(command.c_str()); status != 0) {
         outcome.RunFailed("merge by " + runner + " exited with status " +

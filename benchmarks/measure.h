@@ -206,8 +206,10 @@ inline double MeanMedian(std::vector<double> values)
 extern char** environ;
 
 /// Runs the program `arguments` names, its standard output to `output`:
-/// its exit status (-1 when it could not run), its peak memory in kB.
-inline int SpawnMeasured(const std::vector<std::string>& arguments, const std::string& output, long& peakKb)
+/// its exit status (-1 when it could not run), its peak memory in kB and,
+/// when asked, its processor time (user and system) in milliseconds.
+inline int SpawnMeasured(const std::vector<std::string>& arguments, const std::string& output, long& peakKb,
+                         double* cpuMilliseconds = nullptr)
 {
     std::vector<char*> argv;
     for (const std::string& argument : arguments)
@@ -226,5 +228,8 @@ inline int SpawnMeasured(const std::vector<std::string>& arguments, const std::s
     if (wait4(pid, &status, 0, &usage) != pid)
         return -1;
     peakKb = usage.ru_maxrss;
+    if (cpuMilliseconds != nullptr)
+        *cpuMilliseconds = (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+                           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
