@@ -108,7 +108,8 @@ double PowerRun(std::uint32_t threads, std::vector<TimedRun>* runs = nullptr)
     return points;
 }
 
-void Repeatability(bool shortRun, BenchOutcome& outcome)
+// The speed points' mean.
+double Repeatability(bool shortRun, BenchOutcome& outcome)
 {
     const int runs = shortRun ? 2 : 5, seconds = shortRun ? 1 : 2;
     std::printf("\n== Repeatability: speed test, %d runs of %d s\n", runs, seconds);
@@ -140,17 +141,19 @@ void Repeatability(bool shortRun, BenchOutcome& outcome)
     } else {
         std::printf("sysbench is not installed: no comparison\n");
     }
+    return s.mean;
 }
 
-// `runs` gets the workers' runs at N = processors.
-void Scaling(int online, bool shortRun, BenchOutcome& outcome, std::vector<TimedRun>& runs)
+// `runs` gets the workers' runs at N = processors. A short run measures only
+// N = processors, where the target is, against `speedMean`, the mean of the
+// repeatability's 1 s runs.
+void Scaling(int online, bool shortRun, double speedMean, BenchOutcome& outcome, std::vector<TimedRun>& runs)
 {
-    // A short run measures only N = processors, where the target is.
     const int seconds = shortRun ? 1 : 2;
     std::printf("\n== Scaling: power points / (N x speed points), HTT off, %d s runs\n", seconds);
     SpeedTestMillis = seconds * 1000;
     PowerTestMillis = seconds * 1000;
-    const double single = RunTimedBlocks(SpeedTestMillis).points;
+    const double single = shortRun ? speedMean : RunTimedBlocks(SpeedTestMillis).points;
     const bool sysbench = !shortRun && Have("sysbench");
     const double peerSingle = sysbench ? Sysbench(1, seconds) : 0.0;
     std::printf("speed points alone: %.0f\n", single);
@@ -380,9 +383,9 @@ int main(int argc, char** argv)
     const int online = std::max(wxThread::GetCPUCount(), 1);
     std::printf("Processors online: %d\n", online);
     if (!heatOnly) {
-        Repeatability(options.shortRun, outcome);
+        const double speedMean = Repeatability(options.shortRun, outcome);
         std::vector<TimedRun> scaled;
-        Scaling(online, options.shortRun, outcome, scaled);
+        Scaling(online, options.shortRun, speedMean, outcome, scaled);
         ThreadStart(online, options.shortRun, outcome, scaled);
         SensorReading(options.shortRun, outcome);
     }
