@@ -1,8 +1,10 @@
 // The speed, power and heat tests measured at full length, each beside what a
-// user would run instead (sysbench, stress-ng), in the same run.
-//   bench_tests            all measurements
-//   bench_tests cycles N   run N work cycles and exit (for instruction counts)
-#include "core/numbers.h"
+// user would run instead (sysbench, stress-ng), in the same run. Fails (exit
+// 1) when a run fails or a figure misses its target.
+//   bench_tests [--short] [--fail-target]   all measurements (--short: 1 s runs,
+//                                           no comparisons, no instruction count)
+//   bench_tests heat [--short] [--fail-target]   the heat test's measurements alone
+//   bench_tests cycles N                    run N work cycles and exit (for instruction counts)
 #include "core/state.h"
 #include "bench/heat.h"
 #include "bench/heat_work.h"
@@ -11,6 +13,8 @@
 #include "bench/workers.h"
 #include "sensors/heat_readings.h"
 #include "sensors/sensors.h"
+
+#include "measure.h"
 
 #include <wx/init.h>
 #include <wx/thread.h>
@@ -104,23 +108,31 @@ double PowerRun(std::uint32_t threads, std::vector<TimedRun>* runs = nullptr)
     return points;
 }
 
-void Repeatability()
+// The speed points' mean.
+double Repeatability(bool shortRun, BenchOutcome& outcome)
 {
-    std::printf("\n== Repeatability: speed test, 5 runs of 2 s\n");
-    SpeedTestMillis = 2000;
+    const int runs = shortRun ? 2 : 5, seconds = shortRun ? 1 : 2;
+    std::printf("\n== Repeatability: speed test, %d runs of %d s\n", runs, seconds);
+    SpeedTestMillis = seconds * 1000;
     std::vector<double> speed, peer;
-    const bool sysbench = Have("sysbench");
-    for (int run = 0; run < 5; ++run) {
+    const bool sysbench = !shortRun && Have("sysbench");
+    for (int run = 0; run < runs; ++run) {
         speed.push_back(RunTimedBlocks(SpeedTestMillis).points);
         if (sysbench)
-            peer.push_back(Sysbench(1, 2));
+            peer.push_back(Sysbench(1, seconds));
     }
     const Stats s = Summarise(speed);
     std::printf("tarnwick speed points:     mean %9.1f  CV %5.2f %%  (target <= 1 %%)  runs:", s.mean, s.cv);
     for (double v : speed)
         std::printf(" %.0f", v);
     std::printf("\n");
-    if (sysbench) {
+    if (s.mean > 0)
+        outcome.AtMost("speed points' coefficient of variation, %", s.cv, 1.0);
+    else
+        outcome.RunFailed("the speed test gave no points");
+    if (shortRun) {
+        std::printf("no comparison in a short run\n");
+    } else if (sysbench) {
         const Stats p = Summarise(peer);
         std::printf("sysbench cpu --threads=1:  mean %9.1f  CV %5.2f %%  events/s      runs:", p.mean, p.cv);
         for (double v : peer)
@@ -129,32 +141,42 @@ void Repeatability()
     } else {
         std::printf("sysbench is not installed: no comparison\n");
     }
+    return s.mean;
 }
 
-void Scaling(int online)
+// `runs` gets the workers' runs at N = processors. A short run measures only
+// N = processors, where the target is, against `speedMean`, the mean of the
+// repeatability's 1 s runs.
+void Scaling(int online, bool shortRun, double speedMean, BenchOutcome& outcome, std::vector<TimedRun>& runs)
 {
-    std::printf("\n== Scaling: power points / (N x speed points), HTT off, 2 s runs\n");
-    SpeedTestMillis = 2000;
-    PowerTestMillis = 2000;
-    const double single = RunTimedBlocks(SpeedTestMillis).points;
-    const bool sysbench = Have("sysbench");
-    const double peerSingle = sysbench ? Sysbench(1, 2) : 0.0;
+    const int seconds = shortRun ? 1 : 2;
+    std::printf("\n== Scaling: power points / (N x speed points), HTT off, %d s runs\n", seconds);
+    SpeedTestMillis = seconds * 1000;
+    PowerTestMillis = seconds * 1000;
+    const double single = shortRun ? speedMean : RunTimedBlocks(SpeedTestMillis).points;
+    const bool sysbench = !shortRun && Have("sysbench");
+    const double peerSingle = sysbench ? Sysbench(1, seconds) : 0.0;
     std::printf("speed points alone: %.0f\n", single);
-    for (int n = 1; n <= online; ++n) {
-        const double power = PowerRun(n);
+    for (int n = shortRun ? online : 1; n <= online; ++n) {
+        const double power = PowerRun(n, n == online ? &runs : nullptr);
         std::printf("N = %2d: power %8.0f  ratio %.3f", n, power, power / (n * single));
         if (sysbench)
-            std::printf("   sysbench ratio %.3f", Sysbench(n, 2) / (n * peerSingle));
+            std::printf("   sysbench ratio %.3f", Sysbench(n, seconds) / (n * peerSingle));
         std::printf("%s\n", n == online ? "  (target >= 0.97 at N = processors)" : "");
+        if (n == online && (single <= 0 || power <= 0))
+            outcome.RunFailed("the speed or the power test gave no points");
+        else if (n == online)
+            outcome.AtLeast("power points / (N x speed points) at N = processors", power / (n * single), 0.97);
     }
 }
 
-void SensorReading()
+void SensorReading(bool shortRun, BenchOutcome& outcome)
 {
-    std::printf("\n== Reading every sensor of this machine once (1000 readings)\n");
+    const int readings = shortRun ? 100 : 1000;
+    std::printf("\n== Reading every sensor of this machine once (%d readings)\n", readings);
     const MachineSensors sensors("/");
     std::vector<double> micros;
-    for (int k = 0; k < 1000; ++k) {
+    for (int k = 0; k < readings; ++k) {
         const auto start = std::chrono::steady_clock::now();
         const MachineSensors::Reading reading = sensors.Read();
         micros.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
@@ -162,18 +184,27 @@ void SensorReading()
             std::printf("%zu temperature sensors, frequencies %s\n", reading.celsius.size(),
                         reading.averageMhz ? "answered" : "did not answer");
     }
-    std::printf("median %.1f us, slowest %.1f us  (target < 1000 us)\n", Median(micros),
-                *std::max_element(micros.begin(), micros.end()));
+    std::sort(micros.begin(), micros.end());
+    std::printf("median %.1f us, slowest %.1f us  (target < 1000 us)\n", micros[micros.size() / 2], micros.back());
+    outcome.Below("median time to read every sensor, us", micros[micros.size() / 2], 1000.0);
 }
 
-void ThreadStart(int online)
+// A short run takes the one round it measures from `scaled`, the runs of the
+// scaling's power test at N = processors.
+void ThreadStart(int online, bool shortRun, BenchOutcome& outcome, const std::vector<TimedRun>& scaled)
 {
     std::printf("\n== Thread start: spread of the workers' first clock readings\n");
     PowerTestMillis = 1000;
+    const int rounds = shortRun ? 1 : 5;
     std::vector<double> spreads;
-    for (int round = 0; round < 5; ++round) {
-        std::vector<TimedRun> runs;
-        PowerRun(online, &runs);
+    for (int round = 0; round < rounds; ++round) {
+        std::vector<TimedRun> runs = shortRun ? scaled : std::vector<TimedRun>();
+        if (!shortRun)
+            PowerRun(online, &runs);
+        if (runs.empty()) {
+            outcome.RunFailed("no power worker reported its run");
+            return;
+        }
         std::int64_t first = runs.front().startNanos, last = first;
         for (const TimedRun& run : runs) {
             first = std::min(first, run.startNanos);
@@ -181,16 +212,21 @@ void ThreadStart(int online)
         }
         spreads.push_back((last - first) / 1e6);
     }
-    std::printf("%d threads, 5 runs: largest spread %.3f ms, median %.3f ms  (target <= 1 ms)\n", online,
-                *std::max_element(spreads.begin(), spreads.end()), Median(spreads));
+    const double median = Median(spreads);
+    std::printf("%d threads, %d runs: largest spread %.3f ms, median %.3f ms  (target <= 1 ms)\n", online, rounds,
+                *std::max_element(spreads.begin(), spreads.end()), median);
+    outcome.AtMost("median spread of the workers' first clock readings, ms", median, 1.0);
 }
 
-void HeatLoad(int online)
+void HeatLoad(int online, bool shortRun, BenchOutcome& outcome)
 {
-    std::printf("\n== Heat load: busy share of all processors during 8 s of a 10 s heat test, the sensors\n"
-                "   read once a second as the window reads them\n");
+    // From the end of second 1 to the end of the test's second to last.
+    const int seconds = shortRun ? 3 : 10;
+    std::printf("\n== Heat load: busy share of all processors during %d s of a %d s heat test, the sensors\n"
+                "   read once a second as the window reads them\n",
+                seconds - 2, seconds);
     ThreadCount = online;
-    HeatTestMillis = 10000;
+    HeatTestMillis = seconds * 1000;
     StartHeatReadings();
     std::pair<long long, long long> before, after;
     int second = 0;
@@ -200,14 +236,20 @@ void HeatLoad(int online)
         SampleHeatWork(second);
         if (second == 1)
             before = CpuJiffies();
-        if (second == 9)
+        if (second == seconds - 1)
             after = CpuJiffies();
     });
+    const double busy = BusyShare(before, after);
     std::printf("tarnwick heat test (%d workers, checks on: %llu checks, %llu errors):  %.1f %% busy  (target >= "
                 "99 %%)\n",
                 online, static_cast<unsigned long long>(HeatWork.Checks()),
-                static_cast<unsigned long long>(HeatWork.Errors()), BusyShare(before, after));
-    if (Have("stress-ng")) {
+                static_cast<unsigned long long>(HeatWork.Errors()), busy);
+    if (HeatWork.Errors() != 0)
+        outcome.RunFailed("the heat test's checks found " + std::to_string(HeatWork.Errors()) + " errors");
+    outcome.AtLeast("busy share of all processors during the heat test, %", busy, 99.0);
+    if (shortRun) {
+        std::printf("no comparison in a short run\n");
+    } else if (Have("stress-ng")) {
         std::system(("stress-ng --cpu " + std::to_string(online) + " --timeout 10s --quiet &").c_str());
         wxMilliSleep(1000);
         const auto peerBefore = CpuJiffies();
@@ -240,22 +282,29 @@ double HeatRatePerWorker(int online, int seconds, bool checks)
     return workers > 0 ? sum / workers : 0.0;
 }
 
-void HeatChecksCost(int online)
+void HeatChecksCost(int online, bool shortRun, BenchOutcome& outcome)
 {
-    std::printf("\n== Heat checks: passes per second per worker with checks against without, 10 s runs\n"
-                "   alternated, 4 of each\n");
+    const int seconds = shortRun ? 1 : 10, rounds = shortRun ? 1 : 4;
+    std::printf("\n== Heat checks: passes per second per worker with checks against without, %d s runs\n"
+                "   alternated, %d of each\n",
+                seconds, rounds);
     std::vector<double> with, without;
-    for (int round = 0; round < 4; ++round) {
-        without.push_back(HeatRatePerWorker(online, 10, false));
-        with.push_back(HeatRatePerWorker(online, 10, true));
+    for (int round = 0; round < rounds; ++round) {
+        without.push_back(HeatRatePerWorker(online, seconds, false));
+        with.push_back(HeatRatePerWorker(online, seconds, true));
         std::printf("round %d: without %.0f, with %.0f passes/s  (%.2f %%)\n", round + 1, without.back(),
                     with.back(), 100.0 * with.back() / without.back());
     }
+    const auto median = [](const std::vector<double>& values) { return Median(values); };
     std::printf("median: without %.0f, with %.0f passes/s per worker: %.2f %%  (target >= 98 %%); %llu checks, "
                 "%llu errors in the last run\n",
-                Median(without), Median(with), 100.0 * Median(with) / Median(without),
+                median(without), median(with), 100.0 * median(with) / median(without),
                 static_cast<unsigned long long>(HeatWork.Checks()),
                 static_cast<unsigned long long>(HeatWork.Errors()));
+    if (median(without) > 0 && median(with) > 0)
+        outcome.AtLeast("heat passes with checks / without, %", 100.0 * median(with) / median(without), 98.0);
+    else
+        outcome.RunFailed("a heat test made no passes");
 
     // The same cost without the noise of whole runs: one block's checks
     // timed alone, against the time of a block at the rate measured.
@@ -274,7 +323,7 @@ void HeatChecksCost(int online)
     }
     const double micros =
         std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count() / calls;
-    const double blockMicros = 65536.0 / Median(with) * 1e6;
+    const double blockMicros = 65536.0 / median(with) * 1e6;
     std::printf("one block's checks alone: %.3f us against a block of %.0f us: %.4f %% of the work (%d failed)\n",
                 micros, blockMicros, 100.0 * micros / blockMicros, failed);
 }
@@ -309,25 +358,41 @@ int main(int argc, char** argv)
 {
     wxInitializer wx;
     if (argc == 3 && std::string(argv[1]) == "cycles") {
+        char* end = nullptr;
+        const long cycles = std::strtol(argv[2], &end, 10);
+        if (end == argv[2] || *end != '\0' || cycles < 0 || cycles > 100000000) {
+            std::fprintf(stderr, "usage: bench_tests cycles N (N from 0 to 100000000)\n");
+            return 2;
+        }
         auto state = std::make_unique<WorkState>();
-        for (int n = std::atoi(argv[2]); n > 0; --n)
+        for (long n = cycles; n > 0; --n)
             RunWorkCycle(*state);
         return 0;
     }
-    const int online = wxThread::GetCPUCount();
-    std::printf("Processors online: %d\n", online);
-    if (argc == 2 && std::string(argv[1]) == "heat") {  // the heat test's measurements alone
-        HeatLoad(online);
-        HeatChecksCost(online);
-        return 0;
+    // The heat test's measurements alone.
+    const bool heatOnly = argc >= 2 && std::string(argv[1]) == "heat";
+    if (heatOnly) {
+        argv[1] = argv[0];
+        ++argv;
+        --argc;
     }
-    Repeatability();
-    Scaling(online);
-    ThreadStart(online);
-    SensorReading();
-    HeatLoad(online);
-    HeatChecksCost(online);
-    Instructions(argv[0]);
+    BenchOptions options;
+    if (!ParseBenchOptions(argc, argv, options))
+        return 2;
+    BenchOutcome outcome(options);
+    const int online = std::max(wxThread::GetCPUCount(), 1);
+    std::printf("Processors online: %d\n", online);
+    if (!heatOnly) {
+        const double speedMean = Repeatability(options.shortRun, outcome);
+        std::vector<TimedRun> scaled;
+        Scaling(online, options.shortRun, speedMean, outcome, scaled);
+        ThreadStart(online, options.shortRun, outcome, scaled);
+        SensorReading(options.shortRun, outcome);
+    }
+    HeatLoad(online, options.shortRun, outcome);
+    HeatChecksCost(online, options.shortRun, outcome);
+    if (!heatOnly && !options.shortRun)
+        Instructions(argv[0]);
     WaitForWorkerThreads(10000);
-    return 0;
+    return outcome.Exit();
 }

@@ -21,7 +21,7 @@ target=10
 play_limit=240
 # shellcheck source-path=SCRIPTDIR source=../tests/fleet/loopback_sshd.sh
 . "$source/tests/fleet/loopback_sshd.sh"
-fail() { echo "$*"; exit 1; }
+fail() { echo "a run failed: $*"; exit 1; }
 skip() { echo "skipped: $*"; exit 0; }
 
 command -v ansible-playbook > /dev/null || skip "ansible-playbook is not installed (scripts/install-deps.sh test)"
@@ -136,6 +136,6 @@ print("record runs:       %8.1f s   (%.1f s a host)" % (record, record / hosts))
 print("overhead / host:   %8.1f s   (plays: %s)" % (overhead, " ".join("%.1f" % o for o in overheads)))
 print("time / target:     %8.2f     (target <= 1.00: %.0f s a host)" % (overhead / target, target))
 if overhead > target:
-    print("missed the target")
+    print("missed the target: overhead per host is %.1f s (target <= %.0f s)" % (overhead, target))
     sys.exit(1)
 EOF

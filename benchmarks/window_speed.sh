@@ -4,7 +4,8 @@
 # The window is driven as a user would (Processor, Speed; then Results, Last
 # test, Save) in its own Xvfb, nothing else touching the display during the
 # 10 s; its score is read back from the results file it saved. Each run's
-# output goes to a file, read only after all runs.
+# output goes to a file, read only after all runs. Fails (exit 1) when a
+# round gives no score or the medians differ by more than 1 %.
 set -eu
 build=$(cd "${1:-build}" && pwd)
 rounds=${2:-5}
@@ -59,6 +60,17 @@ echo "tarnwick-cli speed (10 s):      $cli"
 median() {
     printf '%s\n' $1 | sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
 }
+# Every round must have given a score on both sides.
+for score in $window $cli; do
+    case "$score" in
+        '' | *[!0-9]*) echo "a run failed: a round gave no score (window:$window; tarnwick-cli:$cli)"; exit 1 ;;
+    esac
+done
+if [ "$(echo "$window" | wc -w)" -ne "$rounds" ] || [ "$(echo "$cli" | wc -w)" -ne "$rounds" ]; then
+    echo "a run failed: a round gave no score (window:$window; tarnwick-cli:$cli)"
+    exit 1
+fi
 mw=$(median "$window")
 mc=$(median "$cli")
-awk -v w="$mw" -v c="$mc" 'BEGIN { printf "medians: window %.0f, tarnwick-cli %.0f, window / cli %.4f  (target within 1 %%)\n", w, c, w / c }'
+awk -v w="$mw" -v c="$mc" 'BEGIN { printf "medians: window %.0f, tarnwick-cli %.0f, window / cli %.4f  (target within 1 %%)\n", w, c, w / c
+    if (w / c < 0.99 || w / c > 1.01) { printf "missed the target: window / cli is %.4f (target within 1 %%)\n", w / c; exit 1 } }'
