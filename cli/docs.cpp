@@ -157,7 +157,9 @@ void ManualPage()
          "browser or print"},
     };
     for (const auto& example : examples)
-        std::printf(".TP\n.B %s\n%s.\n", Roff(example[0]).c_str(), Roff(example[1]).c_str());
+        // A text line, not .B: the quotes of an example are its own, and .B
+        // would take them for its arguments' quotes.
+        std::printf(".TP\n\\fB%s\\fR\n%s.\n", Roff(example[0]).c_str(), Roff(example[1]).c_str());
 
     std::printf(".SH SEE ALSO\n.BR tarnwick (1)\n");
 }

@@ -2,7 +2,6 @@
 #include "cli/command.h"
 #include "cli/options.h"
 #include "cli/report.h"
-#include "core/numbers.h"
 #include "core/state.h"
 #include "results/record.h"
 #include "results/results_table.h"

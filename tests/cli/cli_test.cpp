@@ -1,6 +1,6 @@
 // tarnwick-cli run as users run it: in a program directory of its own, its
 // whole output compared with patterns for the numbers that vary.
-#include "../unit/sensor_tree.h"
+#include "../support/sensor_tree.h"
 #include "cli_fixture.h"
 #include "core/version.h"
 #include "tests/support/required_tool.h"

@@ -2,7 +2,7 @@
 // line, --repeat, --strict, result documents written by record and checked
 // by merge. The machine's conditions come from trees of its own, so that
 // each verdict is the one the test means, whatever runs beside it.
-#include "../unit/sensor_tree.h"
+#include "../support/sensor_tree.h"
 #include "cli_fixture.h"
 #include "core/version.h"
 

@@ -1,7 +1,7 @@
 // The runner's files where things go wrong: links another user planted,
 // devices and FIFOs, a file system without locks or hard links, endless
 // inputs, outputs that cannot be written, folders the locale cannot name.
-#include "../unit/kernel_protections.h"
+#include "../support/kernel_protections.h"
 #include "cli_fixture.h"
 
 #include <sys/stat.h>

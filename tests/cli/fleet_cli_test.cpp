@@ -1,7 +1,7 @@
 // Many machines as tarnwick-cli users meet them: documents that name their
 // host, the defaults a limited process gets, and fleet over documents that
 // record made. The conditions come from trees of their own.
-#include "../unit/sensor_tree.h"
+#include "../support/sensor_tree.h"
 #include "cli_fixture.h"
 
 #include <gtest/gtest.h>

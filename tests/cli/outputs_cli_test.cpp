@@ -2,7 +2,7 @@
 // neighbour would: outputs that are the table, FIFOs nobody reads, files
 // planted in /tmp, runs refused or interrupted half-way, a file system
 // without modes; and the smaller promises of record and merge.
-#include "../unit/kernel_protections.h"
+#include "../support/kernel_protections.h"
 #include "cli_fixture.h"
 #include "../support/hidden_files.h"
 

@@ -20,9 +20,6 @@ import concurrent.futures, json, os, re, shlex, shutil, subprocess, sys, tempfil
 # Each passes when the program is fixed; it must then leave this list (an
 # expectation here that passes fails the test, so the list cannot go stale).
 KNOWN_FAILURES = {
-    'man tarnwick-cli.1 shows: tarnwick-cli report --title "Lab 7" --output lab/report.html lab/*.json':
-        'the page drops the quotes of --title "Lab 7" (roff takes them for its own argument quotes), so the '
-        'command it shows passes 7 as a document; cli/docs.cpp ManualPage writes each example with .B',
 }
 
 # Examples that are not run, by their first words, and why.

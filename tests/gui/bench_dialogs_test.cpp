@@ -7,8 +7,8 @@
 #include "gui/power_thread_dialog.h"
 #include "views/heat_view.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
-#include "tests/unit/simulated_heat_time.h"
+#include "tests/support/saved_state.h"
+#include "tests/support/simulated_heat_time.h"
 
 #include <wx/button.h>
 #include <wx/checkbox.h>

@@ -13,7 +13,7 @@
 #include "gui_support.h"
 #include "results/results_table.h"
 #include "results/search.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 
 #include <wx/button.h>
 #include <wx/textctrl.h>

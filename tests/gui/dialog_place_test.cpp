@@ -11,7 +11,7 @@
 #include "gui/manual_dialog.h"
 #include "gui/power_thread_dialog.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 
 #include <wx/dialog.h>
 #include <wx/display.h>

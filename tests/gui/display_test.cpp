@@ -1,7 +1,7 @@
 #include "gui/resources.h"
 #include "core/state.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 #include "config/config_file.h"
 #include "results/results_file.h"
 #include "results/results_table.h"

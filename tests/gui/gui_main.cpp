@@ -7,7 +7,7 @@
 #include "bench/workers.h"
 #include "gui_support.h"
 #include "sensors/heat_readings.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 
 #include <wx/init.h>
 #include <wx/log.h>

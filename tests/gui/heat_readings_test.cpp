@@ -1,7 +1,7 @@
 // The heat view with what a machine's sensors said, on real pixels: the
 // readings and the temperature curve below the view's own picture, and
 // without sensors the view's own picture and nothing else.
-#include "../unit/sensor_tree.h"
+#include "../support/sensor_tree.h"
 #include "gui/resources.h"
 #include "core/state.h"
 #include "bench/heat_work.h"
@@ -11,8 +11,8 @@
 #include "sensors/heat_readings.h"
 #include "gui/display.h"
 #include "views/heat_view.h"
-#include "tests/unit/saved_state.h"
-#include "tests/unit/simulated_heat_time.h"
+#include "tests/support/saved_state.h"
+#include "tests/support/simulated_heat_time.h"
 
 #include <wx/button.h>
 #include <wx/textctrl.h>

@@ -5,7 +5,7 @@
 #include "gui/main_frame.h"
 #include "gui/power_thread_dialog.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 
 #include <wx/app.h>
 #include <wx/generic/aboutdlgg.h>

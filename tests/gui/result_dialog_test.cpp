@@ -2,7 +2,7 @@
 #include "gui/main_frame.h"
 #include "gui/result_dialog.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>

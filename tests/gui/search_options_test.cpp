@@ -4,7 +4,7 @@
 #include "gui/options_dialog.h"
 #include "gui/search_dialog.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>

@@ -7,8 +7,8 @@
 #include "gui/options_dialog.h"
 #include "gui/result_dialog.h"
 #include "gui_support.h"
-#include "tests/unit/saved_state.h"
-#include "tests/unit/fault_injection.h"
+#include "tests/support/saved_state.h"
+#include "tests/support/fault_injection.h"
 #include "results/results_file.h"
 
 #include <wx/button.h>

@@ -1,7 +1,7 @@
 #include "core/state.h"
 #include "bench/evidence.h"
 #include "config/config_file.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 #include "results/results_table.h"
 #include "views/chart_view.h"
 

@@ -3,7 +3,7 @@
 #include "cpu/processor_globals.h"
 #include "core/state.h"
 #include "cpu/cpuid.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 
 #include <wx/thread.h>
 

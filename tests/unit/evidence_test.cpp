@@ -3,7 +3,7 @@
 #include "bench/power.h"
 #include "bench/speed.h"
 #include "bench/work_cycle.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 
 #include <gtest/gtest.h>
 

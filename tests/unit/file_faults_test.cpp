@@ -4,7 +4,7 @@
 // bytes that are no text, killed writers. Nothing is torn, nothing is lost in
 // silence, nothing is written where it should not be.
 #include "config/config_file.h"
-#include "fault_injection.h"
+#include "../support/fault_injection.h"
 #include "tests/support/hidden_files.h"
 #include "file_fixture.h"
 #include "files/encoding.h"

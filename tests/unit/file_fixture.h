@@ -6,7 +6,7 @@
 #include "core/state.h"
 #include "config/paths.h"
 #include "unprivileged.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 #include "../support/document_builder.h"
 
 #include <gtest/gtest.h>

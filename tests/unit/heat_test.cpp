@@ -2,8 +2,8 @@
 #include "bench/heat.h"
 #include "bench/heat_work.h"
 #include "bench/workers.h"
-#include "saved_state.h"
-#include "simulated_heat_time.h"
+#include "../support/saved_state.h"
+#include "../support/simulated_heat_time.h"
 #include "views/heat_view.h"
 
 #include <wx/time.h>

@@ -1,6 +1,6 @@
 #include "core/state.h"
 #include "bench/heat_work.h"
-#include "sensor_tree.h"
+#include "../support/sensor_tree.h"
 #include "sensors/heat_readings.h"
 #include "view_printing.h"
 #include "views/heat_view.h"

@@ -4,7 +4,7 @@
 #include "sensors/heat_readings.h"
 #include "sensors/kernel_files.h"
 #include "sensors/run_conditions.h"
-#include "sensor_tree.h"
+#include "../support/sensor_tree.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "core/notify.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 
 #include <gtest/gtest.h>
 

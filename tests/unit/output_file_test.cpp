@@ -2,9 +2,9 @@
 // it refuses, what it writes into, what it replaces and when, and the races
 // a hostile or unlucky neighbour can run against it, made to happen every
 // time by the hook between each check and its use.
-#include "fault_injection.h"
+#include "../support/fault_injection.h"
 #include "file_fixture.h"
-#include "kernel_protections.h"
+#include "../support/kernel_protections.h"
 #include "tests/support/hidden_files.h"
 #include "files/descriptor.h"
 #include "files/output_file.h"

@@ -2,7 +2,7 @@
 #include "bench/power.h"
 #include "bench/work_cycle.h"
 #include "bench/workers.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 
 #include <wx/thread.h>
 

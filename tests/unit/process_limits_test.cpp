@@ -4,7 +4,7 @@
 #include "bench/evidence.h"
 #include "sensors/machine_identity.h"
 #include "sensors/run_conditions.h"
-#include "sensor_tree.h"
+#include "../support/sensor_tree.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // lays out /proc and /sys, and the comparison of two snapshots.
 #include "sensors/heat_readings.h"
 #include "sensors/run_conditions.h"
-#include "sensor_tree.h"
+#include "../support/sensor_tree.h"
 
 #include <gtest/gtest.h>
 

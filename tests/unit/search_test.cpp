@@ -1,7 +1,7 @@
 #include "core/state.h"
 #include "results/results_table.h"
 #include "results/search.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 #include "views/search_view.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 // lays them out, and the throttling rule over a run's samples.
 #include "sensors/sensor_history.h"
 #include "sensors/sensors.h"
-#include "sensor_tree.h"
+#include "../support/sensor_tree.h"
 #include "unprivileged.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "cpu/processor_globals.h"
 #include "core/state.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // global added outside the state list (or on another floor, without an item
 // in the checker) fails here, named.
 #include "tests/support/required_tool.h"
-#include "tests/unit/saved_state.h"
+#include "tests/support/saved_state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The unit tests run with wxBase initialised (threads, clocks, conversions),
 // as the program does; no display is needed.
 #include "bench/workers.h"
-#include "saved_state.h"
+#include "../support/saved_state.h"
 
 #include <wx/init.h>
 
