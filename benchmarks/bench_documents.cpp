@@ -104,16 +104,12 @@ std::vector<MergeSource> MakeDocuments(int documents, std::size_t& bytes)
 
 int main(int argc, char** argv)
 {
-    BenchOptions options;
-    if (!ParseBenchOptions(argc, argv, options))
-        return 2;
-    BenchOutcome outcome(options);
-    const BenchFolder folder;
-    if (!folder.Made()) {
-        outcome.RunFailed("no temporary folder");
-        return outcome.Exit();
-    }
-    const std::filesystem::path& dir = folder.Path();
+    BenchStart bench(argc, argv);
+    if (const int stop = bench.Stop())
+        return stop;
+    const BenchOptions& options = bench.options;
+    BenchOutcome& outcome = bench.outcome;
+    const std::filesystem::path& dir = bench.folder.Path();
     const int records = options.shortRun ? ShortRecords : Records;
     const int documents = options.shortRun ? ShortDocuments : Documents;
     const int runs = options.shortRun ? 1 : Runs;

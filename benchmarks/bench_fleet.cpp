@@ -26,16 +26,12 @@ constexpr int ShortDocuments = 20;
 
 int main(int argc, char** argv)
 {
-    BenchOptions options;
-    if (!ParseBenchOptions(argc, argv, options, TARNWICK_CLI))
-        return 2;
-    BenchOutcome outcome(options);
-    const BenchFolder folder;
-    if (!folder.Made()) {
-        outcome.RunFailed("no temporary folder");
-        return outcome.Exit();
-    }
-    const std::filesystem::path& dir = folder.Path();
+    BenchStart bench(argc, argv, TARNWICK_CLI);
+    if (const int stop = bench.Stop())
+        return stop;
+    const BenchOptions& options = bench.options;
+    BenchOutcome& outcome = bench.outcome;
+    const std::filesystem::path& dir = bench.folder.Path();
     const int documents = options.shortRun ? ShortDocuments : Documents;
     const int runs = options.shortRun ? 1 : Runs;
     std::mt19937 random(9);

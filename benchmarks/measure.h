@@ -160,6 +160,25 @@ private:
     std::filesystem::path m_path;
 };
 
+/// How a benchmark that works in a temporary folder starts: its options
+/// read, the outcome it reports to, and its folder. Stop() is non-zero (the
+/// exit status) when it cannot go on: a usage line was printed (2), or the
+/// folder could not be made (a failed run).
+struct BenchStart {
+    BenchStart(int argc, char** argv, const char* runner = nullptr)
+        : parsed(ParseBenchOptions(argc, argv, options, runner)), outcome(options)
+    {
+        if (parsed && !folder.Made())
+            outcome.RunFailed("no temporary folder");
+    }
+    int Stop() const { return !parsed ? 2 : folder.Made() ? 0 : outcome.Exit(); }
+
+    BenchOptions options;
+    bool parsed;
+    BenchOutcome outcome;
+    const BenchFolder folder;
+};
+
 /// `text` as one word of a shell command, whatever it holds.
 inline std::string ShellQuoted(const std::string& text)
 {
